@@ -1,0 +1,80 @@
+/// What is measured: contenders, each of which does one job on one database.
+#ifndef TAL_BENCH_BENCH_H
+#define TAL_BENCH_BENCH_H
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ReferenceHost.h"
+
+namespace tal::bench {
+
+/// What a contender's time is compared with.
+enum class Role {
+    Library,
+    Limit,        ///< What the job costs at the least.
+    Reference,    ///< A part of the job; shown, compared with nothing.
+    Alternative,  ///< What people would use instead.
+    Synced        ///< The library again, with the sync to the medium counted.
+};
+
+/// The job "xml store" or the like.
+struct Contender {
+    std::string job;
+    std::string name;
+    Role role;
+    std::string fileName;       ///< What it writes or reads, for its size.
+    std::function<void()> run;  ///< The job, once.
+};
+
+using Contenders = std::vector<Contender>;
+
+/// A database like a radio unit's: all types, nested objects, names of the usual lengths.
+void FillDatabase(host::Database& database, std::size_t variableCount);
+
+/// How many variables with a value there are.
+[[nodiscard]] std::size_t CountValues(const host::Database& database);
+
+// Each adds its contenders for the database, whose files lie in the current directory. The library comes first: it
+// writes the files that the limits read.
+void AddLibrary(host::Database& database, Contenders& contenders);
+void AddStraightCode(host::Database& database, Contenders& contenders);
+void AddLimits(host::Database& database, Contenders& contenders);
+
+/// Adds the contenders of an alternative; each alternative that was built is in this list.
+using AddContenders = void (*)(host::Database&, Contenders&);
+std::vector<AddContenders>& Alternatives();
+
+/// Puts an alternative into the list when the program starts.
+struct RegisterAlternative {
+    explicit RegisterAlternative(AddContenders add) { Alternatives().push_back(add); }
+};
+
+/// Ends the program when something that is measured does not work.
+void Require(bool holds, const char* what);
+
+/// The variable that is registered under the path, which there must be.
+[[nodiscard]] host::Variable& Registered(const host::Database& database, std::string_view path);
+
+[[nodiscard]] std::string ReadWhole(const std::string& fileName);
+
+/// Whether fsync really syncs; it does nothing otherwise.
+void SetSyncing(bool isSyncing);
+
+/// Bytes on the heap above what was there at the last reset, at the highest.
+void ResetHeapPeak();
+[[nodiscard]] std::size_t HeapPeak();
+
+// ---- Values for the alternatives
+
+/// The element as XML keeps it.
+[[nodiscard]] const char* ElementText(const host::Variable& variable, std::size_t index);
+/// The opposite: converts the text into the element.
+void SetElementText(host::Variable& variable, std::size_t index, const char* text);
+
+}  // namespace tal::bench
+
+#endif

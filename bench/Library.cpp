@@ -1,0 +1,52 @@
+/// The library's own providers.
+
+#include "Device/DeviceSupport/DeviceSupport.h"
+#include "bench/Bench.h"
+
+namespace tal::bench {
+
+namespace {
+
+constexpr StorageLocation kCalibration = 0;
+
+struct Format {
+    const char* name;
+    QBFResult (*getInterface)(IStorageProvider**);
+    const char* fileName;
+};
+
+constexpr Format kFormats[] = {
+    {"xml", CXmlFileStorageProvider_GetInterface, "storage_calibration_database.xml"},
+    {"binary", CBinaryFileStorageProvider_GetInterface, "storage_calibration_database.bin"},
+    {"secure", CSecureBinaryFileStorageProvider_GetInterface, "storage_calibration_database.sbin"}};
+
+void AddFormat(const Format& format, host::Database& database, Contenders& contenders) {
+    IStorageProvider* provider = nullptr;
+    format.getInterface(&provider);
+    provider->Initialize(kCalibration);
+    CDatabase* const handle = database.Handle();
+    const auto store = [provider, handle] { Require(provider->StoreAll(kCalibration, handle, 0) == QBF_OK, "store"); };
+    const auto retrieve = [provider, handle] {
+        Require(provider->RetrieveAll(kCalibration, handle, 0) == QBF_OK, "retrieve");
+    };
+    const auto storeSynced = [store] {
+        SetSyncing(true);
+        store();
+        SetSyncing(false);
+    };
+    store();
+    const std::string name = format.name;
+    contenders.push_back({name + " store", "library", Role::Library, format.fileName, store});
+    contenders.push_back({name + " store", "library, synced", Role::Synced, format.fileName, storeSynced});
+    contenders.push_back({name + " retrieve", "library", Role::Library, format.fileName, retrieve});
+}
+
+}  // namespace
+
+void AddLibrary(host::Database& database, Contenders& contenders) {
+    for (const Format& format : kFormats) {
+        AddFormat(format, database, contenders);
+    }
+}
+
+}  // namespace tal::bench

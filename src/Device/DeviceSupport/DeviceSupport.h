@@ -1,0 +1,146 @@
+/// @file
+/// The storage providers of `libTalDeviceSupport`: operation table, result codes and entry points.
+///
+/// Calling order: a provider's `..._GetInterface`, then Initialize for a location, then other file names if wanted
+/// (each setter says whether Initialize or the entry point would undo it), then StoreAll and RetrieveAll as often as
+/// needed. Nothing is thread-safe: the host serialises all calls into one provider, and into both XML configurations
+/// together, since they share one state. No exception leaves any function. Usable from C and from C++.
+#ifndef TAL_DEVICE_SUPPORT_H
+#define TAL_DEVICE_SUPPORT_H
+
+#include "Device/DeviceSupport/HostDatabase.h"
+
+#if defined(__GNUC__)
+#define TAL_DEVICE_SUPPORT_API __attribute__((visibility("default")))
+#else
+#define TAL_DEVICE_SUPPORT_API
+#endif
+
+/// Results of the library and of the host. The same number is the level of the trace record that reports it.
+/// A result is a failure from 0x8000 up, compared as a signed 32-bit number; everything below is a success.
+enum QBFResultCode {
+    QBF_OK = 0x0000,
+    QBF_N_NOTICE = 0x0100,            ///< The secure provider could not open the directory to sync it.
+    QBF_N_NOTICE_2 = 0x0101,          ///< A secure file holds a variable that the database does not register.
+    QBF_I_INFO = 0x0800,              ///< Entry and progress lines, ignored operations.
+    QBF_I_DETAIL = 0x0820,            ///< Per-variable detail lines.
+    QBF_W_WARNING = 0x1000,           ///< Something was unusual, nothing failed.
+    QBF_W_NOT_SUPPORTED = 0x1008,     ///< The provider does not offer this operation; not a failure.
+    QBF_E_FAILED = 0x8000,            ///< Generic failure; what operations return for nearly every problem.
+    QBF_E_INVALID_ARGUMENT = 0x8002,  ///< Bad location, unsupported open mode, null database.
+    QBF_E_NO_NAME = 0x8004,           ///< A region, object or variable name could not be had.
+    QBF_E_OPEN_FAILED = 0x8005,       ///< A storage file could not be opened.
+    QBF_E_IO = 0x800A,                ///< Short read or write, variable not updated.
+    QBF_E_BAD_TYPE = 0x800B,          ///< Unsupported variable type, or not an array.
+    QBF_E_NOT_FOUND = 0x800E,         ///< A required XML attribute is missing.
+    QBF_E_NO_STORAGE_FILE = 0x800F,   ///< No usable file to retrieve from; every variable was set to its default.
+    QBF_E_CORRUPT = 0x8010,           ///< A secure binary file is corrupt.
+    QBF_E_SIZE_MISMATCH = 0x8011      ///< A stored variable's size differs from the registered one.
+};
+
+/// Names one persistent store. 0 is the calibration database, 3 the hardware database and 6 the application
+/// configuration in every file-backed provider; each provider accepts its own set.
+typedef unsigned long StorageLocation;
+
+/// A provider's operations. The table is static: it lives as long as the library and is never freed.
+typedef struct IStorageProvider {
+    /// Prepares the provider for a location. Always QBF_OK; the location is not checked here.
+    QBFResult (*Initialize)(StorageLocation location);
+
+    /// Reserves `size` bytes for the writable subset. QBF_W_NOT_SUPPORTED from the XML, binary and secure providers,
+    /// QBF_OK without effect from the others.
+    QBFResult (*ReserveWritableSpace)(StorageLocation location, unsigned long size);
+
+    /// Writes the whole database into the location's file, truncating what was there.
+    /// @param database         Borrowed for the call; must not change during it.
+    /// @param channelInjector  XML: the channel number that is replaced by X in names, 0 for none. Ignored by the
+    /// others.
+    /// @return QBF_OK, or QBF_E_FAILED when the file could not be opened (nothing is touched), could not be closed, or
+    ///         anything in the database could not be written (the rest has been).
+    QBFResult (*StoreAll)(StorageLocation location, CDatabase* database, unsigned long channelInjector);
+
+    /// Reads the location's file into the database, marks what was restored and lets the database default the rest.
+    /// @param channelInjector  XML: the channel number for which names are rewritten, 0 for none. Ignored by the
+    /// others.
+    /// @return QBF_OK, or QBF_E_FAILED; what is left behind in each case is the provider's own rule (docs/).
+    QBFResult (*RetrieveAll)(StorageLocation location, CDatabase* database, unsigned long channelInjector);
+
+    /// Writes only the given variables. QBF_W_NOT_SUPPORTED from the XML, binary and secure providers, QBF_OK without
+    /// effect from the others.
+    QBFResult (*StoreAllWritable)(StorageLocation location, CVariable** variables, unsigned long count);
+} IStorageProvider;
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/// The XML provider with whatever file names are set: locations 0 and 3 to 11, of which 7, 8 and 11 are read-only.
+/// @param out  Receives the address of the static table; not checked for null. The same address on every call.
+/// @return QBF_OK
+TAL_DEVICE_SUPPORT_API QBFResult CXmlFileStorageProviderBase_GetInterface(IStorageProvider** out);
+
+/// The read-write XML provider: sets the read-write file names, then hands out the table of the base.
+/// @return QBF_OK
+TAL_DEVICE_SUPPORT_API QBFResult CXmlFileStorageProvider_GetInterface(IStorageProvider** out);
+
+/// The read-only XML provider: sets the read-only file names and hands out a table that retrieves like the base and
+/// accepts every store without doing anything.
+/// @return QBF_OK, or the base's failure; `*out` is then not written.
+TAL_DEVICE_SUPPORT_API QBFResult CReadOnlyXmlFileStorageProvider_GetInterface(IStorageProvider** out);
+
+/// Sets the file names of both XML configurations, in the order of the file slots 0 to 9, that is of the locations
+/// 0, 3, 4, 5, 6, 7, 8, 9, 10 and 11. A null pointer leaves its slot unchanged; at most 79 characters are kept. Call it
+/// after the entry point, which sets names of its own. If the file of slot 7 exists, location 8 is read from it.
+TAL_DEVICE_SUPPORT_API void CXmlFileStorageProviderBase_SetStorageFilenames(const char* file0, const char* file1,
+                                                                            const char* file2, const char* file3,
+                                                                            const char* file4, const char* file5,
+                                                                            const char* file6, const char* file7,
+                                                                            const char* file8, const char* file9);
+
+/// The same function under the name of the read-only configuration: both share one table of names.
+TAL_DEVICE_SUPPORT_API void CReadOnlyXmlFileStorageProvider_SetStorageFilenames(const char* file0, const char* file1,
+                                                                                const char* file2, const char* file3,
+                                                                                const char* file4, const char* file5,
+                                                                                const char* file6, const char* file7,
+                                                                                const char* file8, const char* file9);
+
+/// The binary provider: locations 0, 3 and 6. Leaves the file names alone; Initialize restores the default ones.
+/// @return QBF_OK
+TAL_DEVICE_SUPPORT_API QBFResult CBinaryFileStorageProvider_GetInterface(IStorageProvider** out);
+
+/// Sets the file names of the locations 0, 3 and 6; at most 79 characters are kept, null is not allowed. Call it after
+/// Initialize, which restores the default names.
+TAL_DEVICE_SUPPORT_API void CBinaryFileStorageProvider_SetStorageFilenames(const char* calibration,
+                                                                           const char* hardware,
+                                                                           const char* applications);
+
+/// The secure binary provider: locations 0, 1, 2, 3 and 6. Leaves the file names alone; Initialize restores the default
+/// ones.
+/// @return QBF_OK
+TAL_DEVICE_SUPPORT_API QBFResult CSecureBinaryFileStorageProvider_GetInterface(IStorageProvider** out);
+
+/// Sets the file names of the locations 0, 3 and 6; at most 79 characters are kept, null is not allowed. The locations
+/// 1 and 2 always get the default calibration name. Call it after Initialize, which restores the default names.
+TAL_DEVICE_SUPPORT_API void CSecureBinaryFileStorageProvider_SetStorageFilenames(const char* calibration,
+                                                                                 const char* hardware,
+                                                                                 const char* applications);
+
+/// Sets the channel whose number is replaced by X in the paths of secure files, and back on retrieve. 0, the value at
+/// load, means no replacement. Kept until the next call.
+TAL_DEVICE_SUPPORT_API void CSecureBinaryFileStorageProvider_SetChannelNumber(unsigned long channelNumber);
+
+/// The dummy provider: five operations that do nothing and succeed.
+/// @return QBF_OK
+TAL_DEVICE_SUPPORT_API QBFResult CDummyStorageProvider_GetInterface(IStorageProvider** out);
+
+#ifdef __cplusplus
+}
+
+/// The board-support provider: RetrieveAll fills fourteen hardware variables from the board-support library and lets
+/// the database default the rest; every other operation does nothing and succeeds. The symbol carries its parameter
+/// type, so a host that looks it up by name uses the encoded form.
+/// @return QBF_OK
+TAL_DEVICE_SUPPORT_API QBFResult ReadOnlyZorBspStorageProvider_getInterface(IStorageProvider** out);
+#endif
+
+#endif

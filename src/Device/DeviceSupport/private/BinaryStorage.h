@@ -1,0 +1,180 @@
+/// What the two binary providers do alike: selecting, opening and closing the file of a location, and walking the
+/// database. Where their texts, codes or order differ, the step stands in each provider's own file.
+///
+/// `Traces` names the provider whose step it is: `kSource`, the source file, and the operation names `kOpenFile`,
+/// `kCloseFile`, `kWalkRegions` and `kProcessObject`.
+#ifndef TAL_PRIVATE_BINARY_STORAGE_H
+#define TAL_PRIVATE_BINARY_STORAGE_H
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+
+#include "Device/DeviceSupport/private/BoundedText.h"
+#include "Device/DeviceSupport/private/HostWalk.h"
+#include "Device/DeviceSupport/private/StorageFile.h"
+#include "Device/DeviceSupport/private/Tracing.h"
+
+namespace tal {
+
+/// The printf argument for the "%d" of a number of bytes.
+[[nodiscard]] constexpr int PrintableSize(std::size_t sizeInBytes) {
+    return static_cast<int>(sizeInBytes);
+}
+
+/// The printf argument for the "%x" of an address: its low 32 bits.
+[[nodiscard]] inline unsigned PrintableAddress(const void* address) {
+    return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(address));
+}
+
+/// The files of a provider: one slot per accepted location, and the name that the last operation selected.
+template <std::size_t Count>
+struct LocationFiles {
+    StorageLocation locations[Count];
+    FileName names[Count];
+    FileName CurrentFileName;
+};
+
+/// Makes the location's file name the current one.
+/// @return QBF_OK, or QBF_E_INVALID_ARGUMENT, traced, with the current name unchanged.
+template <class Traces, std::size_t Count>
+QBFResult SelectFile(LocationFiles<Count>& files, StorageLocation location) {
+    for (std::size_t slot = 0; slot < Count; ++slot) {
+        if (files.locations[slot] == location) {
+            CopyBounded(files.CurrentFileName, files.names[slot]);
+            return QBF_OK;
+        }
+    }
+    constexpr const char* kTraceSource = Traces::kSource;
+    DS_TRACE(Traces::kOpenFile, QBF_E_INVALID_ARGUMENT, "Invalid storage location id: %d", PrintableLocation(location));
+    return QBF_E_INVALID_ARGUMENT;
+}
+
+/// Opens the file, for writing (created or truncated) in every mode other than Retrieve.
+/// @return QBF_OK and the stream, or QBF_E_OPEN_FAILED, traced.
+template <class Traces>
+QBFResult OpenNamedFile(const FileName& name, StorageOpenMode mode, std::FILE** out) {
+    *out = std::fopen(name, mode == StorageOpenMode::Retrieve ? "r" : "w+");
+    if (*out == nullptr) {
+        constexpr const char* kTraceSource = Traces::kSource;
+        DS_TRACE(Traces::kOpenFile, QBF_E_OPEN_FAILED, "Could not open file %s (errno is: %d)", name, errno);
+        return QBF_E_OPEN_FAILED;
+    }
+    return QBF_OK;
+}
+
+/// Closes the file; it is gone also after a failure.
+/// @return QBF_OK, or QBF_E_FAILED, traced.
+template <class Traces>
+QBFResult CloseNamedFile(std::FILE* file, StorageLocation location) {
+    if (std::fclose(file) != 0) {
+        constexpr const char* kTraceSource = Traces::kSource;
+        DS_TRACE(Traces::kCloseFile, QBF_E_FAILED,
+                 "Could not close storage file for storage location %d (errno is: %d)", PrintableLocation(location),
+                 errno);
+        return QBF_E_FAILED;
+    }
+    return QBF_OK;
+}
+
+/// Walks the database: `enterRegion(const char* name)`, then `processObject(CStorageObject*)` for each top-level object
+/// of the region. Goes on after an object that failed, ends at a region without a name.
+/// @return QBF_OK, or QBF_E_FAILED when anything failed.
+template <class Traces, class EnterRegion, class ProcessObject>
+QBFResult ProcessRegions(CDatabase* database, EnterRegion enterRegion, ProcessObject processObject) {
+    constexpr const char* kTraceSource = Traces::kSource;
+    QBFResult result = QBF_OK;
+    ForEachRegion(database, [&](CStorageRegion* region) {
+        char* regionName = nullptr;
+        if (IsFailure(CStorageRegion_GetName(region, &regionName))) {
+            result = QBF_E_FAILED;
+            DS_TRACE(Traces::kWalkRegions, QBF_E_NO_NAME, "Could not get region name");
+            return Walk::Stop;
+        }
+        enterRegion(regionName);
+        ForEachObject(region, [&](CStorageObject* object) {
+            if (IsFailure(processObject(object))) {
+                result = QBF_E_FAILED;
+                char* objectName = nullptr;
+                if (IsFailure(CStorageObject_GetName(object, &objectName))) {
+                    DS_TRACE(Traces::kWalkRegions, QBF_W_WARNING, "Failed to process object");
+                } else {
+                    DS_TRACE(Traces::kWalkRegions, QBF_W_WARNING, "Failed to process object %s", objectName);
+                }
+            }
+            return Walk::Continue;
+        });
+        return Walk::Continue;
+    });
+    return result;
+}
+
+/// Hands each variable of the object to `processVariable(CVariable*)` and goes on after a failure, except that
+/// QBF_E_BAD_TYPE abandons the object.
+/// @return QBF_OK, QBF_E_FAILED when anything failed, or QBF_E_BAD_TYPE.
+template <class Traces, class ProcessVariable>
+QBFResult ProcessVariables(CStorageObject* object, ProcessVariable processVariable) {
+    constexpr const char* kTraceSource = Traces::kSource;
+    QBFResult result = QBF_OK;
+    const QBFResult started = ForEachVariable(object, [&](CVariable* variable, QBFResult status) {
+        if (IsFailure(status)) {
+            DS_TRACE(Traces::kProcessObject, QBF_W_WARNING, "CStorageObject_GetNextVariable() failed");
+            result = QBF_E_FAILED;
+            return Walk::Continue;
+        }
+        const QBFResult processed = processVariable(variable);
+        if (IsFailure(processed)) {
+            result = processed;
+        }
+        return processed == QBF_E_BAD_TYPE ? Walk::Stop : Walk::Continue;
+    });
+    if (IsFailure(started)) {
+        DS_TRACE(Traces::kProcessObject, QBF_E_FAILED, "Could not iterate variables, (QBFResult = %x)",
+                 static_cast<unsigned>(started));
+        result = QBF_E_FAILED;
+    }
+    return result;
+}
+
+/// Descends into the object that a variable holds with `processObject(CStorageObject*)`.
+/// @return QBF_OK, or QBF_E_FAILED, traced.
+template <class Traces, class ProcessObject>
+QBFResult ProcessNestedObject(CVariable* variable, ProcessObject processObject) {
+    constexpr const char* kTraceSource = Traces::kSource;
+    DS_TRACE(Traces::kProcessObject, QBF_I_INFO, "New nested object");
+    void* nested = nullptr;
+    if (IsFailure(CVariable_GetContentAddress(variable, &nested))) {
+        DS_TRACE(Traces::kProcessObject, QBF_E_FAILED, "CVariable_GetContentAddress() failed");
+        return QBF_E_FAILED;
+    }
+    if (IsFailure(processObject(static_cast<CStorageObject*>(nested)))) {
+        DS_TRACE(Traces::kProcessObject, QBF_E_FAILED, "Failed to process nested object");
+        return QBF_E_FAILED;
+    }
+    return QBF_OK;
+}
+
+/// Visits the element objects of an object array of `count` elements with `processElement(CStorageObject*)`, all of
+/// them also after a failure. A null array is a failure only when there are elements in it.
+/// @return QBF_OK, or QBF_E_FAILED when anything failed.
+template <class Traces, class ProcessElement>
+QBFResult ProcessObjectArray(CVariable* variable, std::uint32_t count, ProcessElement processElement) {
+    constexpr const char* kTraceSource = Traces::kSource;
+    void* address = nullptr;
+    if (IsFailure(CVariable_GetContentAddress(variable, &address)) || (address == nullptr && count != 0)) {
+        DS_TRACE(Traces::kProcessObject, QBF_E_FAILED, "CVariable_GetContentAddress() failed");
+        return QBF_E_FAILED;
+    }
+    auto* const* const elements = static_cast<CStorageObject* const*>(address);
+    QBFResult result = QBF_OK;
+    for (std::uint32_t index = 0; index < count; ++index) {
+        if (IsFailure(processElement(elements[index]))) {
+            result = QBF_E_FAILED;
+        }
+    }
+    return result;
+}
+
+}  // namespace tal
+
+#endif

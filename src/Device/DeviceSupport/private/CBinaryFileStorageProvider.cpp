@@ -1,0 +1,236 @@
+/// The binary provider: one raw image per location, the bytes of every variable back to back in the order of the walk.
+/// Nothing in the file says what it holds, so it fits only the database layout that wrote it.
+
+#include "Device/DeviceSupport/private/BinaryStorage.h"
+
+namespace {
+
+using tal::CopyBounded;
+using tal::IsFailure;
+using tal::StorageOpenMode;
+
+constexpr const char* kTraceSource = "src/Device/DeviceSupport/private/CBinaryFileStorageProvider";
+
+constexpr const char* kInitialize = "CBinaryFileStorageProvider_Initialize";
+constexpr const char* kStoreAll = "CBinaryFileStorageProvider_StoreAll";
+constexpr const char* kRetrieveAll = "CBinaryFileStorageProvider_RetrieveAll";
+constexpr const char* kManageStorage = "CBinaryFileStorageProvider_ManageStorage";
+constexpr const char* kProcessObject = "CBinaryFileStorageProvider_ProcessObject";
+
+struct BinaryTraces {
+    static constexpr const char* kSource = kTraceSource;
+    static constexpr const char* kOpenFile = "CBinaryFileStorageProvider_OpenFile";
+    static constexpr const char* kCloseFile = "CBinaryFileStorageProvider_CloseFile";
+    static constexpr const char* kWalkRegions = kManageStorage;
+    static constexpr const char* kProcessObject = ::kProcessObject;
+};
+
+tal::LocationFiles<3> BinaryFileNameTable = {{0, 3, 6}, {}, {}};
+IStorageProvider binaryInterface;
+
+QBFResult OpenFile(StorageLocation location, StorageOpenMode mode, std::FILE** file) {
+    const QBFResult selected = tal::SelectFile<BinaryTraces>(BinaryFileNameTable, location);
+    if (IsFailure(selected)) {
+        return selected;
+    }
+    const QBFResult opened = tal::OpenNamedFile<BinaryTraces>(BinaryFileNameTable.CurrentFileName, mode, file);
+    if (IsFailure(opened)) {
+        return opened;
+    }
+    DS_TRACE(BinaryTraces::kOpenFile, QBF_I_INFO, "  Binary file %s opened for storage location %d",
+             BinaryFileNameTable.CurrentFileName, tal::PrintableLocation(location));
+    return QBF_OK;
+}
+
+QBFResult CloseFile(std::FILE* file, StorageLocation location) {
+    const QBFResult closed = tal::CloseNamedFile<BinaryTraces>(file, location);
+    if (IsFailure(closed)) {
+        return closed;
+    }
+    DS_TRACE(BinaryTraces::kCloseFile, QBF_I_INFO, "  Binary file closed for storage location %d",
+             tal::PrintableLocation(location));
+    return QBF_OK;
+}
+
+QBFResult WriteBytes(const void* address, std::uint32_t sizeInBytes, std::FILE* file) {
+    DS_TRACE(kProcessObject, QBF_I_INFO, "Writing %d bytes to storage from address 0x%x...",
+             tal::PrintableSize(sizeInBytes), tal::PrintableAddress(address));
+    const std::size_t written = std::fwrite(address, 1, sizeInBytes, file);
+    if (written != sizeInBytes) {
+        DS_TRACE(kProcessObject, QBF_E_IO, "Not all bytes written, attempted to write %d bytes, got %d",
+                 tal::PrintableSize(sizeInBytes), tal::PrintableSize(written));
+        return QBF_E_FAILED;
+    }
+    return QBF_OK;
+}
+
+QBFResult ReadBytes(CVariable* variable, void* address, std::uint32_t sizeInBytes, std::FILE* file) {
+    DS_TRACE(kProcessObject, QBF_I_INFO, "Reading %d bytes from storage to address 0x%x...",
+             tal::PrintableSize(sizeInBytes), tal::PrintableAddress(address));
+    const std::size_t arrived = std::fread(address, 1, sizeInBytes, file);
+    if (arrived != sizeInBytes) {
+        DS_TRACE(kProcessObject, QBF_E_IO, "Not all bytes read, attempted to read %d bytes, got %d",
+                 tal::PrintableSize(sizeInBytes), tal::PrintableSize(arrived));
+        return QBF_E_FAILED;
+    }
+    // Without the mark the variable would get its default after all; the host's answer changes nothing here.
+    static_cast<void>(CVariable_SetRetrieved(variable, 1));
+    return QBF_OK;
+}
+
+QBFResult ProcessPlainVariable(CVariable* variable, StorageOpenMode mode, std::FILE* file) {
+    char* name = nullptr;
+    if (IsFailure(CVariable_GetName(variable, &name))) {
+        DS_TRACE(kProcessObject, QBF_E_NO_NAME, "Could not get variable name");
+        return QBF_E_FAILED;
+    }
+    DS_TRACE(kProcessObject, QBF_I_INFO, "  Processing variable: %s", name);
+
+    const std::uint32_t sizeInBytes = CVariable_GetSizeInBytes(variable);
+    void* address = nullptr;
+    if (IsFailure(CVariable_GetContentAddress(variable, &address)) || address == nullptr) {
+        if (IsFailure(CVariable_GetName(variable, &name))) {
+            DS_TRACE(kProcessObject, QBF_E_FAILED, "Could not get address for variable");
+        } else {
+            DS_TRACE(kProcessObject, QBF_E_FAILED, "Could not get address for variable %s", name);
+        }
+        return QBF_E_FAILED;
+    }
+
+    if (mode == StorageOpenMode::Store) {
+        return WriteBytes(address, sizeInBytes, file);
+    }
+    if (mode == StorageOpenMode::Retrieve) {
+        return ReadBytes(variable, address, sizeInBytes, file);
+    }
+    return QBF_E_BAD_TYPE;
+}
+
+QBFResult ProcessObject(CStorageObject* object, StorageOpenMode mode, std::FILE* file);
+
+QBFResult ProcessArrayElement(CStorageObject* element, StorageOpenMode mode, std::FILE* file) {
+    if (IsFailure(ProcessObject(element, mode, file))) {
+        DS_TRACE(kProcessObject, QBF_E_FAILED, "Failed to process array element object");
+        return QBF_E_FAILED;
+    }
+    return QBF_OK;
+}
+
+QBFResult ProcessVariable(CVariable* variable, StorageOpenMode mode, std::FILE* file) {
+    const std::uint32_t elementCount = CVariable_GetNoOfElements(variable);
+    switch (CVariable_GetType(variable)) {
+        case VARIABLE_TYPE_OBJECT:
+            return tal::ProcessNestedObject<BinaryTraces>(
+                variable, [=](CStorageObject* nested) { return ProcessObject(nested, mode, file); });
+        case VARIABLE_TYPE_OBJECT_ARRAY:
+            return tal::ProcessObjectArray<BinaryTraces>(variable, elementCount, [=](CStorageObject* element) {
+                return ProcessArrayElement(element, mode, file);
+            });
+        default:
+            return ProcessPlainVariable(variable, mode, file);
+    }
+}
+
+QBFResult ProcessObject(CStorageObject* object, StorageOpenMode mode, std::FILE* file) {
+    char* name = nullptr;
+    if (IsFailure(CStorageObject_GetName(object, &name))) {
+        DS_TRACE(kProcessObject, QBF_E_NO_NAME, "Could not get object name");
+        return QBF_E_FAILED;
+    }
+    DS_TRACE(kProcessObject, QBF_I_INFO, "  Processing object: %s", name);
+    return tal::ProcessVariables<BinaryTraces>(
+        object, [=](CVariable* variable) { return ProcessVariable(variable, mode, file); });
+}
+
+QBFResult WalkDatabase(CDatabase* database, StorageOpenMode mode, std::FILE* file) {
+    return tal::ProcessRegions<BinaryTraces>(
+        database,
+        [](const char* regionName) { DS_TRACE(kManageStorage, QBF_I_INFO, "  Processing region: %s", regionName); },
+        [=](CStorageObject* object) { return ProcessObject(object, mode, file); });
+}
+
+/// Moves the bytes of all variables between the database and the location's file. A database that is not `ready` is
+/// not walked: its file is opened and closed untouched.
+/// @return QBF_OK, QBF_E_NO_STORAGE_FILE when the file could not be opened, or QBF_E_FAILED.
+QBFResult ManageStorage(StorageLocation location, CDatabase* database, StorageOpenMode mode, bool ready) {
+    std::FILE* file = nullptr;
+    const QBFResult opened = OpenFile(location, mode, &file);
+    if (IsFailure(opened)) {
+        DS_TRACE(kManageStorage, opened, "Could not open storage file %s", BinaryFileNameTable.CurrentFileName);
+        return QBF_E_NO_STORAGE_FILE;
+    }
+
+    QBFResult result = QBF_E_FAILED;
+    if (ready) {
+        result = WalkDatabase(database, mode, file);
+    }
+    if (IsFailure(CloseFile(file, location))) {
+        DS_TRACE(kManageStorage, QBF_E_FAILED, "Could not close storage file");
+        result = QBF_E_FAILED;
+    }
+    return result;
+}
+
+/// @return whether the database took both steps that precede the reading; both are always attempted.
+bool PrepareDatabase(CDatabase* database) {
+    bool ready = true;
+    if (IsFailure(CDatabase_UpdatePathHashTable(database))) {
+        DS_TRACE(kRetrieveAll, QBF_E_FAILED, "Error when updating hash table in CDatabase");
+        ready = false;
+    }
+    if (IsFailure(CDatabase_SetAsNotRetrieved(database))) {
+        DS_TRACE(kRetrieveAll, QBF_E_FAILED, "Error when setting Database as not retrieved");
+        ready = false;
+    }
+    return ready;
+}
+
+QBFResult Initialize(StorageLocation /*location*/) {
+    // The word "File" is missing from this message alone.
+    DS_TRACE(kInitialize, QBF_I_INFO, "CBinaryStorageProvider: Initializing...");
+    CBinaryFileStorageProvider_SetStorageFilenames("storage_calibration_database.bin", "storage_hardware_database.bin",
+                                                   "/lib/firmware/bin/ApplicationsConfiguration.bin");
+    return QBF_OK;
+}
+
+QBFResult ReserveWritableSpace(StorageLocation /*location*/, unsigned long /*size*/) {
+    return QBF_W_NOT_SUPPORTED;
+}
+
+QBFResult StoreAll(StorageLocation location, CDatabase* database, unsigned long /*channelInjector*/) {
+    DS_TRACE(kStoreAll, QBF_I_INFO, "CBinaryFileStorageProvider: Storing all...");
+    const QBFResult result = ManageStorage(location, database, StorageOpenMode::Store, true);
+    return IsFailure(result) ? QBF_E_FAILED : QBF_OK;
+}
+
+QBFResult RetrieveAll(StorageLocation location, CDatabase* database, unsigned long /*channelInjector*/) {
+    DS_TRACE(kRetrieveAll, QBF_I_INFO, "CBinaryFileStorageProvider: Retrieving all...");
+    const bool ready = PrepareDatabase(database);
+    const QBFResult result = ManageStorage(location, database, StorageOpenMode::Retrieve, ready);
+
+    const QBFResult defaulted = CDatabase_SetNotRetrievedVariablesToDefault(database);
+    if (IsFailure(defaulted)) {
+        const QBFResult code = result == QBF_E_NO_STORAGE_FILE ? QBFResult{QBF_E_FAILED} : defaulted;
+        DS_TRACE(kRetrieveAll, code, "Error when setting missing variables to default");
+    }
+    return IsFailure(result) || IsFailure(defaulted) ? QBF_E_FAILED : QBF_OK;
+}
+
+QBFResult StoreAllWritable(StorageLocation /*location*/, CVariable** /*variables*/, unsigned long /*count*/) {
+    return QBF_W_NOT_SUPPORTED;
+}
+
+}  // namespace
+
+void CBinaryFileStorageProvider_SetStorageFilenames(const char* calibration, const char* hardware,
+                                                    const char* applications) {
+    CopyBounded(BinaryFileNameTable.names[0], calibration);
+    CopyBounded(BinaryFileNameTable.names[1], hardware);
+    CopyBounded(BinaryFileNameTable.names[2], applications);
+}
+
+QBFResult CBinaryFileStorageProvider_GetInterface(IStorageProvider** out) {
+    binaryInterface = {Initialize, ReserveWritableSpace, StoreAll, RetrieveAll, StoreAllWritable};
+    *out = &binaryInterface;
+    return QBF_OK;
+}

@@ -1,0 +1,632 @@
+/// The secure binary provider: one record per variable of the writable objects, with path and size, so that a file
+/// can be restored into a database whose layout has changed.
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <climits>
+#include <memory>
+#include <new>
+
+#include "Device/DeviceSupport/private/BinaryStorage.h"
+#include "Device/DeviceSupport/private/SecureRecord.h"
+
+namespace {
+
+using tal::AppendBounded;
+using tal::ChannelText;
+using tal::CopyBounded;
+using tal::IsFailure;
+using tal::PrintableAddress;
+using tal::PrintableLocation;
+using tal::PrintableSize;
+using tal::ReplaceFirst;
+using tal::StorageOpenMode;
+
+constexpr const char* kTraceSource = "src/Device/DeviceSupport/private/CSecureBinaryFileStorageProvider";
+
+constexpr const char* kInitialize = "CSecureBinaryFileStorageProvider_Initialize";
+constexpr const char* kSetStorageFilenames = "CSecureBinaryFileStorageProvider_SetStorageFilenames";
+constexpr const char* kOpenFile = "CSecureBinaryFileStorageProvider_OpenFile";
+constexpr const char* kCloseFile = "CSecureBinaryFileStorageProvider_CloseFile";
+constexpr const char* kStoreAll = "CSecureBinaryFileStorageProvider_StoreAll";
+constexpr const char* kManageStore = "CSecureBinaryFileStorageProvider_ManageStore";
+constexpr const char* kProcessObject = "CSecureBinaryFileStorageProvider_ProcessObject";
+constexpr const char* kRetrieveAll = "CSecureBinaryFileStorageProvider_RetrieveAll";
+constexpr const char* kManageRetrieve = "CSecureBinaryFileStorageProvider_ManageRetrieve";
+constexpr const char* kPrepareForVariableUpdate = "CSecureBinaryFileStorageProvider_PrepareForVariableUpdate";
+
+struct SecureTraces {
+    static constexpr const char* kSource = kTraceSource;
+    static constexpr const char* kOpenFile = ::kOpenFile;
+    static constexpr const char* kCloseFile = ::kCloseFile;
+    static constexpr const char* kWalkRegions = kManageStore;
+    static constexpr const char* kProcessObject = ::kProcessObject;
+};
+
+constexpr char kDefaultCalibrationFile[] = "storage_calibration_database.sbin";
+
+/// The longest path that is written or accepted, without its NUL.
+constexpr std::size_t kLongestPath = 510;
+
+/// What is first read of a record whose file does not tell its length; the buffer grows with what arrives.
+constexpr std::size_t kFirstReadOfDevice = 4096;
+
+IStorageProvider secureInterface;
+tal::LocationFiles<5> SecureFileNameTable = {{0, 1, 2, 3, 6}, {}, {}};
+unsigned long ChannelNumber = 0;
+
+char RegionPath[40];
+// Grows as the walk enters objects and is never shortened when it leaves them: paths after a nested object carry its
+// name, which the files have always had and which the look-up by path has to meet again.
+char ObjectPath[1210];
+// One for the whole walk, so that an array inside an array's element replaces the outer one's base.
+char SavedArrayBasePath[sizeof ObjectPath];
+char VariablePath[512];
+char pathFromFile[512];
+char replacementScratch[sizeof ObjectPath + 64];
+
+constexpr std::string_view kAnyChannel = "Channel.X.";
+constexpr std::string_view kAnyCalibrationTab = "CalibrationTabRfX";
+
+ChannelText OwnChannel() {
+    return {"Channel.", ChannelNumber, "."};
+}
+
+ChannelText OwnCalibrationTab() {
+    return {"CalibrationTabRf", ChannelNumber, ""};
+}
+
+template <std::size_t Size>
+void ReplaceOwnByAnyChannel(char (&path)[Size]) {
+    ReplaceFirst(path, replacementScratch, OwnChannel().View(), kAnyChannel);
+    ReplaceFirst(path, replacementScratch, OwnCalibrationTab().View(), kAnyCalibrationTab);
+}
+
+template <std::size_t Size>
+void ReplaceAnyByOwnChannel(char (&path)[Size]) {
+    ReplaceFirst(path, replacementScratch, kAnyChannel, OwnChannel().View());
+    ReplaceFirst(path, replacementScratch, kAnyCalibrationTab, OwnCalibrationTab().View());
+}
+
+void SetFilename(std::size_t slot, const char* name) {
+    CopyBounded(SecureFileNameTable.names[slot], name);
+    DS_TRACE(kSetStorageFilenames, QBF_I_INFO, "Set storage: %s", SecureFileNameTable.names[slot]);
+}
+
+QBFResult OpenFile(StorageLocation location, StorageOpenMode mode, std::FILE** out) {
+    const QBFResult selected = tal::SelectFile<SecureTraces>(SecureFileNameTable, location);
+    if (IsFailure(selected)) {
+        return selected;
+    }
+    if (mode == StorageOpenMode::StoreWritable) {
+        DS_TRACE(kOpenFile, QBF_E_INVALID_ARGUMENT, "Storage operation eSTORE_WRITABLE not supported");
+        return QBF_E_INVALID_ARGUMENT;
+    }
+    const QBFResult opened = tal::OpenNamedFile<SecureTraces>(SecureFileNameTable.CurrentFileName, mode, out);
+    if (IsFailure(opened)) {
+        return opened;
+    }
+    // The wording is the same for a file that is opened for writing.
+    DS_TRACE(kOpenFile, QBF_I_INFO, "  Reading Binary file %s (for storage location %d)",
+             SecureFileNameTable.CurrentFileName, PrintableLocation(location));
+    return QBF_OK;
+}
+
+QBFResult CloseFile(std::FILE* file, StorageLocation location) {
+    const QBFResult closed = tal::CloseNamedFile<SecureTraces>(file, location);
+    if (IsFailure(closed)) {
+        return closed;
+    }
+    DS_TRACE(kCloseFile, QBF_I_INFO, "Binary file closed for storage location %d", PrintableLocation(location));
+    return QBF_OK;
+}
+
+/// Appends what of `part` a record's path still has room for behind `end`.
+/// @return the new end.
+char* AppendToVariablePath(char* end, std::string_view part) {
+    const std::size_t kept = std::min(part.size(), static_cast<std::size_t>(VariablePath + kLongestPath - end));
+    std::memcpy(end, part.data(), kept);
+    return end + kept;
+}
+
+/// "region/objects/variable", cut to what a record may hold.
+void BuildVariablePath(std::string_view variable) {
+    const std::string_view region = RegionPath;
+    const std::string_view objects = ObjectPath;
+    char* end = AppendToVariablePath(VariablePath, region);
+    end = AppendToVariablePath(end, "/");
+    end = AppendToVariablePath(end, objects);
+    end = AppendToVariablePath(end, variable);
+    *end = '\0';
+
+    const std::size_t wholeLength = region.size() + 1 + objects.size() + variable.size();
+    // Longer texts than printf can count are an output error to it.
+    if (wholeLength > INT_MAX) {
+        DS_TRACE(kProcessObject, QBF_E_FAILED, "snprintf encountered an output error");
+    } else if (wholeLength > kLongestPath) {
+        DS_TRACE(kProcessObject, QBF_W_WARNING, "snprintf string was truncated");
+    }
+}
+
+/// Writes header, path and data; a piece that comes up short does not keep the following ones from being written.
+QBFResult WriteRecord(const void* address, std::uint32_t sizeInBytes, std::FILE* file) {
+    const std::size_t pathLength = std::strlen(VariablePath);
+    tal::SecureHeaderBytes header;
+    tal::EncodeSecureHeader(header, static_cast<std::uint32_t>(pathLength), sizeInBytes);
+
+    QBFResult result = QBF_OK;
+    const std::size_t headerWritten = std::fwrite(header, 1, sizeof header, file);
+    if (headerWritten != sizeof header) {
+        DS_TRACE(kProcessObject, QBF_E_IO, "Not all metadata header bytes written, attempted to write %d bytes, got %d",
+                 PrintableSize(sizeof header), PrintableSize(headerWritten));
+        result = QBF_E_FAILED;
+    }
+
+    const std::size_t pathSize = pathLength + 1;
+    const std::size_t pathWritten = std::fwrite(VariablePath, 1, pathSize, file);
+    if (pathWritten != pathSize) {
+        DS_TRACE(kProcessObject, QBF_E_IO, "Not all variable path bytes written, attempted to write %d bytes, got %d",
+                 PrintableSize(pathSize), PrintableSize(pathWritten));
+        result = QBF_E_FAILED;
+    }
+
+    DS_TRACE(kProcessObject, QBF_I_INFO, "Writing %d bytes to file from address 0x%x...", PrintableSize(sizeInBytes),
+             PrintableAddress(address));
+    const std::size_t dataWritten = std::fwrite(address, 1, sizeInBytes, file);
+    if (dataWritten != sizeInBytes) {
+        DS_TRACE(kProcessObject, QBF_E_IO, "Not all variable data bytes written, attempted to write %d bytes, got %d",
+                 PrintableSize(sizeInBytes), PrintableSize(dataWritten));
+        result = QBF_E_FAILED;
+    }
+    return result;
+}
+
+QBFResult ProcessPlainVariable(CVariable* variable, std::FILE* file) {
+    char* name = nullptr;
+    if (IsFailure(CVariable_GetName(variable, &name))) {
+        DS_TRACE(kProcessObject, QBF_E_NO_NAME, "Could not get variable name");
+        return QBF_E_FAILED;
+    }
+    const std::uint32_t sizeInBytes = CVariable_GetSizeInBytes(variable);
+    void* address = nullptr;
+    if (IsFailure(CVariable_GetContentAddress(variable, &address)) || address == nullptr) {
+        DS_TRACE(kProcessObject, QBF_E_FAILED, "Could not get address for variable %s", name);
+        return QBF_E_FAILED;
+    }
+    BuildVariablePath(name);
+    if (ChannelNumber != 0) {
+        ReplaceOwnByAnyChannel(VariablePath);
+        DS_TRACE(kProcessObject, QBF_I_INFO, "VariablePath after channel injection: %s", VariablePath);
+    }
+    DS_TRACE(kProcessObject, QBF_I_INFO, "Processing variable path: %s", VariablePath);
+    return WriteRecord(address, sizeInBytes, file);
+}
+
+enum class AppendName { No, Yes };
+
+QBFResult ProcessObject(CStorageObject* object, std::FILE* file, AppendName appendName);
+
+/// An element stands in the path in place of its array, whose own name is in no path.
+QBFResult ProcessArrayElement(CStorageObject* element, std::FILE* file) {
+    CopyBounded(ObjectPath, SavedArrayBasePath);
+    char* name = nullptr;
+    if (IsFailure(CStorageObject_GetName(element, &name))) {
+        DS_TRACE(kProcessObject, QBF_E_FAILED, "Failed to get name for object array element");
+        return QBF_E_FAILED;
+    }
+    AppendBounded(ObjectPath, name);
+    if (IsFailure(ProcessObject(element, file, AppendName::No))) {
+        DS_TRACE(kProcessObject, QBF_E_FAILED, "Failed to process array element object");
+        return QBF_E_FAILED;
+    }
+    return QBF_OK;
+}
+
+QBFResult ProcessVariable(CVariable* variable, const char* holderName, std::FILE* file) {
+    const std::uint32_t elementCount = CVariable_GetNoOfElements(variable);
+    switch (CVariable_GetType(variable)) {
+        case VARIABLE_TYPE_OBJECT:
+            return tal::ProcessNestedObject<SecureTraces>(
+                variable, [=](CStorageObject* nested) { return ProcessObject(nested, file, AppendName::Yes); });
+        case VARIABLE_TYPE_OBJECT_ARRAY:
+            DS_TRACE(kProcessObject, QBF_I_INFO, "New object array (object name is %s)", holderName);
+            CopyBounded(SavedArrayBasePath, ObjectPath);
+            return tal::ProcessObjectArray<SecureTraces>(
+                variable, elementCount, [=](CStorageObject* element) { return ProcessArrayElement(element, file); });
+        default:
+            return ProcessPlainVariable(variable, file);
+    }
+}
+
+QBFResult ProcessObject(CStorageObject* object, std::FILE* file, AppendName appendName) {
+    char* name = nullptr;
+    if (IsFailure(CStorageObject_GetName(object, &name))) {
+        DS_TRACE(kProcessObject, QBF_E_NO_NAME, "Could not get object name");
+        return QBF_E_FAILED;
+    }
+    DS_TRACE(kProcessObject, QBF_I_INFO, "Processing object: %s", name);
+    if (appendName == AppendName::Yes) {
+        AppendBounded(ObjectPath, name);
+    }
+    AppendBounded(ObjectPath, "/");
+    if (ChannelNumber != 0) {
+        ReplaceOwnByAnyChannel(ObjectPath);
+        DS_TRACE(kProcessObject, QBF_I_INFO, "ObjectPath after channel injection: %s", ObjectPath);
+    }
+    if (CStorageObject_IsWritable(object) == 0) {
+        return QBF_OK;
+    }
+    return tal::ProcessVariables<SecureTraces>(
+        object, [=](CVariable* variable) { return ProcessVariable(variable, name, file); });
+}
+
+void EnterRegion(const char* name) {
+    DS_TRACE(kManageStore, QBF_I_INFO, "Processing region: %s", name);
+    CopyBounded(RegionPath, name);
+    if (ChannelNumber != 0) {
+        ReplaceFirst(RegionPath, replacementScratch, OwnCalibrationTab().View(), kAnyCalibrationTab);
+        DS_TRACE(kManageStore, QBF_I_INFO, "RegionPath after channel injection: %s", RegionPath);
+    }
+}
+
+QBFResult ProcessTopLevelObject(CStorageObject* object, std::FILE* file) {
+    ObjectPath[0] = '\0';
+    return ProcessObject(object, file, AppendName::Yes);
+}
+
+/// Pushes what was written to the medium. A flush that fails has lost records; the sync is a best effort, which some
+/// media do not offer.
+QBFResult FlushAndSync(std::FILE* file, StorageLocation location) {
+    QBFResult result = QBF_OK;
+    if (std::fflush(file) != 0) {
+        DS_TRACE(kManageStore, QBF_E_IO, "Could not flush storage file for storage location %d (errno is: %d)",
+                 PrintableLocation(location), errno);
+        result = QBF_E_FAILED;
+    }
+    DS_TRACE(kManageStore, QBF_I_INFO, "fsync started for secure binary file, storage location %d",
+             PrintableLocation(location));
+    fsync(fileno(file));
+    DS_TRACE(kManageStore, QBF_I_INFO, "fsync completed for secure binary file, storage location %d",
+             PrintableLocation(location));
+    return result;
+}
+
+void SyncDirectory(StorageLocation location) {
+    // The directory's name is the empty string, so that this open fails and only the attempt is reported.
+    constexpr char kDirectoryName[] = "";
+    std::FILE* const directory = std::fopen(kDirectoryName, "r");
+    if (directory == nullptr) {
+        DS_TRACE(kManageStore, QBF_N_NOTICE,
+                 "Failed to fsync file directory for storage location %d, could not open directory",
+                 PrintableLocation(location));
+        return;
+    }
+    std::fflush(directory);
+    DS_TRACE(kManageStore, QBF_I_INFO, "Directory fsync started for secure binary file, storage location %d",
+             PrintableLocation(location));
+    fsync(fileno(directory));
+    DS_TRACE(kManageStore, QBF_I_INFO, "Directory fsync completed for secure binary file, storage location %d",
+             PrintableLocation(location));
+    std::fclose(directory);
+}
+
+QBFResult ManageStore(StorageLocation location, CDatabase* database) {
+    std::FILE* file = nullptr;
+    const QBFResult opened = OpenFile(location, StorageOpenMode::Store, &file);
+    if (IsFailure(opened)) {
+        DS_TRACE(kManageStore, opened, "Could not open storage file %s for writing",
+                 SecureFileNameTable.CurrentFileName);
+        return QBF_E_FAILED;
+    }
+
+    const QBFResult walked = tal::ProcessRegions<SecureTraces>(
+        database, EnterRegion, [=](CStorageObject* object) { return ProcessTopLevelObject(object, file); });
+    const QBFResult flushed = FlushAndSync(file, location);
+    const QBFResult closed = CloseFile(file, location);
+    if (IsFailure(closed)) {
+        DS_TRACE(kManageStore, closed, "Could not close storage file");
+    }
+    DS_TRACE(kManageStore, QBF_I_INFO, "Secure binary file closed for storage location %d",
+             PrintableLocation(location));
+    SyncDirectory(location);
+    return IsFailure(walked) || IsFailure(flushed) || IsFailure(closed) ? QBF_E_FAILED : QBF_OK;
+}
+
+/// A secure file that is being read, and how much of it is left.
+class RecordStream {
+public:
+    explicit RecordStream(std::FILE* file) : file_(file) {
+        struct stat status = {};
+        // Devices and pipes do not tell what they hold.
+        if (fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode)) {
+            knowsLength_ = true;
+            remaining_ = static_cast<std::uint64_t>(status.st_size);
+        }
+    }
+
+    /// @return how many bytes arrived; when fewer than asked for, the end of the file or a read error was met.
+    std::size_t Read(void* bytes, std::size_t size) {
+        const std::size_t arrived = std::fread(bytes, 1, size, file_);
+        remaining_ -= std::min<std::uint64_t>(arrived, remaining_);
+        return arrived;
+    }
+
+    /// Reads `size` bytes, if there are so many, and forgets them.
+    void Skip(std::size_t size) {
+        std::uint8_t scratch[512];
+        std::size_t arrived = 1;
+        for (; size > 0 && arrived > 0; size -= arrived) {
+            arrived = Read(scratch, std::min(size, sizeof scratch));
+        }
+    }
+
+    [[nodiscard]] bool IsAtEnd() const { return std::feof(file_) != 0; }
+    [[nodiscard]] bool KnowsLength() const { return knowsLength_; }
+    /// Only for a file that knows its length.
+    [[nodiscard]] std::uint64_t Remaining() const { return remaining_; }
+
+private:
+    std::FILE* file_;
+    bool knowsLength_ = false;
+    std::uint64_t remaining_ = 0;
+};
+
+/// How the attempt to read a record, or its data, ended.
+enum class Reading {
+    Whole,
+    Dropped,  ///< There was no memory for it; the next record can be read.
+    Ended,    ///< End of the file, or a read error, which no later read gets past.
+    StartMarkerMissing,
+    PathTooLong
+};
+
+/// The data of one record, in a buffer of their own.
+struct RecordData {
+    std::unique_ptr<std::uint8_t[]> bytes;
+    std::uint32_t size = 0;
+};
+
+/// Gives `data` a buffer of `capacity` bytes and keeps the first `used` ones.
+[[nodiscard]] bool Enlarge(RecordData& data, std::size_t used, std::size_t capacity) {
+    std::unique_ptr<std::uint8_t[]> larger(new (std::nothrow) std::uint8_t[capacity]);
+    if (larger == nullptr) {
+        return false;
+    }
+    std::copy_n(data.bytes.get(), used, larger.get());
+    data.bytes = std::move(larger);
+    return true;
+}
+
+Reading ReportShortData(std::uint32_t size, std::uint64_t arrived) {
+    DS_TRACE(kManageRetrieve, QBF_E_IO, "Not all bytes read, attempted to read %d bytes, got %d", PrintableSize(size),
+             static_cast<int>(arrived));
+    return Reading::Ended;
+}
+
+/// A size field is only a claim: nothing is allocated for data that a file does not hold, and what a device holds is
+/// found out by reading, with a buffer that is never larger than twice what has arrived.
+Reading ReadData(RecordStream& stream, RecordData& data) {
+    if (stream.KnowsLength() && data.size > stream.Remaining()) {
+        return ReportShortData(data.size, stream.Remaining());
+    }
+    std::size_t capacity = stream.KnowsLength() ? data.size : std::min<std::size_t>(data.size, kFirstReadOfDevice);
+    for (std::size_t used = 0;; capacity += std::min(capacity, data.size - capacity)) {
+        if (!Enlarge(data, used, capacity)) {
+            DS_TRACE(kManageRetrieve, QBF_E_FAILED, "Could not allocate %d bytes for variable %s",
+                     PrintableSize(capacity), pathFromFile);
+            stream.Skip(data.size - used);
+            return Reading::Dropped;
+        }
+        used += stream.Read(data.bytes.get() + used, capacity - used);
+        if (used != capacity) {
+            return ReportShortData(data.size, used);
+        }
+        if (used == data.size) {
+            return Reading::Whole;
+        }
+    }
+}
+
+/// Reads the next record: its path into `pathFromFile`, its data into `data`.
+Reading ReadRecord(RecordStream& stream, RecordData& data) {
+    tal::SecureHeaderBytes headerBytes;
+    const std::size_t headerRead = stream.Read(headerBytes, sizeof headerBytes);
+    if (headerRead == 0 && stream.IsAtEnd()) {
+        return Reading::Ended;
+    }
+    if (headerRead != sizeof headerBytes) {
+        DS_TRACE(kManageRetrieve, QBF_E_IO, "Not all meta data header bytes read, attempted to read %d bytes, got %d",
+                 PrintableSize(sizeof headerBytes), PrintableSize(headerRead));
+        return Reading::Ended;
+    }
+    const tal::SecureRecordHeader header = tal::DecodeSecureHeader(headerBytes);
+    if (header.startMarker != tal::kSecureStartMarker) {
+        return Reading::StartMarkerMissing;
+    }
+    if (header.pathLength > kLongestPath) {
+        return Reading::PathTooLong;
+    }
+
+    const std::size_t pathSize = header.pathLength + 1;
+    const std::size_t pathRead = stream.Read(pathFromFile, pathSize);
+    if (pathRead != pathSize) {
+        DS_TRACE(kManageRetrieve, QBF_E_IO, "Not all variable path bytes read, attempted to read %d bytes, got %d",
+                 PrintableSize(pathSize), PrintableSize(pathRead));
+        return Reading::Ended;
+    }
+    // A path that was stored without its NUL ends with the bytes of its record.
+    static_assert(kLongestPath + 1 < sizeof pathFromFile);
+    pathFromFile[pathSize] = '\0';
+
+    data.size = header.dataSize;
+    return ReadData(stream, data);
+}
+
+[[nodiscard]] bool HoldsObjects(VariableType type) {
+    return type == VARIABLE_TYPE_OBJECT || type == VARIABLE_TYPE_OBJECT_ARRAY;
+}
+
+void TraceNotUpdated() {
+    DS_TRACE(kPrepareForVariableUpdate, QBF_E_IO, "Variable not updated (path %s)", pathFromFile);
+}
+
+/// Puts the data of a record into the variable that `pathFromFile` names. Whatever is wrong is traced and the record is
+/// dropped; the retrieve as a whole does not fail for it.
+void PrepareForVariableUpdate(CDatabase* database, const RecordData& data) {
+    if (ChannelNumber != 0) {
+        ReplaceAnyByOwnChannel(pathFromFile);
+        DS_TRACE(kPrepareForVariableUpdate, QBF_I_INFO, "VariablePath after channel injection: %s", pathFromFile);
+    }
+    CVariable* variable = nullptr;
+    if (IsFailure(CDatabase_GetVariableByPath(database, pathFromFile, &variable))) {
+        DS_TRACE(kPrepareForVariableUpdate, QBF_N_NOTICE_2, "File %s contains variable that is not registered (%s)",
+                 SecureFileNameTable.CurrentFileName, pathFromFile);
+        return;
+    }
+    void* address = nullptr;
+    if (IsFailure(CVariable_GetContentAddress(variable, &address))) {
+        DS_TRACE(kPrepareForVariableUpdate, QBF_E_FAILED, "CVariable_GetContentAddress() failed");
+        TraceNotUpdated();
+        return;
+    }
+    const std::uint32_t registeredSize = CVariable_GetSizeInBytes(variable);
+    if (data.size != registeredSize) {
+        DS_TRACE(kPrepareForVariableUpdate, QBF_E_SIZE_MISMATCH,
+                 "*ERROR* Variable not restored: size mismatch: path %s, size from file: %d, size registered: %d",
+                 pathFromFile, PrintableSize(data.size), PrintableSize(registeredSize));
+        TraceNotUpdated();
+        return;
+    }
+    if (address == nullptr) {
+        return;
+    }
+    // No store writes such a record, and one from elsewhere would replace the host's own pointers.
+    if (HoldsObjects(CVariable_GetType(variable))) {
+        DS_TRACE(kPrepareForVariableUpdate, QBF_E_BAD_TYPE, "Variable holds objects and has no value (path %s)",
+                 pathFromFile);
+        TraceNotUpdated();
+        return;
+    }
+    DS_TRACE(kPrepareForVariableUpdate, QBF_I_INFO, "Restoring variable %s: %d bytes from storage to address 0x%x...",
+             pathFromFile, PrintableSize(data.size), PrintableAddress(address));
+    std::memcpy(address, data.bytes.get(), data.size);
+    static_cast<void>(CVariable_SetRetrieved(variable, 1));
+}
+
+/// Restores record by record. @return what ended it.
+Reading RestoreRecords(CDatabase* database, std::FILE* file) {
+    RecordStream stream(file);
+    for (;;) {
+        RecordData data;
+        const Reading reading = ReadRecord(stream, data);
+        if (reading == Reading::Whole) {
+            PrepareForVariableUpdate(database, data);
+        } else if (reading != Reading::Dropped) {
+            return reading;
+        }
+    }
+}
+
+/// @return QBF_OK or QBF_E_FAILED, traced.
+QBFResult DefaultMissingVariables(CDatabase* database, bool fileWasOpened) {
+    const QBFResult defaulted = CDatabase_SetNotRetrievedVariablesToDefault(database);
+    if (!IsFailure(defaulted)) {
+        return QBF_OK;
+    }
+    const QBFResult code = fileWasOpened ? defaulted : QBFResult{QBF_E_FAILED};
+    DS_TRACE(kManageRetrieve, code, "Error when setting missing variables to default");
+    return QBF_E_FAILED;
+}
+
+/// A database that could not be prepared is restored all the same.
+void PrepareDatabase(CDatabase* database) {
+    if (IsFailure(CDatabase_UpdatePathHashTable(database))) {
+        DS_TRACE(kManageRetrieve, QBF_E_FAILED, "Error when updating hash table in CDatabase");
+    }
+    if (IsFailure(CDatabase_SetAsNotRetrieved(database))) {
+        DS_TRACE(kManageRetrieve, QBF_E_FAILED, "Error when setting Database as not retrieved");
+    }
+}
+
+QBFResult ManageRetrieve(StorageLocation location, CDatabase* database) {
+    PrepareDatabase(database);
+
+    std::FILE* file = nullptr;
+    const QBFResult opened = OpenFile(location, StorageOpenMode::Retrieve, &file);
+    if (IsFailure(opened)) {
+        DS_TRACE(kManageRetrieve, opened, "Could not open storage file %s for retrieve",
+                 SecureFileNameTable.CurrentFileName);
+        static_cast<void>(DefaultMissingVariables(database, false));
+        return QBF_E_NO_STORAGE_FILE;
+    }
+
+    const Reading ending = RestoreRecords(database, file);
+    const QBFResult closed = CloseFile(file, location);
+    if (IsFailure(closed)) {
+        DS_TRACE(kManageRetrieve, closed, "Could not close storage file");
+    }
+
+    // Nothing is defaulted after a corrupt record: what was restored before it stays, and so does everything else.
+    if (ending == Reading::StartMarkerMissing) {
+        DS_TRACE(kManageRetrieve, QBF_E_CORRUPT,
+                 "Start marker missing, binary file %s seems to be corrupt - FATAL, aborting retrieval",
+                 SecureFileNameTable.CurrentFileName);
+        return QBF_E_CORRUPT;
+    }
+    if (ending == Reading::PathTooLong) {
+        DS_TRACE(kManageRetrieve, QBF_E_CORRUPT,
+                 "Variable path too long, binary file %s seems to be corrupt - FATAL, aborting retrieval",
+                 SecureFileNameTable.CurrentFileName);
+        return QBF_E_CORRUPT;
+    }
+    return DefaultMissingVariables(database, true);
+}
+
+QBFResult Initialize(StorageLocation /*location*/) {
+    // The word "File" is missing from this message alone.
+    DS_TRACE(kInitialize, QBF_I_INFO, "CSecureBinaryStorageProvider: Initializing...");
+    CSecureBinaryFileStorageProvider_SetStorageFilenames(kDefaultCalibrationFile, "storage_hardware_database.sbin",
+                                                         "/lib/firmware/bin/Applications.sbin");
+    return QBF_OK;
+}
+
+QBFResult ReserveWritableSpace(StorageLocation /*location*/, unsigned long /*size*/) {
+    return QBF_W_NOT_SUPPORTED;
+}
+
+QBFResult StoreAll(StorageLocation location, CDatabase* database, unsigned long /*channelInjector*/) {
+    DS_TRACE(kStoreAll, QBF_I_INFO, "CSecureBinaryFileStorageProvider: Storing all...");
+    return ManageStore(location, database);
+}
+
+QBFResult RetrieveAll(StorageLocation location, CDatabase* database, unsigned long /*channelInjector*/) {
+    DS_TRACE(kRetrieveAll, QBF_I_INFO, "CSecureBinaryFileStorageProvider: Retrieving all...");
+    return IsFailure(ManageRetrieve(location, database)) ? QBF_E_FAILED : QBF_OK;
+}
+
+QBFResult StoreAllWritable(StorageLocation /*location*/, CVariable** /*variables*/, unsigned long /*count*/) {
+    return QBF_W_NOT_SUPPORTED;
+}
+
+}  // namespace
+
+void CSecureBinaryFileStorageProvider_SetStorageFilenames(const char* calibration, const char* hardware,
+                                                          const char* applications) {
+    SetFilename(0, calibration);
+    // The locations 1 and 2 have no argument of their own and do not follow the first one.
+    SetFilename(1, kDefaultCalibrationFile);
+    SetFilename(2, kDefaultCalibrationFile);
+    SetFilename(3, hardware);
+    SetFilename(4, applications);
+}
+
+void CSecureBinaryFileStorageProvider_SetChannelNumber(unsigned long number) {
+    ChannelNumber = number;
+}
+
+QBFResult CSecureBinaryFileStorageProvider_GetInterface(IStorageProvider** out) {
+    secureInterface = {Initialize, ReserveWritableSpace, StoreAll, RetrieveAll, StoreAllWritable};
+    *out = &secureInterface;
+    return QBF_OK;
+}

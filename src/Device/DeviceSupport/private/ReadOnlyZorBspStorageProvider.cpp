@@ -1,0 +1,369 @@
+#include "Device/DeviceSupport/private/ReadOnlyZorBspStorageProvider.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <new>
+#include <string>
+
+#include "Device/DeviceSupport/HwNames.h"
+#include "Device/DeviceSupport/private/Tracing.h"
+
+extern "C" {
+
+/// The unit's hardware record. Words 1 to 8 are the board-support library's own.
+struct BspHwRecord {
+    std::uint32_t words[16];
+};
+
+std::uint32_t Bsp_getNumberOfChannels();
+const BspHwRecord* Bsp_getZorHwVariant();
+}
+
+static_assert(sizeof(unsigned int) == sizeof(std::uint32_t), "a U32 variable is set from an unsigned int");
+
+namespace {
+
+constexpr const char* kTraceSource = "src/Device/DeviceSupport/private/ReadOnlyZorBspStorageProvider";
+
+struct HwNameEntry {
+    std::int32_t value;
+    std::string name;
+};
+
+constexpr const char* kEndOfList = "EndOfList";
+
+// Row i has the value i. The order within a table is a fixed assignment, neither alphabetical nor by family; the order
+// of the tables is the order in which they are built when the library is loaded.
+
+HwNameEntry hwVariantNames[] = {
+    {0, "QT2814"},    {1, "QT2812"},    {2, "QT2811"},    {3, "DV2851"},    {4, "RB2852"},
+    {5, "ZOR4A"},     {6, "ZOR3001"},   {7, "ZOR3002"},   {8, "VKS3001"},   {9, "VKS3002"},
+    {10, "QT2931_1"}, {11, "QT2931_2"}, {12, "QT2931_3"}, {13, "QT2826"},   {14, "QT2931_4"},
+    {15, "ZOR3003"},  {16, "ZOR3004"},  {17, "VKS3003"},  {18, kEndOfList},
+};
+
+HwNameEntry radioRevisionNames[] = {
+    {0, "R1_P2"}, {1, "R1_P3"}, {2, "R1_P4"}, {3, "R1_P5"}, {4, "R2_P1"}, {5, "R2_P2"}, {6, "XPIC"}, {7, kEndOfList},
+};
+
+HwNameEntry switchChipNames[] = {
+    {0, "None"}, {1, "Vsx"}, {2, "BobCat2"}, {3, "Cetus"}, {4, kEndOfList},
+};
+
+HwNameEntry modemChipNames[] = {
+    {0, "None"},     {1, "Corona"},   {2, "BCM85100"}, {3, "BCM85110"},
+    {4, "BCM85650"}, {5, "BCM85655"}, {6, "BCM85651"}, {7, kEndOfList},
+};
+
+HwNameEntry boardNames[] = {
+    {0, "None"},    {1, "Orvik"},  {2, "Tembra"},  {3, "Vesk"},    {4, "Pallo"},  {5, "GreyOtter"},
+    {6, "Murino"},  {7, "Ketra"},  {8, "Dovi"},    {9, "Ruma"},    {10, "Selvo"}, {11, "Halvo"},
+    {12, "Brisk"},  {13, "Tamsk"}, {14, "Corvel"}, {15, "Lumo"},   {16, "Lumo2"}, {17, "Ennet"},
+    {18, "Rasvik"}, {19, "Fjel"},  {20, "Gord"},   {21, "Wendro"}, {22, "Quill"}, {23, kEndOfList},
+};
+
+HwNameEntry accessTypeNames[] = {
+    {0, "None"}, {1, "Pci"}, {2, "Pcie"}, {3, "Ethernet"}, {4, kEndOfList},
+};
+
+HwNameEntry ptpAccessNames[] = {
+    {0, "None"},
+    {1, "Ptp"},
+    {2, "Ethernet"},
+    {3, kEndOfList},
+};
+
+HwNameEntry radioGenerationNames[] = {
+    {0, "Kv4"},
+    {1, "Kv5"},
+    {2, kEndOfList},
+};
+
+HwNameEntry unitGenerationNames[] = {
+    {0, "Rv"},
+    {1, "Zor4"},
+    {2, "Zor5"},
+    {3, kEndOfList},
+};
+
+HwNameEntry restartCauseNames[] = {
+    {0, "Cold"}, {1, "Warm"}, {2, "Watchdog"}, {3, "Unknown"}, {4, kEndOfList},
+};
+
+/// The real rows of a table, its sentinel left out.
+struct HwNameRows {
+    const HwNameEntry* first;
+    const HwNameEntry* sentinel;
+
+    [[nodiscard]] const HwNameEntry* begin() const { return first; }
+    [[nodiscard]] const HwNameEntry* end() const { return sentinel; }
+};
+
+template <std::size_t Size>
+constexpr HwNameRows RowsOf(const HwNameEntry (&table)[Size]) {
+    return {table, table + Size - 1};
+}
+
+constexpr HwNameRows kHwNameTables[] = {
+    RowsOf(hwVariantNames),      RowsOf(radioRevisionNames), RowsOf(switchChipNames), RowsOf(modemChipNames),
+    RowsOf(boardNames),          RowsOf(accessTypeNames),    RowsOf(ptpAccessNames),  RowsOf(radioGenerationNames),
+    RowsOf(unitGenerationNames), RowsOf(restartCauseNames),
+};
+static_assert(std::size(kHwNameTables) == HW_NAMES_RESTART_CAUSE + 1);
+
+/// A database path that a retrieve sets, and what it traces when it cannot.
+struct BoardVariable {
+    const char* path;
+    const char* failure;
+};
+
+struct BoardText {
+    BoardVariable variable;
+    const char* value;
+};
+
+struct BoardCode {
+    BoardVariable variable;
+    std::size_t word;
+};
+
+constexpr std::size_t kHwVariantWord = 0;
+constexpr unsigned int kHwIdMajorValue = ('4' << 8) | 'A';
+constexpr std::uint32_t kHighestHwVariant = 0xFF;  // two hexadecimal digits; has nothing to do with the named variants
+
+constexpr BoardVariable kNumberOfChannels = {"HDBCommonBoard/Capabilities.CB.Channel1/NumberOfChannels",
+                                             "Error when setting numberOfChannels"};
+
+constexpr BoardText kBroadcomConfiguration[] = {
+    {{"HDBCommonBoard/BroadcomConfiguration/BcmMedia", "Error when setting bcmMedia"}, "mii"},
+    {{"HDBCommonBoard/BroadcomConfiguration/BcmAccessName", "Error when setting bcmAccessName"}, "127.0.0.1"},
+    {{"HDBCommonBoard/BroadcomConfiguration/BcmResetAccessName", "Error when setting bcmResetAccessName"}, "5001"},
+    {{"HDBCommonBoard/BroadcomConfiguration/BcmMessageReady", "Error when setting bcmMessageReady"},
+     "BcmMessageReadyValue"},
+};
+
+constexpr BoardVariable kHwIdMajor = {"HDBCommonBoard/HardwareCodes/HwIdMajor", "Error when setting hwIdMajor"};
+constexpr BoardVariable kHwIdMinor = {"HDBCommonBoard/HardwareCodes/HwIdMinor", "Error when setting hwIdMinor"};
+
+// RAB comes after SUPP although it lies before DSP in the record.
+constexpr BoardCode kHardwareCodes[] = {
+    {{"HDBCommonBoard/HardwareCodes/HwCodeMcb", "Error when setting hwCodeMcb"}, 9},
+    {{"HDBCommonBoard/HardwareCodes/HwCodeNab", "Error when setting hwCodeNab"}, 10},
+    {{"HDBCommonBoard/HardwareCodes/HwCodeTraf", "Error when setting hwCodeTraf"}, 11},
+    {{"HDBCommonBoard/HardwareCodes/HwCodeDsp", "Error when setting hwCodeDsp"}, 13},
+    {{"HDBCommonBoard/HardwareCodes/HwCodeSupp", "Error when setting hwCodeSupp"}, 14},
+    {{"HDBCommonBoard/HardwareCodes/HwCodeRab", "Error when setting hwCodeRab"}, 12},
+    {{"HDBCommonBoard/HardwareCodes/HwCodeAux", "Error when setting hwCodeAux"}, 15},
+};
+
+constexpr unsigned int HexDigit(std::uint32_t digit) {
+    return digit < 10 ? '0' + digit : 'A' + (digit - 10);
+}
+
+/// Two upper-case hexadecimal digits, the first one in the high byte.
+unsigned int ConvertHwVariantToHwId(std::uint32_t hwVariant) {
+    if (hwVariant > kHighestHwVariant) {
+        DS_TRACE("convertHwVariantToHwId", QBF_E_INVALID_ARGUMENT, "    hwVariant is out of bounds: 0x%x", hwVariant);
+        return 0;
+    }
+    return (HexDigit(hwVariant >> 4) << 8) + HexDigit(hwVariant & 0xF);
+}
+
+QBFResult FindVariable(CDatabase* database, const std::string& path, VariableType requiredType, CVariable** variable) {
+    if (tal::IsFailure(CDatabase_GetVariableByPath(database, path.c_str(), variable))) {
+        DS_TRACE("updateVariable", QBF_E_INVALID_ARGUMENT, "    Variable %s not registered in database", path.c_str());
+        return QBF_E_INVALID_ARGUMENT;
+    }
+    const VariableType type = CVariable_GetType(*variable);
+    if (type != requiredType) {
+        DS_TRACE("updateVariable", QBF_E_INVALID_ARGUMENT, "Unsupported variable type: %d", static_cast<int>(type));
+        return QBF_E_INVALID_ARGUMENT;
+    }
+    return QBF_OK;
+}
+
+/// A variable without elements needs no content; for any other, a null address is a failure of the host.
+QBFResult FindContent(CVariable* variable, const std::string& path, std::uint32_t elementCount, void** address) {
+    *address = nullptr;
+    const QBFResult result = CVariable_GetContentAddress(variable, address);
+    if (tal::IsFailure(result) || (*address == nullptr && elementCount != 0)) {
+        DS_TRACE("updateVariable", QBF_E_BAD_TYPE, "    Something went wrong for variable %s", path.c_str());
+        return QBF_E_BAD_TYPE;
+    }
+    return QBF_OK;
+}
+
+template <class Value>
+QBFResult UpdateByPath(CDatabase* database, const char* path, Value value) {
+    try {
+        return ReadOnlyZorBspStorageProvider::getInstance().updateVariable(database, path, value);
+    } catch (const std::bad_alloc&) {  // from the path
+        return QBF_E_FAILED;
+    }
+}
+
+template <class Value>
+void SetBoardVariable(CDatabase* database, const BoardVariable& variable, Value value) {
+    if (tal::IsFailure(UpdateByPath(database, variable.path, value))) {
+        DS_TRACE("retrieveAll", QBF_E_FAILED, "%s", variable.failure);
+    }
+}
+
+IStorageProvider providerInterface;
+
+QBFResult Initialize(StorageLocation location) {
+    return ReadOnlyZorBspStorageProvider::getInstance().initialize(location);
+}
+
+QBFResult ReserveWritableSpace(StorageLocation location, unsigned long size) {
+    return ReadOnlyZorBspStorageProvider::getInstance().reserveWritableSpace(location, size);
+}
+
+QBFResult StoreAll(StorageLocation location, CDatabase* database, unsigned long channelInjector) {
+    return ReadOnlyZorBspStorageProvider::getInstance().storeAll(location, database, channelInjector);
+}
+
+QBFResult RetrieveAll(StorageLocation location, CDatabase* database, unsigned long channelInjector) {
+    return ReadOnlyZorBspStorageProvider::getInstance().retrieveAll(location, database, channelInjector);
+}
+
+QBFResult StoreAllWritable(StorageLocation location, CVariable** variables, unsigned long count) {
+    return ReadOnlyZorBspStorageProvider::getInstance().storeAllWritable(location, variables, count);
+}
+
+}  // namespace
+
+ReadOnlyZorBspStorageProvider& ReadOnlyZorBspStorageProvider::getInstance() {
+    static ReadOnlyZorBspStorageProvider instance;
+    return instance;
+}
+
+QBFResult ReadOnlyZorBspStorageProvider::initialize(unsigned long /*location*/) {
+    return QBF_OK;
+}
+
+QBFResult ReadOnlyZorBspStorageProvider::reserveWritableSpace(unsigned long /*location*/, unsigned long /*size*/) {
+    DS_TRACE("reserveWritableSpace", QBF_I_INFO, "Ignoring reserveWritableSpace operation");
+    return QBF_OK;
+}
+
+QBFResult ReadOnlyZorBspStorageProvider::storeAll(unsigned long /*location*/, CDatabase* /*database*/,
+                                                  unsigned long /*channelInjector*/) {
+    DS_TRACE("storeAll", QBF_I_INFO, "Ignoring storeAll operation");
+    return QBF_OK;
+}
+
+QBFResult ReadOnlyZorBspStorageProvider::storeAllWritable(unsigned long /*location*/, CVariable** /*variables*/,
+                                                          unsigned long /*count*/) {
+    // The text of the read-only XML provider, capital letter included; the two above spell the operation as a member.
+    DS_TRACE("storeAllWritable", QBF_I_INFO, "Ignoring StoreAllWritable operation");
+    return QBF_OK;
+}
+
+QBFResult ReadOnlyZorBspStorageProvider::retrieveAll(unsigned long /*location*/, CDatabase* database,
+                                                     unsigned long /*channelInjector*/) {
+    if (tal::IsFailure(CDatabase_UpdatePathHashTable(database))) {
+        DS_TRACE("retrieveAll", QBF_E_FAILED, "Error when updating hash table in CDatabase");
+        return QBF_E_FAILED;
+    }
+    if (tal::IsFailure(CDatabase_SetAsNotRetrieved(database))) {
+        DS_TRACE("retrieveAll", QBF_E_FAILED, "Error when setting Database as not retrieved");
+        return QBF_E_FAILED;
+    }
+
+    SetBoardVariable(database, kNumberOfChannels, Bsp_getNumberOfChannels());
+    for (const BoardText& text : kBroadcomConfiguration) {
+        SetBoardVariable(database, text.variable, text.value);
+    }
+    // The words are read one by one, each when its variable is due.
+    const BspHwRecord* const record = Bsp_getZorHwVariant();
+    SetBoardVariable(database, kHwIdMajor, kHwIdMajorValue);
+    SetBoardVariable(database, kHwIdMinor, ConvertHwVariantToHwId(record->words[kHwVariantWord]));
+    for (const BoardCode& code : kHardwareCodes) {
+        SetBoardVariable(database, code.variable, record->words[code.word]);
+    }
+
+    if (tal::IsFailure(CDatabase_SetNotRetrievedVariablesToDefault(database))) {
+        DS_TRACE("retrieveAll", QBF_E_FAILED, "Error when setting missing variables to default");
+        return QBF_E_FAILED;
+    }
+    return QBF_OK;
+}
+
+QBFResult ReadOnlyZorBspStorageProvider::updateVariable(CDatabase* database, const std::string& path,
+                                                        unsigned int value) {
+    if (database == nullptr) {
+        DS_TRACE("updateVariable", QBF_E_INVALID_ARGUMENT, "    database is a nullptr");
+        return QBF_E_INVALID_ARGUMENT;
+    }
+    CVariable* variable = nullptr;
+    const QBFResult found = FindVariable(database, path, VARIABLE_TYPE_U32, &variable);
+    if (tal::IsFailure(found)) {
+        return found;
+    }
+    void* address = nullptr;
+    const QBFResult reached = FindContent(variable, path, 1, &address);
+    if (tal::IsFailure(reached)) {
+        return reached;
+    }
+    std::memcpy(address, &value, sizeof value);
+    CVariable_SetRetrieved(variable, 1);
+    return QBF_OK;
+}
+
+// Unlike the setter of numbers, this one leaves a null database to the host.
+QBFResult ReadOnlyZorBspStorageProvider::updateVariable(CDatabase* database, const std::string& path,
+                                                        const char* value) {
+    CVariable* variable = nullptr;
+    const QBFResult found = FindVariable(database, path, VARIABLE_TYPE_STRING, &variable);
+    if (tal::IsFailure(found)) {
+        return found;
+    }
+    const std::uint32_t count = CVariable_GetNoOfElements(variable);
+    void* address = nullptr;
+    const QBFResult reached = FindContent(variable, path, count, &address);
+    if (tal::IsFailure(reached)) {
+        return reached;
+    }
+    if (count != 0) {
+        char* const text = static_cast<char*>(address);
+        std::strncpy(text, value, count);
+        text[count - 1] = '\0';
+    }
+    CVariable_SetRetrieved(variable, 1);
+    return QBF_OK;
+}
+
+QBFResult ReadOnlyZorBspStorageProvider::updateVariable(CDatabase* database, const std::string& path,
+                                                        const std::string& value) {
+    return updateVariable(database, path, value.c_str());
+}
+
+QBFResult ReadOnlyZorBspStorageProvider_getInterface(IStorageProvider** out) {
+    providerInterface = {Initialize, ReserveWritableSpace, StoreAll, RetrieveAll, StoreAllWritable};
+    *out = &providerInterface;
+    return QBF_OK;
+}
+
+const char* HwNameFromValue(HwNameTable table, std::int32_t value) {
+    if (table >= std::size(kHwNameTables)) {
+        return nullptr;
+    }
+    const HwNameRows& rows = kHwNameTables[table];
+    return value >= 0 && value < rows.sentinel->value ? rows.first[value].name.c_str() : nullptr;
+}
+
+int HwNameToValue(HwNameTable table, const char* name, std::int32_t* value) {
+    if (table >= std::size(kHwNameTables) || name == nullptr) {
+        return 0;
+    }
+    for (const HwNameEntry& row : kHwNameTables[table]) {
+        if (row.name == name) {
+            *value = row.value;
+            return 1;
+        }
+    }
+    return 0;
+}

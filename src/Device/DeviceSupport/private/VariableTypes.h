@@ -1,0 +1,26 @@
+/// The variable type codes in one table: text, element width and kind.
+#ifndef TAL_PRIVATE_VARIABLE_TYPES_H
+#define TAL_PRIVATE_VARIABLE_TYPES_H
+
+#include <cstdint>
+
+#include "Device/DeviceSupport/HostDatabase.h"
+
+namespace tal {
+
+/// How one element of a variable is represented.
+enum class ElementKind : std::uint8_t { Unsigned, Signed, Bool, Char, String, Float, Object };
+
+struct VariableTypeInfo {
+    const char* text;    ///< As written into XML documents.
+    std::uint8_t width;  ///< Bytes of one element; 0 for strings and objects.
+    ElementKind kind;
+    bool isArray;
+};
+
+/// @return the row of the code, or null for codes above 22, which are not defined.
+[[nodiscard]] const VariableTypeInfo* FindVariableType(VariableType code);
+
+}  // namespace tal
+
+#endif

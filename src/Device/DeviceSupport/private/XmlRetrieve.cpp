@@ -1,0 +1,670 @@
+/// The reader of XML storage documents: three parser callbacks over the provider's state.
+
+#include <expat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <new>
+
+#include "Device/DeviceSupport/private/CXmlFileStorageProviderBase.h"
+#include "Device/DeviceSupport/private/TextConversion.h"
+#include "Device/DeviceSupport/private/VariableTypes.h"
+
+namespace tal::xml {
+
+namespace {
+
+constexpr char kTraceSource[] = "src/Device/DeviceSupport/private/CXmlFileStorageProviderBase";
+
+/// Stands for the path or name of something that has none. No document can contain this character.
+constexpr char kNoName[] = "\x01";
+
+bool HasName(const char* text) {
+    return text[0] != kNoName[0];
+}
+
+// ---- Element texts
+
+/// Heads one element text, which follows it in the same allocation. The host's list holds the addresses of the texts;
+/// this chain owns them, so that none is lost when the host's list fails.
+struct ElementText {
+    ElementText* next;
+};
+
+ElementText* elementTexts = nullptr;
+std::uint32_t elementTextCount = 0;
+
+/// Whether the host's list can take items. One that has been destructed only has to be empty.
+bool isElementListConstructed = false;
+
+/// How many failing steps an iteration over the host's list may take before it is given up.
+constexpr std::uint32_t kToleratedListFailures = 16;
+
+CList* ElementList() {
+    return reinterpret_cast<CList*>(state.elementList.words);
+}
+
+/// @return a copy of `text` owned by the chain, or null.
+char* NewElementText(const char* text) {
+    const std::size_t size = std::strlen(text) + 1;
+    void* const memory = ::operator new(sizeof(ElementText) + size, std::nothrow);
+    if (memory == nullptr) {
+        return nullptr;
+    }
+    elementTexts = new (memory) ElementText{elementTexts};
+    ++elementTextCount;
+    char* const copy = static_cast<char*>(memory) + sizeof(ElementText);
+    std::memcpy(copy, text, size);
+    return copy;
+}
+
+void DeleteElementTexts() {
+    while (elementTexts != nullptr) {
+        ElementText* const newest = elementTexts;
+        elementTexts = newest->next;
+        ::operator delete(newest);
+    }
+    elementTextCount = 0;
+}
+
+bool EndsList(QBFResult status) {
+    const auto code = static_cast<std::uint32_t>(status);
+    return code == QBF_W_END_OF_LIST || code == QBF_E_NO_NAME;
+}
+
+/// Iterates the host's list to its end, past failures, and releases the texts.
+void EmptyElementList() {
+    HostIterator position = nullptr;
+    bool isStarted = false;
+    QBFResult status = QBF_OK;
+    for (std::uint32_t steps = elementTextCount + kToleratedListFailures; !EndsList(status) && steps > 0; --steps) {
+        if (isStarted) {
+            void* item = nullptr;
+            status = CList_GetNext(ElementList(), &item, &position);
+        } else {
+            status = CList_StartIterationFromHead(ElementList(), &position);
+            isStarted = !IsFailure(status);
+        }
+    }
+    DeleteElementTexts();
+    CList_Destruct(ElementList());
+    isElementListConstructed = false;
+}
+
+/// Releases the texts of an array that nobody read.
+void ReleaseLeftElementTexts() {
+    if (elementTexts != nullptr) {
+        EmptyElementList();
+    }
+}
+
+void AddElementText(const char* text) {
+    if (!isElementListConstructed) {
+        RenewElementList();
+    }
+    char* const copy = NewElementText(text);
+    // A list that says no may hold the text all the same, so the text stays until the list is emptied.
+    if (copy == nullptr || IsFailure(CList_PushTail(ElementList(), copy))) {
+        DS_TRACE("CXmlFileStorageProviderBase_EndElement", QBF_E_FAILED, "Could not add array element to list : %s",
+                 text);
+    }
+}
+
+// ---- Values
+
+template <class Number>
+void Store(void* content, std::uint32_t index, Number number) {
+    std::memcpy(static_cast<unsigned char*>(content) + std::size_t{index} * sizeof number, &number, sizeof number);
+}
+
+/// Stores the low bytes of `number`.
+void StoreInteger(std::uint8_t width, void* content, std::uint32_t index, std::uint32_t number) {
+    switch (width) {
+        case 1:
+            Store(content, index, static_cast<std::uint8_t>(number));
+            break;
+        case 2:
+            Store(content, index, static_cast<std::uint16_t>(number));
+            break;
+        default:
+            Store(content, index, number);
+            break;
+    }
+}
+
+std::uint8_t CharacterOf(std::uint32_t code) {
+    constexpr std::uint32_t kLargestCode = 255;
+    return static_cast<std::uint8_t>(std::min(code, kLargestCode));
+}
+
+/// @return false when the text is neither "TRUE" nor "FALSE".
+bool StoreBool(std::string_view text, void* content, std::uint32_t index) {
+    const bool isTrue = text == "TRUE";
+    if (!isTrue && text != "FALSE") {
+        return false;
+    }
+    Store(content, index, std::uint32_t{isTrue ? 1U : 0U});
+    return true;
+}
+
+void StoreReal(std::uint8_t width, const char* text, void* content, std::uint32_t index) {
+    if (width == sizeof(double)) {
+        Store(content, index, ParseDouble(text));
+        return;
+    }
+    float value = 0;
+    if (ScanFloat(text, value)) {
+        Store(content, index, value);
+    }
+}
+
+/// The first word of the text, as `sscanf` with "%s" finds it.
+std::string_view FirstWord(std::string_view text) {
+    constexpr std::string_view kSpaces = " \t\n\v\f\r";
+    text.remove_prefix(std::min(text.find_first_not_of(kSpaces), text.size()));
+    return text.substr(0, text.find_first_of(kSpaces));
+}
+
+/// @return false when the text does not fit the array's type.
+bool ConvertElement(const VariableTypeInfo& type, const char* text, void* content, std::uint32_t index) {
+    // Unlike the scalar of the type, these two arrays are read with an unsigned conversion.
+    const bool isScannedUnsigned =
+        type.kind == ElementKind::Char || (type.kind == ElementKind::Unsigned && type.width == sizeof(std::uint32_t));
+    if (isScannedUnsigned) {
+        std::uint32_t number = 0;
+        if (ScanUnsigned(text, number)) {
+            StoreInteger(type.width, content, index, type.kind == ElementKind::Char ? CharacterOf(number) : number);
+        }
+        return true;
+    }
+    if (type.kind == ElementKind::Bool) {
+        return StoreBool(FirstWord(text), content, index);
+    }
+    if (type.kind == ElementKind::Float) {
+        StoreReal(type.width, text, content, index);
+        return true;
+    }
+    StoreInteger(type.width, content, index, static_cast<std::uint32_t>(ParseSigned(text)));
+    return true;
+}
+
+/// Converts the element texts into the first `count` elements; a shorter list leaves the others unchanged.
+[[nodiscard]] QBFResult UpdateArray(const VariableTypeInfo& type, void* content, std::uint32_t count) {
+    HostIterator position = nullptr;
+    QBFResult status = CList_StartIterationFromHead(ElementList(), &position);
+    if (static_cast<std::uint32_t>(status) == QBF_E_NO_NAME) {
+        DS_TRACE("CXmlFileStorageProviderBase_UpdateArray", QBF_W_WARNING, "Array is empty");
+        return QBF_W_WARNING;
+    }
+    if (IsFailure(status)) {
+        DS_TRACE("CXmlFileStorageProviderBase_UpdateArray", QBF_E_FAILED, "Could not iterate array element list");
+        return QBF_E_FAILED;
+    }
+    for (std::uint32_t index = 0; static_cast<std::uint32_t>(status) != QBF_W_END_OF_LIST; ++index) {
+        void* text = nullptr;
+        status = CList_GetNext(ElementList(), &text, &position);
+        if (IsFailure(status) || text == nullptr) {
+            DS_TRACE("CXmlFileStorageProviderBase_UpdateArray", QBF_E_FAILED, "Could not iterate array element list");
+            return QBF_E_FAILED;
+        }
+        if (index < count && !ConvertElement(type, static_cast<const char*>(text), content, index)) {
+            DS_TRACE("CXmlFileStorageProviderBase_UpdateArray", QBF_E_BAD_TYPE, "Variable type is not array");
+            return QBF_E_BAD_TYPE;
+        }
+    }
+    return QBF_OK;
+}
+
+/// Copies with padding up to the string's capacity, its last byte always NUL.
+void StoreString(const char* text, void* content, std::uint32_t capacity) {
+    if (capacity == 0) {
+        return;
+    }
+    char* const destination = static_cast<char*>(content);
+    std::strncpy(destination, text, capacity);
+    destination[capacity - 1] = '\0';
+}
+
+/// @return false when the text is not a value of the type.
+bool ConvertScalar(const VariableTypeInfo& type, void* content, std::uint32_t capacity) {
+    switch (type.kind) {
+        case ElementKind::Bool:
+            if (!StoreBool(state.valueText, content, 0)) {
+                DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_E_FAILED,
+                         "Wrong BOOL value: %s, expected TRUE or FALSE", state.valueText);
+                return false;
+            }
+            return true;
+        case ElementKind::Char:
+            Store(content, 0, CharacterOf(static_cast<std::uint32_t>(ParseSigned(state.valueText))));
+            return true;
+        case ElementKind::String:
+            StoreString(state.valueText, content, capacity);
+            return true;
+        case ElementKind::Float:
+            StoreReal(type.width, state.valueText, content, 0);
+            return true;
+        default:
+            // Also for the unsigned 32-bit type: 4294967295 is restored as 2147483647, as only arrays keep it.
+            StoreInteger(type.width, content, 0, static_cast<std::uint32_t>(ParseSigned(state.valueText)));
+            return true;
+    }
+}
+
+/// Converts what was read into the variable's content.
+/// @return false when the variable could not be restored, which has been traced.
+bool ConvertVariable(VariableType typeCode, void* content, std::uint32_t elementCount) {
+    const VariableTypeInfo* const type = FindVariableType(typeCode);
+    if (type == nullptr || typeCode == VARIABLE_TYPE_OBJECT) {
+        DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_E_BAD_TYPE, "Unsupported variable type: %d",
+                 static_cast<int>(typeCode));
+        return false;
+    }
+    if (typeCode == VARIABLE_TYPE_OBJECT_ARRAY) {
+        return true;
+    }
+    if (!type->isArray) {
+        return ConvertScalar(*type, content, elementCount);
+    }
+    if (IsFailure(UpdateArray(*type, content, elementCount))) {
+        DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_E_FAILED, "Failed to retrieve array");
+        return false;
+    }
+    return true;
+}
+
+/// Whether a value of the type is written to the content address.
+bool WritesContent(VariableType typeCode, std::uint32_t elementCount) {
+    const VariableTypeInfo* const type = FindVariableType(typeCode);
+    if (type == nullptr || type->kind == ElementKind::Object) {
+        return false;
+    }
+    return elementCount > 0 || !(type->isArray || type->kind == ElementKind::String);
+}
+
+void RestoreVariable(CVariable* variable, const char* path) {
+    const VariableType typeCode = CVariable_GetType(variable);
+    const std::uint32_t elementCount = CVariable_GetNoOfElements(variable);
+    void* content = nullptr;
+    const QBFResult result = GetContent(variable, WritesContent(typeCode, elementCount), &content);
+    if (IsFailure(result)) {
+        DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", result, "Could not get content address");
+        DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_E_FAILED, "Failed to update variable with path %s",
+                 path);
+        return;
+    }
+    if (!ConvertVariable(typeCode, content, elementCount)) {
+        state.retrievalError = 1;
+    }
+    // After the first failed variable of a document, later ones get their values but stay not retrieved.
+    if (state.retrievalError == 0) {
+        CVariable_SetRetrieved(variable, 1);
+    }
+}
+
+/// The concrete channel number stays in the channel part of a variable's name, while its other parts carry an X.
+void InjectChannelIntoVariableName() {
+    RemoveChannel(state.VariableNameBuffer, kLowerChannelPattern);
+    ReplaceFirst(state.VariableNameBuffer, NameScratchBuffer, kLowerChannelPattern.placeholder,
+                 kLowerChannelPattern.ForChannel(state.channelInjector).View());
+    RemoveChannel(state.VariableNameBuffer, kUpperChannelPattern);
+    RemoveChannel(state.VariableNameBuffer, kRadioFramePattern);
+    DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_I_DETAIL, "Variable after channel injection: %s",
+             state.VariableNameBuffer);
+}
+
+void UpdateVariable() {
+    if (state.channelInjector != 0) {
+        InjectChannelIntoVariableName();
+    }
+    char path[kPathSize + kNameSize];
+    JoinPath(path, state.pathAt[state.depth], state.VariableNameBuffer);
+    DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_I_DETAIL, "Variable path %s", path);
+    CVariable* variable = nullptr;
+    if (IsFailure(CDatabase_GetVariableByPath(state.database, path, &variable)) || variable == nullptr) {
+        DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_I_DETAIL,
+                 "    File %s contains variable that is not registered (%s)", state.CurrentFileName, path);
+        return;
+    }
+    RestoreVariable(variable, path);
+    EmptyElementList();
+}
+
+// ---- Elements
+
+/// @return the value of the attribute "name", or null.
+const char* GetAttribute(const char** attributes) {
+    for (; attributes[0] != nullptr; attributes += 2) {
+        if (std::strcmp(attributes[0], "name") == 0) {
+            return attributes[1];
+        }
+    }
+    DS_TRACE("CXmlFileStorageProviderBase_GetAttribute", QBF_E_NOT_FOUND, "Can't find XML attribute with name %s",
+             "name");
+    return nullptr;
+}
+
+/// Replaces the pattern's channel number in `name` by its placeholder; a name that is changed is cut to `rewritten`.
+/// @return `name` itself when the pattern is not in it.
+template <std::size_t Size>
+const char* WithoutChannel(const char* name, const ChannelPattern& pattern, char (&rewritten)[Size]) {
+    if (!BuildReplacement(NameScratchBuffer, name, pattern.ForChannel(state.channelInjector).View(),
+                          pattern.placeholder)) {
+        return name;
+    }
+    CopyBounded(rewritten, NameScratchBuffer);
+    return rewritten;
+}
+
+bool IsWithinLevels(std::uint32_t depth) {
+    return depth < kPathLevels;
+}
+
+/// Starts a level: nothing of an earlier sibling is left in it.
+void OpenLevel() {
+    state.objectElementAt[state.depth] = 0;
+    state.openArraysAt[state.depth] = 0;
+    CopyBounded(state.pathAt[state.depth], kNoName);
+}
+
+void StartRegion(const char** attributes) {
+    state.depth = 0;
+    OpenLevel();
+    const char* name = GetAttribute(attributes);
+    if (name == nullptr) {
+        return;
+    }
+    char rewritten[kRegionNameSize];
+    if (state.channelInjector != 0) {
+        name = WithoutChannel(name, kRadioFramePattern, rewritten);
+        DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_I_INFO, "Region after channel injection: %s", name);
+    }
+    CopyBounded(state.pathAt[0], name);
+    DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_I_INFO, "Processing region: %s", name);
+}
+
+void StartObject(const char** attributes) {
+    ++state.depth;
+    if (!IsWithinLevels(state.depth)) {
+        return;
+    }
+    OpenLevel();
+    const char* name = GetAttribute(attributes);
+    const char* const parentPath = state.pathAt[state.depth - 1];
+    if (name == nullptr || !HasName(parentPath)) {
+        return;
+    }
+    char rewritten[kNameSize];
+    if (state.channelInjector != 0) {
+        name = WithoutChannel(name, kUpperChannelPattern, rewritten);
+        name = WithoutChannel(name, kRadioFramePattern, rewritten);
+        DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_I_INFO, "Object after channel injection: %s", name);
+    }
+    JoinPath(state.pathAt[state.depth], parentPath, name);
+    DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_I_INFO, "Processing object: %s with path %s", name,
+             parentPath);
+}
+
+void StartArray(const char** /*attributes*/) {
+    if (IsWithinLevels(state.depth) && state.openArraysAt[state.depth]++ == 0) {
+        state.objectElementAt[state.depth] = 0;
+        CopyBounded(state.arrayNameAt[state.depth], state.VariableNameBuffer);
+    }
+    RenewElementList();
+}
+
+void StartObjectElement(const char** /*attributes*/) {
+    if (IsWithinLevels(state.depth)) {
+        state.objectElementAt[state.depth] = 1;
+    }
+}
+
+void StartVariable(const char** attributes) {
+    state.typeText[0] = '\0';
+    state.sizeText[0] = '\0';
+    state.valueText[0] = '\0';
+    const char* const name = GetAttribute(attributes);
+    CopyBounded(state.VariableNameBuffer, name != nullptr ? name : kNoName);
+    if (name == nullptr) {
+        return;
+    }
+    if (!IsWithinLevels(state.depth)) {
+        DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_E_FAILED,
+                 "Variable %s is nested too deep: inside %d objects, at most %d are supported",
+                 state.VariableNameBuffer, static_cast<int>(state.depth), static_cast<int>(kPathLevels - 1));
+        state.retrievalError = 1;
+        return;
+    }
+    if (HasName(state.pathAt[state.depth])) {
+        DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_I_DETAIL, "Processing variable: %s with path %s",
+                 state.VariableNameBuffer, state.pathAt[state.depth]);
+    }
+}
+
+void EndObject() {
+    // A variable round the object must not pass for the object's last one.
+    CopyBounded(state.VariableNameBuffer, kNoName);
+    // A region inside an object has taken the depth back already.
+    if (state.depth > 0) {
+        --state.depth;
+    }
+}
+
+/// Members of object elements are over: the array variable itself stands again.
+void EndArray() {
+    if (!IsWithinLevels(state.depth) || state.openArraysAt[state.depth] == 0) {
+        return;
+    }
+    if (--state.openArraysAt[state.depth] == 0) {
+        state.objectElementAt[state.depth] = 0;
+        CopyBounded(state.VariableNameBuffer, state.arrayNameAt[state.depth]);
+    }
+}
+
+void EndVariable() {
+    const bool isRestorable = IsWithinLevels(state.depth) && state.objectElementAt[state.depth] == 0 &&
+                              HasName(state.pathAt[state.depth]) && HasName(state.VariableNameBuffer);
+    if (isRestorable) {
+        UpdateVariable();
+    }
+}
+
+void EndType() {
+    CopyBounded(state.typeText, state.characterData);
+}
+
+void EndSize() {
+    CopyBounded(state.sizeText, state.characterData);
+}
+
+void EndValue() {
+    CopyBounded(state.valueText, state.characterData);
+}
+
+void EndArrayElement() {
+    AddElementText(state.characterData);
+}
+
+struct StartHandler {
+    std::string_view element;
+    void (*handle)(const char** attributes);
+};
+
+struct EndHandler {
+    std::string_view element;
+    void (*handle)();
+};
+
+constexpr StartHandler kStartHandlers[] = {{"variable", StartVariable},
+                                           {"array", StartArray},
+                                           {"object", StartObject},
+                                           {"objectElement", StartObjectElement},
+                                           {"region", StartRegion}};
+
+constexpr EndHandler kEndHandlers[] = {
+    {"type", EndType}, {"value", EndValue}, {"variable", EndVariable}, {"element", EndArrayElement},
+    {"size", EndSize}, {"array", EndArray}, {"object", EndObject}};
+
+template <class Handler, std::size_t Count>
+const Handler* FindHandler(const Handler (&handlers)[Count], std::string_view element) {
+    for (const Handler& handler : handlers) {
+        if (handler.element == element) {
+            return &handler;
+        }
+    }
+    return nullptr;
+}
+
+void XMLCALL StartElement(void* /*userData*/, const char* name, const char** attributes) {
+    if (const StartHandler* const handler = FindHandler(kStartHandlers, name)) {
+        handler->handle(attributes);
+    }
+}
+
+void XMLCALL EndElement(void* /*userData*/, const char* name) {
+    if (const EndHandler* const handler = FindHandler(kEndHandlers, name)) {
+        handler->handle();
+    }
+}
+
+/// Keeps the last chunk of text only: chunks are not joined, and start tags do not clear it.
+void XMLCALL CharacterData(void* /*userData*/, const char* text, int length) {
+    constexpr std::size_t kLongestChunk = kTextSize - 2;
+    const std::size_t kept = std::min(static_cast<std::size_t>(length), kLongestChunk);
+    std::memcpy(state.characterData, text, kept);
+    state.characterData[kept] = '\0';
+}
+
+// ---- The retrieve
+
+/// Feeds the file to the parser until its end.
+[[nodiscard]] QBFResult ParseFile(std::FILE* file, XML_Parser parser) {
+    XML_SetElementHandler(parser, StartElement, EndElement);
+    XML_SetCharacterDataHandler(parser, CharacterData);
+    const std::size_t capacity = std::size_t{state.fileSize} + kReadBufferSlack;
+    for (bool isFinal = false; !isFinal;) {
+        const std::size_t length = std::fread(state.readBuffer, 1, capacity, file);
+        isFinal = std::feof(file) != 0;
+        if (std::ferror(file) != 0) {
+            DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED, "Read error from XML file");
+            return QBF_E_FAILED;
+        }
+        if (XML_Parse(parser, state.readBuffer, static_cast<int>(length), isFinal ? 1 : 0) == XML_STATUS_ERROR) {
+            DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED,
+                     "Parse error in file %s at line %d:\n%s\n", state.CurrentFileName,
+                     static_cast<int>(XML_GetCurrentLineNumber(parser)), XML_ErrorString(XML_GetErrorCode(parser)));
+            return QBF_E_FAILED;
+        }
+    }
+    return QBF_OK;
+}
+
+[[nodiscard]] QBFResult ReadDocument(std::FILE* file) {
+    XML_Parser parser = XML_ParserCreate(nullptr);
+    if (parser == nullptr) {
+        DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED, "Could not create XML file parser");
+        return QBF_E_FAILED;
+    }
+    QBFResult result = QBF_E_FAILED;
+    if (state.readBuffer == nullptr) {
+        DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED, "XML file %s does not fit into memory",
+                 state.CurrentFileName);
+    } else {
+        result = ParseFile(file, parser);
+    }
+    XML_ParserFree(parser);
+    ReleaseLeftElementTexts();
+    return result;
+}
+
+[[nodiscard]] QBFResult PrepareDatabase() {
+    if (IsFailure(CDatabase_UpdatePathHashTable(state.database))) {
+        DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED,
+                 "Error when updating hash table in CDatabase");
+        return QBF_E_FAILED;
+    }
+    if (IsFailure(CDatabase_SetAsNotRetrieved(state.database))) {
+        DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED,
+                 "Error when setting Database as not retrieved");
+        return QBF_E_FAILED;
+    }
+    return QBF_OK;
+}
+
+/// @return QBF_E_FAILED and a record when the flag is set.
+[[nodiscard]] QBFResult ReportErrors(std::uint32_t flag, const char* message) {
+    if (flag == 0) {
+        return QBF_OK;
+    }
+    DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED, "%s", message);
+    return QBF_E_FAILED;
+}
+
+[[nodiscard]] QBFResult OpenOrDefault(StorageLocation location, std::FILE** file) {
+    const QBFResult result = OpenFile(location, StorageOpenMode::Retrieve, file);
+    if (!IsFailure(result)) {
+        return QBF_OK;
+    }
+    DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", result, "Could not open storage file %s (errno is: %d)",
+             state.CurrentFileName, errno);
+    ReleaseReadBuffer();
+    if (IsFailure(CDatabase_SetNotRetrievedVariablesToDefault(state.database))) {
+        DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED,
+                 "Error when setting missing variables to default");
+    }
+    return QBF_E_NO_STORAGE_FILE;
+}
+
+[[nodiscard]] QBFResult ManageRetrieve(StorageLocation location) {
+    state.retrievalError = 0;
+    state.parseError = 0;
+    state.retrieveFlag = 0;
+    if (IsFailure(PrepareDatabase())) {
+        return QBF_E_FAILED;
+    }
+    std::FILE* file = nullptr;
+    const QBFResult opened = OpenOrDefault(location, &file);
+    if (IsFailure(opened)) {
+        return opened;
+    }
+    const QBFResult read = ReadDocument(file);
+    std::fclose(file);
+    ReleaseReadBuffer();
+    if (IsFailure(read)) {
+        return read;
+    }
+    DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_I_INFO, "XML file closed for storage location %d",
+             PrintableLocation(location));
+    const QBFResult defaulted = CDatabase_SetNotRetrievedVariablesToDefault(state.database);
+    if (IsFailure(defaulted)) {
+        DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", defaulted,
+                 "Error when setting missing variables to default");
+        return QBF_E_FAILED;
+    }
+    const QBFResult parsed = ReportErrors(state.parseError, "Error(s) during XML Parsing");
+    const QBFResult retrieved = ReportErrors(state.retrievalError, "Error(s) during variable retrieval");
+    return IsFailure(parsed) ? parsed : retrieved;
+}
+
+}  // namespace
+
+void RenewElementList() {
+    ReleaseLeftElementTexts();
+    CList_Construct(ElementList());
+    isElementListConstructed = true;
+}
+
+QBFResult RetrieveAll(StorageLocation location, CDatabase* database, unsigned long channelInjector) {
+    state.database = database;
+    state.channelInjector = channelInjector;
+    DS_TRACE("CXmlFileStorageProviderBase_RetrieveAll", QBF_I_INFO, "XmlFileStorageProviderBase: Retrieving all...");
+    const QBFResult result = ManageRetrieve(location);
+    if (IsFailure(result)) {
+        DS_TRACE("CXmlFileStorageProviderBase_RetrieveAll", result, "Error when calling ManageRetrieve");
+        return QBF_E_FAILED;
+    }
+    return QBF_OK;
+}
+
+}  // namespace tal::xml

@@ -1,0 +1,37 @@
+// Steps that no operation of the provider takes, reached through a copy of its source whose entry points have names of
+// their own.
+#define CBinaryFileStorageProvider_GetInterface BinaryCopy_GetInterface
+#define CBinaryFileStorageProvider_SetStorageFilenames BinaryCopy_SetStorageFilenames
+#include "Device/DeviceSupport/private/CBinaryFileStorageProvider.cpp"  // NOLINT(bugprone-suspicious-include)
+
+#include "support/BinaryFixture.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class BinaryInternals : public ::testing::Test {
+protected:
+    tal::test::TemporaryDirectory directory_;
+    tal::host::Database database_;
+    tal::test::TraceRecorder traces_;
+};
+
+TEST_F(BinaryInternals, ModeThatNeitherStoresNorRetrievesAbandonsTheObjectUntraced) {
+    tal::host::Object& object = database_.AddRegion("R").AddObject("O").U8("A", 1).U8("B", 2);
+    const tal::test::HostCalls host(tal::test::Watch::LibraryAndTests);
+    EXPECT_EQ(ProcessObject(object.Handle(), StorageOpenMode::StoreWritable, nullptr), QBFResult{QBF_E_BAD_TYPE});
+    EXPECT_EQ(host.Count("CStorageObject_GetNextVariable"), 1);
+    EXPECT_THAT(traces_.Failures(), IsEmpty());
+}
+
+TEST_F(BinaryInternals, AbandonedNestedObjectIsAFailureLikeAnyOther) {
+    tal::host::Object& object = database_.AddRegion("R").AddObject("O");
+    object.AddNested("N").U8("A", 1);
+    EXPECT_EQ(ProcessObject(object.Handle(), StorageOpenMode::StoreWritable, nullptr), QBFResult{QBF_E_FAILED});
+    EXPECT_THAT(traces_.Failures(), ElementsAre("0x8000 CBinaryFileStorageProvider_ProcessObject: Failed to process "
+                                                "nested object"));
+}
+
+}  // namespace

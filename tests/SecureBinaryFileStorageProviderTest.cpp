@@ -1,0 +1,173 @@
+#include <dlfcn.h>
+
+#include <filesystem>
+
+#include "support/BinaryFixture.h"
+
+namespace tal::test {
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class SecureBinaryFileStorageProvider : public BinaryFixture<SecureProvider> {
+protected:
+    static std::string NameSet(const std::string& name) { return Info("SetStorageFilenames", "Set storage: " + name); }
+};
+
+TEST_F(SecureBinaryFileStorageProvider, TheEntryPointHandsOutTheSameFilledTableEveryTimeUntraced) {
+    provider_->RetrieveAll = nullptr;
+    IStorageProvider* again = nullptr;
+    EXPECT_EQ(CSecureBinaryFileStorageProvider_GetInterface(&again), QBFResult{QBF_OK});
+    EXPECT_EQ(again, provider_);
+    EXPECT_NE(again->Initialize, nullptr);
+    EXPECT_NE(again->ReserveWritableSpace, nullptr);
+    EXPECT_NE(again->StoreAll, nullptr);
+    EXPECT_NE(again->RetrieveAll, nullptr);
+    EXPECT_NE(again->StoreAllWritable, nullptr);
+    EXPECT_EQ(traces_.MappingCalls(), 0);
+}
+
+TEST_F(SecureBinaryFileStorageProvider, TheEntryPointLeavesTheFileNamesAlone) {
+    IStorageProvider* again = nullptr;
+    CSecureBinaryFileStorageProvider_GetInterface(&again);
+    Store();
+    EXPECT_TRUE(std::filesystem::exists(kCalibrationFile));
+}
+
+TEST_F(SecureBinaryFileStorageProvider, ReservingSpaceIsNotSupportedAndUntraced) {
+    EXPECT_EQ(provider_->ReserveWritableSpace(0, 100), QBFResult{0x1008});
+    EXPECT_EQ(traces_.MappingCalls(), 0);
+}
+
+TEST_F(SecureBinaryFileStorageProvider, StoringTheWritableSubsetIsNotSupportedAndUntraced) {
+    EXPECT_EQ(provider_->StoreAllWritable(0, nullptr, 0), QBFResult{0x1008});
+    EXPECT_EQ(traces_.MappingCalls(), 0);
+}
+
+TEST_F(SecureBinaryFileStorageProvider, InitializeRestoresAndNamesTheDefaultFilesWhateverTheLocation) {
+    for (const StorageLocation location : {0UL, 4UL, 0xFFFFFFFFUL}) {
+        traces_.Clear();
+        EXPECT_EQ(provider_->Initialize(location), QBFResult{QBF_OK});
+        EXPECT_THAT(
+            traces_.Lines(),
+            ElementsAre(Info("Initialize", "CSecureBinaryStorageProvider: Initializing..."),
+                        NameSet("storage_calibration_database.sbin"), NameSet("storage_calibration_database.sbin"),
+                        NameSet("storage_calibration_database.sbin"), NameSet("storage_hardware_database.sbin"),
+                        NameSet("/lib/firmware/bin/Applications.sbin")));
+    }
+}
+
+TEST_F(SecureBinaryFileStorageProvider, RecordsNameTheSourceFile) {
+    provider_->Initialize(0);
+    for (const TraceRecord& record : traces_.Records()) {
+        EXPECT_EQ(record.sourcePath, "src/Device/DeviceSupport/private/CSecureBinaryFileStorageProvider");
+        EXPECT_EQ(record.codeLine, "      code: 0x800\n");
+    }
+}
+
+TEST_F(SecureBinaryFileStorageProvider, SettingFileNamesNamesAllFive) {
+    CSecureBinaryFileStorageProvider_SetStorageFilenames("a", "b", "c");
+    EXPECT_THAT(traces_.Lines(), ElementsAre(NameSet("a"), NameSet("storage_calibration_database.sbin"),
+                                             NameSet("storage_calibration_database.sbin"), NameSet("b"), NameSet("c")));
+}
+
+TEST_F(SecureBinaryFileStorageProvider, EachLocationHasItsFile) {
+    CLibraryFaults files;
+    files.Fail("fopen", 0, ENOENT);
+    Store(6);
+    Store(3);
+    Retrieve(2);
+    Retrieve(1);
+    Retrieve(0);
+    EXPECT_THAT(files.Calls(),
+                ElementsAre("fopen applications w+", "fopen hardware w+", "fopen storage_calibration_database.sbin r",
+                            "fopen storage_calibration_database.sbin r", "fopen calibration r"));
+}
+
+TEST_F(SecureBinaryFileStorageProvider, StoresAtTheLocations1And2GoToTheDefaultFile) {
+    database_.AddRegion("R").AddObject("O").U8("V", 1);
+    for (const StorageLocation location : {1UL, 2UL}) {
+        EXPECT_EQ(Store(location), QBFResult{QBF_OK});
+        EXPECT_FALSE(std::filesystem::exists(kCalibrationFile));
+        EXPECT_TRUE(std::filesystem::remove("storage_calibration_database.sbin"));
+    }
+}
+
+TEST_F(SecureBinaryFileStorageProvider, InitializeUndoesTheFileNames) {
+    provider_->Initialize(0);
+    CLibraryFaults files;
+    files.Fail("fopen", 0, ENOENT);
+    for (const StorageLocation location : {0UL, 1UL, 2UL, 3UL, 6UL}) {
+        Retrieve(location);
+    }
+    EXPECT_THAT(files.Calls(),
+                ElementsAre("fopen storage_calibration_database.sbin r", "fopen storage_calibration_database.sbin r",
+                            "fopen storage_calibration_database.sbin r", "fopen storage_hardware_database.sbin r",
+                            "fopen /lib/firmware/bin/Applications.sbin r"));
+}
+
+TEST_F(SecureBinaryFileStorageProvider, FileNamesAreCutTo79Characters) {
+    const std::string fits(79, 'f');
+    const std::string tooLong(80, 't');
+    const std::string farTooLong(300, 'x');
+    CSecureBinaryFileStorageProvider_SetStorageFilenames(fits.c_str(), tooLong.c_str(), farTooLong.c_str());
+    EXPECT_THAT(traces_.Lines(), ElementsAre(NameSet(fits), NameSet("storage_calibration_database.sbin"),
+                                             NameSet("storage_calibration_database.sbin"),
+                                             NameSet(std::string(79, 't')), NameSet(std::string(79, 'x'))));
+}
+
+TEST_F(SecureBinaryFileStorageProvider, StoreAtAnInvalidLocationFailsAndTouchesNoFile) {
+    ASSERT_EQ(Store(3), QBFResult{QBF_OK});
+    for (const StorageLocation location : WithWideLocations({4, 5, 7, 8, 11, 256, 0xFFFFFFFF})) {
+        traces_.Clear();
+        const CLibraryFaults files;
+        EXPECT_EQ(Store(location), QBFResult{QBF_E_FAILED});
+        const std::string number = std::to_string(static_cast<int>(location));
+        EXPECT_THAT(traces_.Lines(),
+                    ElementsAre(Info("StoreAll", "CSecureBinaryFileStorageProvider: Storing all..."),
+                                Line(QBF_E_INVALID_ARGUMENT, "OpenFile", "Invalid storage location id: " + number),
+                                Line(QBF_E_INVALID_ARGUMENT, "ManageStore",
+                                     "Could not open storage file hardware for writing")));
+        EXPECT_THAT(files.Calls(), IsEmpty());
+    }
+}
+
+TEST_F(SecureBinaryFileStorageProvider, RetrieveAtAnInvalidLocationFailsAndDefaultsTheDatabase) {
+    database_.AddRegion("R").AddObject("O").U32("V", 16);
+    ASSERT_EQ(Store(6), QBFResult{QBF_OK});
+    for (const StorageLocation location : WithWideLocations({4, 5, 7, 0xFFFFFFFF})) {
+        traces_.Clear();
+        database_.At("R/O/V").Set<std::uint32_t>(1);
+        EXPECT_EQ(Retrieve(location), QBFResult{QBF_E_FAILED});
+        const std::string number = std::to_string(static_cast<int>(location));
+        EXPECT_THAT(traces_.Lines(),
+                    ElementsAre(Info("RetrieveAll", "CSecureBinaryFileStorageProvider: Retrieving all..."),
+                                Line(QBF_E_INVALID_ARGUMENT, "OpenFile", "Invalid storage location id: " + number),
+                                Line(QBF_E_INVALID_ARGUMENT, "ManageRetrieve",
+                                     "Could not open storage file applications for retrieve")));
+        EXPECT_EQ(database_.At("R/O/V").Get<std::uint32_t>(), 16U);
+    }
+}
+
+// The current name is empty only in a library that has opened nothing yet, so this takes a copy of its own.
+TEST_F(SecureBinaryFileStorageProvider, AnInvalidLocationBeforeTheFirstOpenHasNoFileName) {
+    std::filesystem::copy_file(TAL_TEST_LIBRARY, "fresh.so");
+    void* const fresh = dlopen("./fresh.so", RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(fresh, nullptr) << dlerror();
+    const auto getInterface = reinterpret_cast<decltype(CSecureBinaryFileStorageProvider_GetInterface)*>(
+        dlsym(fresh, "CSecureBinaryFileStorageProvider_GetInterface"));
+    IStorageProvider* provider = nullptr;
+    getInterface(&provider);
+    EXPECT_NE(provider, provider_);
+    EXPECT_EQ(provider->StoreAll(4, database_.Handle(), 0), QBFResult{QBF_E_FAILED});
+    EXPECT_THAT(traces_.LinesOf(QBF_E_INVALID_ARGUMENT),
+                ElementsAre(Line(QBF_E_INVALID_ARGUMENT, "OpenFile", "Invalid storage location id: 4"),
+                            Line(QBF_E_INVALID_ARGUMENT, "ManageStore", "Could not open storage file  for writing")));
+    dlclose(fresh);
+}
+
+}  // namespace
+
+}  // namespace tal::test

@@ -1,0 +1,132 @@
+// In an executable of its own, which is not linked to the library and can therefore unload it.
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <malloc.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Device/DeviceSupport/DeviceSupport.h"
+#include "Device/DeviceSupport/HwNames.h"
+#include "loading/ReleasedBlocks.h"
+
+namespace {
+
+constexpr std::int32_t kRowCounts[] = {19, 8, 5, 8, 24, 5, 4, 3, 4, 5};
+
+/// The library, loaded as long as this lives.
+class LoadedLibrary {
+public:
+    LoadedLibrary() : handle_(dlopen(TAL_TEST_LIBRARY, RTLD_NOW | RTLD_LOCAL)) {
+        if (handle_ == nullptr) {
+            ADD_FAILURE() << dlerror();
+            std::abort();
+        }
+    }
+    ~LoadedLibrary() { EXPECT_EQ(dlclose(handle_), 0) << dlerror(); }
+    LoadedLibrary(const LoadedLibrary&) = delete;
+    LoadedLibrary& operator=(const LoadedLibrary&) = delete;
+
+    template <class Function>
+    [[nodiscard]] Function* Find(const char* symbol) const {
+        void* const address = dlsym(handle_, symbol);
+        if (address == nullptr) {
+            ADD_FAILURE() << dlerror();
+            std::abort();
+        }
+        return reinterpret_cast<Function*>(address);
+    }
+
+private:
+    void* handle_;
+};
+
+bool IsLoaded() {
+    void* const handle = dlopen(TAL_TEST_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
+    if (handle != nullptr) {
+        dlclose(handle);
+    }
+    return handle != nullptr;
+}
+
+void LoadUseUnload() {
+    const LoadedLibrary library;
+    auto* const nameOf = library.Find<decltype(HwNameFromValue)>("HwNameFromValue");
+    EXPECT_STREQ(nameOf(HW_NAMES_HW_VARIANT, 5), "ZOR4A");
+    EXPECT_STREQ(nameOf(HW_NAMES_RESTART_CAUSE, 2), "Watchdog");
+    IStorageProvider* provider = nullptr;
+    EXPECT_EQ(library.Find<decltype(ReadOnlyZorBspStorageProvider_getInterface)>(
+                  "_Z42ReadOnlyZorBspStorageProvider_getInterfacePP16IStorageProvider")(&provider),
+              QBF_OK);
+    EXPECT_EQ(provider->Initialize(3), QBF_OK);
+}
+
+/// A row as the library keeps it in memory.
+struct Row {
+    std::int32_t value;
+    std::string name;
+};
+
+/// Every name is short enough to lie inside its row, so that the first name gives the first row away.
+Row* RowsInMemory(const LoadedLibrary& library, HwNameTable table) {
+    const char* const firstName = library.Find<decltype(HwNameFromValue)>("HwNameFromValue")(table, 0);
+    const Row sample = {0, "None"};
+    const std::ptrdiff_t nameOffset = sample.name.data() - reinterpret_cast<const char*>(&sample);
+    return reinterpret_cast<Row*>(const_cast<char*>(firstName - nameOffset));
+}
+
+TEST(LoadUnload, AThousandTimesLeavesTheHeapAsItWas) {
+    // The loader's own tables grow a little in the first rounds.
+    for (int i = 0; i < 20; ++i) {
+        LoadUseUnload();
+    }
+    const std::size_t before = mallinfo2().uordblks;
+
+    for (int i = 0; i < 1000; ++i) {
+        LoadUseUnload();
+        ASSERT_FALSE(IsLoaded());
+    }
+
+    EXPECT_EQ(mallinfo2().uordblks, before);
+}
+
+TEST(LoadUnload, ReleasesEveryNameOnceFromTheLastTableAndRowToTheFirst) {
+    std::vector<const void*> names;
+    std::optional<LoadedLibrary> library(std::in_place);
+    for (HwNameTable table = 0; table < std::size(kRowCounts); ++table) {
+        Row* const rows = RowsInMemory(*library, table);
+        for (std::int32_t i = 0; i < kRowCounts[table]; ++i) {
+            // Too long for its row, so that one sees it being released.
+            rows[i].name.assign(100, 'n');
+            names.push_back(rows[i].name.data());
+        }
+    }
+
+    const tal::test::ReleasedBlocks released;
+    library.reset();
+
+    std::vector<const void*> releasedNames;
+    std::copy_if(released.begin(), released.end(), std::back_inserter(releasedNames),
+                 [&names](const void* block) { return std::find(names.begin(), names.end(), block) != names.end(); });
+    std::reverse(names.begin(), names.end());
+    EXPECT_EQ(releasedNames, names);
+    EXPECT_EQ(names.size(), 85U);
+}
+
+TEST(LoadUnload, GivesTheNamesAfreshWhenLoadedAgain) {
+    {
+        const LoadedLibrary library;
+        RowsInMemory(library, HW_NAMES_HW_VARIANT)[5].name = "changed";
+    }
+
+    LoadUseUnload();
+}
+
+}  // namespace

@@ -1,0 +1,34 @@
+/// Files for tests. None of these goes through stdio, so that C library faults do not touch them.
+#ifndef TAL_TEST_FILES_H
+#define TAL_TEST_FILES_H
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace tal::test {
+
+/// A new empty directory that is the working directory while this lives, and is removed with all it holds afterwards.
+class TemporaryDirectory {
+public:
+    TemporaryDirectory();
+    ~TemporaryDirectory();
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+    [[nodiscard]] const std::filesystem::path& Path() const { return path_; }
+
+private:
+    std::filesystem::path before_;
+    std::filesystem::path path_;
+};
+
+/// @return the bytes of the file; fails the test, and gives nothing, when it cannot be read.
+[[nodiscard]] std::string ReadFile(const std::filesystem::path& path);
+
+/// Replaces the file's bytes; fails the test when it cannot.
+void WriteFile(const std::filesystem::path& path, std::string_view bytes);
+
+}  // namespace tal::test
+
+#endif

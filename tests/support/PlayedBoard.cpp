@@ -1,0 +1,57 @@
+#include "support/PlayedBoard.h"
+
+#include <gtest/gtest.h>
+
+#include "support/CallWatch.h"
+
+namespace tal::test {
+
+namespace {
+
+PlayedBoard* active = nullptr;
+
+}  // namespace
+
+PlayedBoard::PlayedBoard() {
+    EXPECT_EQ(active, nullptr) << "one board at a time";
+    active = this;
+}
+
+PlayedBoard::~PlayedBoard() {
+    active = nullptr;
+}
+
+class BoardInterposer {
+public:
+    /// @return the board to ask, or null for the board-support library.
+    static PlayedBoard* Asked(const char* function) {
+        if (active != nullptr) {
+            active->calls_.emplace_back(function);
+            if (active->onCall) {
+                active->onCall(function);
+            }
+        }
+        return active;
+    }
+};
+
+}  // namespace tal::test
+
+using tal::test::BoardInterposer;
+using tal::test::PlayedBoard;
+using tal::test::Real;
+
+extern "C" {
+
+uint32_t Bsp_getNumberOfChannels() {
+    static auto* const real = Real<decltype(Bsp_getNumberOfChannels)>("Bsp_getNumberOfChannels");
+    const PlayedBoard* const board = BoardInterposer::Asked("Bsp_getNumberOfChannels");
+    return board != nullptr ? board->channels : real();
+}
+
+const BspHwRecord* Bsp_getZorHwVariant() {
+    static auto* const real = Real<decltype(Bsp_getZorHwVariant)>("Bsp_getZorHwVariant");
+    const PlayedBoard* const board = BoardInterposer::Asked("Bsp_getZorHwVariant");
+    return board != nullptr ? &board->record : real();
+}
+}

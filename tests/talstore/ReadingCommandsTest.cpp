@@ -1,0 +1,444 @@
+/// show, check, diff and layout, run inside the test.
+
+#include "Support.h"
+
+namespace tal::test {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+using Json = nlohmann::json;
+
+std::vector<std::string> Lines(const std::string& text) {
+    std::vector<std::string> lines;
+    for (std::size_t start = 0; start < text.size();) {
+        const std::size_t end = std::min(text.find('\n', start), text.size());
+        lines.push_back(text.substr(start, end - start));
+        start = end + 1;
+    }
+    return lines;
+}
+
+// ---- show
+
+class Show : public StorageFiles {};
+
+TEST_F(Show, ListsADocumentWithoutALayout) {
+    StoreFile("unit.xml");
+    const Ended ended = Talstore({"show", "unit.xml"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_THAT(Lines(ended.out),
+                ElementsAre("PATH        TYPE          SIZE  VALUE", "R/O/u8      U8            1     5",
+                            "R/O/u32     U32           4     7", "R/O/flag    BOOL          4     TRUE",
+                            "R/O/text    STRING        5     \"north\"", "R/O/list    U16_ARRAY[3]  6     [1, 2, 3]",
+                            "R/O/real    DOUBLE        8     1.500000e+00", "R/O/N/deep  S32           4     -4"));
+    EXPECT_THAT(ended.err, IsEmpty());
+}
+
+TEST_F(Show, ListsASecureFileInHexadecimalWithoutALayout) {
+    StoreFile("unit.sbin");
+    const Ended ended = Talstore({"show", "unit.sbin"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_THAT(Lines(ended.out).at(2), "R/O/u32     -     4     07 00 00 00");
+}
+
+TEST_F(Show, ListsASecureFileTypedWithALayout) {
+    StoreFile("unit.sbin");
+    const Ended ended = Talstore({"show", "unit.sbin", "--layout", "layout.json"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_THAT(Lines(ended.out).at(4), "R/O/text    STRING[16]    16    \"north\"");
+}
+
+TEST_F(Show, ListsARawFileWithALayout) {
+    StoreFile("unit.bin");
+    const Ended ended = Talstore({"show", "unit.bin", "--layout", "layout.json"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_THAT(Lines(ended.out).back(), "R/Fixed/id  U32           4     9");
+}
+
+TEST_F(Show, RefusesARawFileWithoutALayout) {
+    StoreFile("unit.bin");
+    const Ended ended = Talstore({"show", "unit.bin"});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.out, IsEmpty());
+    EXPECT_EQ(
+        ended.err,
+        "talstore: unit.bin: a raw binary file holds no names and no types: say with --layout how it is laid out\n");
+}
+
+TEST_F(Show, RefusesWhatItCannotRecognise) {
+    WriteFile("unit", "something");
+    const Ended ended = Talstore({"show", "unit"});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.err, HasSubstr("unit: neither an XML document nor a secure binary file"));
+}
+
+TEST_F(Show, RecognisesFilesByTheirContent) {
+    StoreFile("unit.xml");
+    WriteFile("unit.bin", ReadFile("unit.xml"));
+    EXPECT_EQ(Talstore({"show", "unit.bin", "--json"}).Json()["format"], "xml");
+}
+
+TEST_F(Show, TakesTheFormatThatItIsTold) {
+    StoreFile("unit.sbin");
+    const Ended ended = Talstore({"show", "unit.sbin", "--format", "binary", "--layout", "layout.json", "--json"});
+    EXPECT_EQ(ended.Json()["format"], "binary");
+    EXPECT_EQ(ended.Json()["variables"][0]["value"], 0xEF);
+}
+
+TEST_F(Show, SaysWhyAFileCannotBeRead) {
+    EXPECT_EQ(Talstore({"show", "absent.xml"}).err, "talstore: absent.xml: No such file or directory\n");
+    EXPECT_EQ(Talstore({"show", "."}).err, "talstore: .: Is a directory\n");
+    EXPECT_EQ(Talstore({"show", "absent.xml"}).status, 2);
+}
+
+TEST_F(Show, SaysWhereADescriptionIsWrong) {
+    StoreFile("unit.xml");
+    WriteFile(
+        "wrong.json",
+        R"({"regions": [{"name": "R", "objects": [{"name": "O", "variables": [{"name": "a", "type": "U9"}]}]}]})");
+    const Ended ended = Talstore({"show", "unit.xml", "--layout", "wrong.json"});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.err, HasSubstr("wrong.json: regions[0].objects[0].variables[0]: unknown type \"U9\""));
+}
+
+TEST_F(Show, ShowsWhatIsLeftOfADamagedFileAndSaysWhatIsWrong) {
+    StoreFile("unit.sbin");
+    WriteFile("unit.sbin", ReadFile("unit.sbin").substr(0, 58));
+    const Ended ended = Talstore({"show", "unit.sbin"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(Lines(ended.out), ElementsAre("PATH    TYPE  SIZE  VALUE", "R/O/u8  -     1     05"));
+    EXPECT_THAT(ended.err, StartsWith("talstore: unit.sbin: byte 28: R/O/u32: the file ends inside the record's data"));
+}
+
+TEST_F(Show, PrintsJsonOfEachFormat) {
+    StoreFile("unit.xml");
+    StoreFile("unit.sbin");
+    const Json xml = Talstore({"show", "unit.xml", "--json"}).Json();
+    EXPECT_EQ(xml["whole"], true);
+    EXPECT_EQ(xml["variables"][4], Json::parse(R"({"path": "R/O/list", "place": {"offset": 379, "line": 6, "column": 1},
+        "type": "U16_ARRAY", "elements": ["1", "2", "3"]})"));
+    EXPECT_EQ(Talstore({"show", "unit.sbin", "--json", "--layout", "layout.json"}).Json()["variables"][1],
+              Json::parse(R"({"path": "R/O/u32", "place": {"offset": 28}, "size": 4, "hex": "07 00 00 00",
+                              "type": "U32", "value": 7})"));
+}
+
+TEST_F(Show, NeverSendsControlSequencesToATerminal) {
+    WriteFile("unit.sbin", Record("R/O/\x1B[2J", "x"));
+    EXPECT_THAT(Talstore({"show", "unit.sbin"}).out, HasSubstr("R/O/\\x1b[2J"));
+}
+
+TEST_F(Show, OfPathsThatAreNotUtf8IsStillJson) {
+    WriteFile("unit.sbin", Record("R/O/\xFF", "x"));
+    EXPECT_EQ(Talstore({"show", "unit.sbin", "--json"}).Json()["variables"][0]["path"], "R/O/\xEF\xBF\xBD");
+}
+
+// ---- check
+
+class Check : public StorageFiles {
+protected:
+    /// The codes of the findings of a document with that in its object.
+    static std::vector<std::string> CodesOf(const std::string& variables) {
+        WriteFile("made.xml",
+                  Document("<region name = \"R\"><object name = \"O\">" + variables + "\n</object>\n</region>\n"));
+        std::vector<std::string> codes;
+        const Json json = Talstore({"check", "made.xml", "--json"}).Json();
+        for (const Json& finding : json["findings"]) {
+            codes.push_back(finding["code"].get<std::string>() + ' ' + finding.value("path", ""));
+        }
+        return codes;
+    }
+};
+
+TEST_F(Check, FindsNothingInWhatTheLibraryStores) {
+    for (const std::string name : {"unit.xml", "unit.sbin", "unit.bin"}) {
+        StoreFile(name);
+        const Ended ended = Talstore({"check", name, "--layout", "layout.json"});
+        EXPECT_EQ(ended.status, 0) << ended.out;
+        EXPECT_THAT(ended.out, HasSubstr("0 findings"));
+    }
+}
+
+TEST_F(Check, CountsWhatABoardWouldRestore) {
+    StoreFile("unit.xml");
+    EXPECT_THAT(Talstore({"check", "unit.xml", "--layout", "layout.json"}).out,
+                HasSubstr("a board with layout.json: 7 restored, 1 read-only\n"));
+}
+
+TEST_F(Check, PrintsOneFindingPerLineWithItsPlace) {
+    std::string file = Record("R/O/v", "x");
+    file[16] = 0;
+    WriteFile("unit.sbin", file);
+    const Ended ended = Talstore({"check", "unit.sbin"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.out,
+              "unit.sbin: secure binary file, 27 bytes, 1 variable, 1 finding\n"
+              "warning  byte 16  R/O/v  end marker is 0xBEEFCA00, expected 0xBEEFCAFE; readers ignore it\n");
+}
+
+TEST_F(Check, NotesAloneAreFine) {
+    WriteFile("unit.xml", Document("<other/>"));
+    const Ended ended = Talstore({"check", "unit.xml"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_THAT(ended.out, HasSubstr("note"));
+}
+
+TEST_F(Check, FindsValuesThatDoNotComeBack) {
+    EXPECT_THAT(CodesOf(Variable("a", "U8", "300")), ElementsAre("xml.changed R/O/a"));
+    EXPECT_THAT(CodesOf(Variable("a", "U32", "4294967295")), ElementsAre("xml.changed R/O/a"));
+    EXPECT_THAT(CodesOf(Variable("a", "STRING", "")), ElementsAre("xml.changed R/O/a"));
+    EXPECT_THAT(CodesOf(Variable("a", "STRING", "x&lt;y")), ElementsAre("xml.changed R/O/a"));
+    EXPECT_THAT(CodesOf(Variable("a", "STRING", "x\ny")), ElementsAre("xml.changed R/O/a"));
+    EXPECT_THAT(CodesOf(Variable("a", "STRING", std::string(3000, 'x'))), ElementsAre("xml.changed R/O/a"));
+    EXPECT_THAT(CodesOf(Variable("a", "S16", "no number")), ElementsAre("xml.changed R/O/a"));
+    EXPECT_THAT(CodesOf(Variable("a", "FLOAT", "no number")), ElementsAre("xml.changed R/O/a"));
+    EXPECT_THAT(CodesOf("<variable name = \"a\"><type>U8</type></variable>"), ElementsAre("xml.changed R/O/a"));
+}
+
+TEST_F(Check, FindsNothingWrongWithValuesThatOnlyLookDifferent) {
+    EXPECT_THAT(CodesOf(Variable("a", "U8", "005") + Variable("b", "FLOAT", "1.5") + Variable("c", "S8", "-1") +
+                        Variable("d", "DOUBLE", "0.123456789012") + Variable("e", "STRING", " spaces ") +
+                        Variable("f", "U32", "-1")),
+                IsEmpty());
+}
+
+TEST_F(Check, FindsEveryRefusedValueAndGoesOnBehindIt) {
+    EXPECT_THAT(CodesOf(Variable("a", "BOOL", "true") + Variable("b", "U8", "1") + Variable("c", "BOOL", "") +
+                        Variable("d", "U8", "256")),
+                ElementsAre("xml.refused R/O/a", "xml.refused R/O/c", "xml.changed R/O/d"));
+}
+
+TEST_F(Check, ListsWhatAnUpgradeWouldLose) {
+    WriteFile("unit.sbin", Record("R/O/u8", "\x05") + Record("R/O/u32", "toolong") + Record("R/O/gone", "x"));
+    const Ended ended = Talstore({"check", "unit.sbin", "--layout", "layout.json"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.out, HasSubstr("1 restored, 1 refused, 5 defaulted, 1 read-only, 1 ignored\n"));
+    EXPECT_THAT(ended.out, HasSubstr("refused    R/O/u32     7 bytes in the file, 4 in the layout\n"));
+    EXPECT_THAT(ended.out, HasSubstr("defaulted  R/O/flag    not in the file\n"));
+    EXPECT_THAT(ended.out, HasSubstr("ignored    R/O/gone    not in the layout\n"));
+    EXPECT_THAT(ended.out, Not(HasSubstr("restored   R/O/u8")));
+    EXPECT_THAT(Talstore({"check", "unit.sbin", "--layout", "layout.json", "--all"}).out,
+                HasSubstr("restored   R/O/u8"));
+}
+
+TEST_F(Check, PrintsJson) {
+    WriteFile("unit.sbin", Record("R/O/u8", "\x05") + Record("R/O/gone", "x") + "\xEF");
+    const Json json = Talstore({"check", "unit.sbin", "--layout", "layout.json", "--json"}).Json();
+    EXPECT_EQ(json["whole"], false);
+    EXPECT_EQ(json["findings"], Json::parse(R"([{"severity": "error", "code": "secure.header-cut",
+        "place": {"offset": 58}, "message": "the file ends inside a record header: 1 of 20 bytes"}])"));
+    EXPECT_EQ(json["restore"]["result"], 0);
+    EXPECT_EQ(json["restore"]["counts"]["restored"], 1);
+    EXPECT_EQ(json["restore"]["counts"]["ignored"], 1);
+    EXPECT_EQ(json["restore"]["variables"][0],
+              Json::parse(R"({"path": "R/O/u8", "outcome": "restored", "place": {"offset": 0}})"));
+    EXPECT_EQ(json["restore"]["ignored"][0],
+              Json::parse(R"({"path": "R/O/gone", "place": {"offset": 28}, "reason": "not in the layout"})"));
+}
+
+TEST_F(Check, SaysWhenTheRetrieveFails) {
+    StoreFile("unit.xml");
+    WriteFile("unit.xml", ReadFile("unit.xml").substr(0, 200));
+    const Ended ended = Talstore({"check", "unit.xml", "--layout", "layout.json"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.out, HasSubstr("; the retrieve fails\n"));
+    EXPECT_THAT(ended.out,
+                HasSubstr("left     R/O/u32     the board gives up before it sets the defaults: Parse error in file "
+                          "unit.xml at line 3: unclosed token\n"));
+}
+
+// ---- diff
+
+class Diff : public StorageFiles {};
+
+TEST_F(Diff, OfEqualFilesIsEmpty) {
+    StoreFile("a.xml");
+    StoreFile("b.xml");
+    const Ended ended = Talstore({"diff", "a.xml", "b.xml"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.out, "7 the same, 0 only in A, 0 only in B, 0 differs, 0 size differs\n");
+}
+
+TEST_F(Diff, ComparesADocumentWithASecureFile) {
+    StoreFile("a.xml", {"R/O/real=0.1234567890123"});
+    StoreFile("b.sbin", {"R/O/real=0.1234567890123"});
+    const Ended ended = Talstore({"diff", "a.xml", "b.sbin"});
+    EXPECT_EQ(ended.status, 0) << ended.out;
+}
+
+TEST_F(Diff, ShowsBothValuesWithTheTypeThatOneSideKnows) {
+    StoreFile("a.xml", {"R/O/u32=1", "R/O/text=east"});
+    StoreFile("b.sbin", {"R/O/u32=2", "R/O/text=west"});
+    const Ended ended = Talstore({"diff", "a.xml", "b.sbin"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(Lines(ended.out), ElementsAre("         PATH      A       B", "differs  R/O/u32   1       2",
+                                              "differs  R/O/text  \"east\"  \"west\"",
+                                              "5 the same, 0 only in A, 0 only in B, 2 differs, 0 size differs"));
+}
+
+TEST_F(Diff, ListsWhatOnlyOneSideHas) {
+    WriteFile("a.sbin", Record("R/O/a", "x") + Record("R/O/both", "x") + Record("R/O/size", "x"));
+    WriteFile("b.sbin", Record("R/O/both", "x") + Record("R/O/size", "xx") + Record("R/O/b", "x"));
+    const Ended ended = Talstore({"diff", "a.sbin", "b.sbin"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(Lines(ended.out), ElementsAre("              PATH      A   B", "only in A     R/O/a     78  -",
+                                              "size differs  R/O/size  78  78 78", "only in B     R/O/b     -   78",
+                                              "1 the same, 1 only in A, 1 only in B, 0 differs, 1 size differs"));
+}
+
+TEST_F(Diff, OfSecureFilesIsExact) {
+    StoreFile("a.sbin", {"R/O/real=0.1234567890123"});
+    StoreFile("b.sbin", {"R/O/real=0.1234567890124"});
+    EXPECT_EQ(Talstore({"diff", "a.sbin", "b.sbin"}).status, 1);
+}
+
+TEST_F(Diff, ComparesRawFilesWithALayout) {
+    StoreFile("a.bin");
+    StoreFile("b.bin", {"R/Fixed/id=10"});
+    const Ended ended = Talstore({"diff", "a.bin", "b.bin", "--layout", "layout.json"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.out, HasSubstr("differs  R/Fixed/id  9  10\n"));
+}
+
+TEST_F(Diff, ComparesPathsAsABoardSeesThemWhenAChannelIsGiven) {
+    WriteFile("layout.json", R"({"regions": [{"name": "R", "objects": [{"name": "O", "variables": [
+        {"name": "Channel.2.v", "type": "U8"}]}]}]})");
+    WriteFile("a.sbin", Record("R/O/Channel.X.v", "x"));
+    WriteFile("b.sbin", Record("R/O/Channel.2.v", "x"));
+    EXPECT_EQ(Talstore({"diff", "a.sbin", "b.sbin"}).status, 1);
+    EXPECT_EQ(Talstore({"diff", "a.sbin", "b.sbin", "--layout", "layout.json", "--channel", "2"}).status, 0);
+}
+
+TEST_F(Diff, ComparesTextsThatNoBoardTakes) {
+    const auto document = [](const std::string& flag) {
+        return Document("<region name = \"R\"><object name = \"O\">" + Variable("f", "BOOL", flag) +
+                        "</object></region>");
+    };
+    WriteFile("a.xml", document("yes"));
+    WriteFile("b.xml", document("no"));
+    EXPECT_EQ(Talstore({"diff", "a.xml", "a.xml"}).status, 0);
+    EXPECT_THAT(Talstore({"diff", "a.xml", "b.xml"}).out, HasSubstr("differs  R/O/f  \"yes\"  \"no\"\n"));
+}
+
+TEST_F(Diff, FindsAnotherTypeOfTheSameValue) {
+    const auto document = [](const std::string& type) {
+        return Document("<region name = \"R\"><object name = \"O\">" + Variable("v", type, "1") + "</object></region>");
+    };
+    WriteFile("a.xml", document("U8"));
+    WriteFile("b.xml", document("S8"));
+    WriteFile("c.xml", document("U16"));
+    EXPECT_EQ(Talstore({"diff", "a.xml", "b.xml", "--json"}).Json()["counts"]["differs"], 1);
+    EXPECT_EQ(Talstore({"diff", "a.xml", "c.xml", "--json"}).Json()["counts"]["sizeDiffers"], 1);
+}
+
+TEST_F(Diff, CountsTheLastOfSeveralRecords) {
+    WriteFile("a.sbin", Record("R/O/v", "x") + Record("R/O/v", "y"));
+    WriteFile("b.sbin", Record("R/O/v", "y"));
+    EXPECT_EQ(Talstore({"diff", "a.sbin", "b.sbin"}).status, 0);
+}
+
+TEST_F(Diff, SaysWhenAFileIsDamaged) {
+    StoreFile("a.sbin");
+    WriteFile("b.sbin", ReadFile("a.sbin") + "tail");
+    const Ended ended = Talstore({"diff", "a.sbin", "b.sbin"});
+    EXPECT_EQ(ended.status, 1) << "equal, but not whole";
+    EXPECT_THAT(ended.err, HasSubstr("talstore: b.sbin: byte"));
+}
+
+TEST_F(Diff, SummaryPrintsOnlyTheCounts) {
+    WriteFile("a.sbin", Record("R/O/a", "x"));
+    WriteFile("b.sbin", "");
+    const Ended ended = Talstore({"diff", "a.sbin", "b.sbin", "--summary"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.out, "0 the same, 1 only in A, 0 only in B, 0 differs, 0 size differs\n");
+}
+
+TEST_F(Diff, PrintsJson) {
+    StoreFile("a.xml", {"R/O/u32=1"});
+    StoreFile("b.sbin", {"R/O/u32=2"});
+    const Json json = Talstore({"diff", "a.xml", "b.sbin", "--json"}).Json();
+    EXPECT_EQ(json["a"], Json::parse(R"({"file": "a.xml", "format": "xml", "whole": true})"));
+    EXPECT_EQ(json["counts"],
+              Json::parse(R"({"same": 6, "onlyInA": 0, "onlyInB": 0, "differs": 1, "sizeDiffers": 0})"));
+    EXPECT_EQ(json["differences"], Json::parse(R"([{"kind": "differs", "path": "R/O/u32", "a": 1, "b": 2}])"));
+}
+
+// ---- layout
+
+class LayoutCommand : public StorageFiles {};
+
+TEST_F(LayoutCommand, MakesADescriptionThatRestoresTheDocument) {
+    StoreFile("unit.xml");
+    const Ended made = Talstore({"layout", "unit.xml", "--output", "made.json"});
+    EXPECT_EQ(made.status, 0);
+    EXPECT_THAT(made.out, IsEmpty());
+    const Ended checked = Talstore({"check", "unit.xml", "--layout", "made.json"});
+    EXPECT_EQ(checked.status, 0);
+    EXPECT_THAT(checked.out, HasSubstr("a board with made.json: 7 restored\n"));
+}
+
+TEST_F(LayoutCommand, DescribesTypesCountsAndNestedObjects) {
+    StoreFile("unit.xml");
+    const Ended ended = Talstore({"layout", "unit.xml", "--string-capacity", "32"});
+    EXPECT_EQ(ended.Json(), Json::parse(R"({"regions": [{"name": "R", "objects": [
+        {"name": "O", "variables": [
+          {"name": "u8", "type": "U8"}, {"name": "u32", "type": "U32"}, {"name": "flag", "type": "BOOL"},
+          {"name": "text", "type": "STRING", "count": 32}, {"name": "list", "type": "U16_ARRAY", "count": 3},
+          {"name": "real", "type": "DOUBLE"},
+          {"name": "N", "type": "OBJECT", "object": {"name": "N", "variables": [{"name": "deep", "type": "S32"}]}}]},
+        {"name": "Fixed", "variables": []}]}]})"));
+    EXPECT_THAT(ended.err, HasSubstr("Fixed: the object is empty"));
+    EXPECT_THAT(ended.err, HasSubstr("1 string got room for 32 bytes or more"));
+}
+
+TEST_F(LayoutCommand, TakesTheDocumentsValuesAsDefaults) {
+    StoreFile("unit.xml", {"R/O/text=south", "R/O/list=[7, 8, 9]"});
+    const Json variables =
+        Talstore({"layout", "unit.xml", "--defaults"}).Json()["regions"][0]["objects"][0]["variables"];
+    EXPECT_EQ(variables[3]["default"], "south");
+    EXPECT_EQ(variables[4]["default"], Json({7, 8, 9}));
+    EXPECT_EQ(variables[6]["object"]["variables"][0]["default"], -4);
+}
+
+TEST_F(LayoutCommand, DescribesObjectArraysAndTheArrayThatIsTypedAsAScalar) {
+    WriteFile("unit.xml",
+              Document("<region name = \"R\"><object name = \"O\">"
+                       "<variable name = \"A\"><type>OBJECT_ARRAY</type><size>1</size><array><objectElement>"
+                       "<object name = \"E\">" +
+                       Variable("x", "U8", "1") +
+                       "</object></objectElement></array></variable>"
+                       "<variable name = \"s\"><type>S32</type><size>2</size><array><element>1</element>"
+                       "<element>2</element></array></variable></object></region>"));
+    EXPECT_EQ(Talstore({"layout", "unit.xml"}).Json()["regions"][0]["objects"][0]["variables"], Json::parse(R"([
+        {"name": "A", "type": "OBJECT_ARRAY", "objects": [{"name": "E", "variables": [{"name": "x", "type": "U8"}]}]},
+        {"name": "s", "type": "S32_ARRAY", "count": 2}])"));
+}
+
+TEST_F(LayoutCommand, SaysWhatItLeavesOut) {
+    WriteFile("unit.xml", Document("<region name = \"R\"><object name = \"O\">" + Variable("a", "U8", "1") +
+                                   Variable("a", "U8", "1") + Variable("b", "U9", "1") +
+                                   "</object></region><region name = \"R\"></region>"));
+    const Ended ended = Talstore({"layout", "unit.xml"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.err, HasSubstr("unit.xml: 3:1: a: left out: a second variable of this name"));
+    EXPECT_THAT(ended.err, HasSubstr("unit.xml: 4:1: R/O/b: left out: its type is \"U9\""));
+    EXPECT_THAT(ended.err, HasSubstr("R: left out: a second region of this name"));
+}
+
+TEST_F(LayoutCommand, OfADamagedDocumentDescribesWhatIsBeforeTheDamage) {
+    StoreFile("unit.xml");
+    WriteFile("unit.xml", ReadFile("unit.xml").substr(0, 250));
+    const Ended ended = Talstore({"layout", "unit.xml"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.Json()["regions"][0]["objects"][0]["variables"].size(), testing::Gt(0U));
+    EXPECT_THAT(ended.err, HasSubstr("not well-formed XML"));
+}
+
+}  // namespace
+
+}  // namespace tal::test

@@ -1,0 +1,202 @@
+#include "Restore.h"
+
+#include "DatabaseDescription.h"
+#include "Support.h"
+
+namespace tal::test {
+
+namespace {
+
+using talstore::Fate;
+using talstore::Format;
+using talstore::RestoreReport;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+/// A layout in which one region R has one object O with these variables.
+std::unique_ptr<host::Database> LayoutOf(const std::string& variables) {
+    return host::LoadDatabaseFromText(R"({"regions": [{"name": "R", "objects": [{"name": "O", "variables": [)" +
+                                      variables + "]}]}]}");
+}
+
+class Restoring : public testing::Test {
+protected:
+    void SetLayout(const std::string& variables) { layout_ = LayoutOf(variables); }
+
+    /// "restored R/O/a" for each variable, "ignored PATH" for each item that is lost.
+    std::vector<std::string> Restore(Format format, const std::string& bytes) {
+        file_ = {"file", bytes, format};
+        contents_ = Inspect(file_, layout_.get());
+        const talstore::ProviderSession session(talstore::ProviderOf(format), 0, channel_, "file");
+        report_ = talstore::Restore(session, file_, contents_, *layout_);
+        std::vector<std::string> outcomes;
+        for (const talstore::VariableReport& variable : report_.variables) {
+            outcomes.push_back(std::string(NameOf(variable.outcome)) + ' ' + variable.variable->Path());
+        }
+        for (std::size_t i = 0; i < report_.items.size(); ++i) {
+            if (report_.items[i].fate == Fate::Ignored) {
+                outcomes.push_back("ignored " + contents_.items[i].path);
+            }
+        }
+        return outcomes;
+    }
+
+    static std::string InObject(const std::string& variables) {
+        return Document("<region name = \"R\"><object name = \"O\">" + variables + "\n</object>\n</region>\n");
+    }
+
+    std::unique_ptr<host::Database> layout_ = LayoutOf(R"({"name": "a", "type": "U8", "default": 1},
+                                                           {"name": "b", "type": "U8", "default": 2})");
+    std::uint32_t channel_ = 0;
+    talstore::StorageFile file_;
+    talstore::StoredContents contents_;
+    RestoreReport report_;
+};
+
+TEST_F(Restoring, AWholeSecureFileIsClean) {
+    EXPECT_THAT(Restore(Format::Secure, Record("R/O/a", "\x05") + Record("R/O/b", "\x06")),
+                ElementsAre("restored R/O/a", "restored R/O/b"));
+    EXPECT_TRUE(report_.IsClean());
+    EXPECT_EQ(layout_->At("R/O/b").Get<std::uint8_t>(), 6);
+}
+
+TEST_F(Restoring, ASecureRecordOfAnotherSizeIsRefused) {
+    EXPECT_THAT(Restore(Format::Secure, Record("R/O/a", "\x05\x05") + Record("R/O/b", "\x06")),
+                ElementsAre("refused R/O/a", "restored R/O/b"));
+    EXPECT_EQ(report_.variables[0].reason, "2 bytes in the file, 1 in the layout");
+    EXPECT_FALSE(report_.IsClean());
+}
+
+TEST_F(Restoring, ASecureRecordThatTheLayoutLacksIsIgnored) {
+    EXPECT_THAT(Restore(Format::Secure, Record("R/O/a", "\x05") + Record("R/O/c", "\x06")),
+                ElementsAre("restored R/O/a", "defaulted R/O/b", "ignored R/O/c"));
+    EXPECT_EQ(report_.variables[1].reason, "not in the file");
+    EXPECT_EQ(report_.items[1].reason, "not in the layout");
+}
+
+TEST_F(Restoring, BehindABadStartMarkerVariablesAreLeft) {
+    EXPECT_THAT(Restore(Format::Secure, Record("R/O/a", "\x05") + std::string(20, 'x')),
+                ElementsAre("restored R/O/a", "left R/O/b"));
+    EXPECT_THAT(report_.variables[1].reason, HasSubstr("Start marker missing"));
+    EXPECT_TRUE(talstore::IsFailure(report_.run.result));
+}
+
+TEST_F(Restoring, ACutSecureFileDefaultsTheRest) {
+    EXPECT_THAT(Restore(Format::Secure, Record("R/O/a", "\x05") + "\xEF"),
+                ElementsAre("restored R/O/a", "defaulted R/O/b"));
+}
+
+TEST_F(Restoring, APlaceholderNeedsAChannel) {
+    SetLayout(R"({"name": "Channel.2.a", "type": "U8"})");
+    const std::string file = Record("R/O/Channel.X.a", "\x05");
+    EXPECT_THAT(Restore(Format::Secure, file), ElementsAre("defaulted R/O/Channel.2.a", "ignored R/O/Channel.X.a"));
+    EXPECT_THAT(report_.items[0].reason, HasSubstr("try --channel"));
+    channel_ = 2;
+    EXPECT_THAT(Restore(Format::Secure, file), ElementsAre("restored R/O/Channel.2.a"));
+    EXPECT_EQ(report_.items[0].boardPath, "R/O/Channel.2.a");
+}
+
+TEST_F(Restoring, WhatFollowsANestedObjectIsNotFoundInASecureFile) {
+    SetLayout(R"({"name": "N", "type": "OBJECT", "object": {"name": "N", "variables": [{"name": "x", "type": "U8"}]}},
+                 {"name": "after", "type": "U8"})");
+    const talstore::ProviderSession session(talstore::ProviderOf(Format::Secure), 0, 0, "file");
+    static_cast<void>(session.Store(*layout_));
+    EXPECT_THAT(Restore(Format::Secure, session.TakeFile().value()),
+                ElementsAre("restored R/O/N/x", "defaulted R/O/after", "ignored R/O/N/after"));
+    EXPECT_THAT(report_.variables[1].reason, HasSubstr("stores it as R/O/N/after"));
+    EXPECT_THAT(report_.items[1].reason, HasSubstr("stores R/O/after"));
+}
+
+TEST_F(Restoring, ReadOnlyObjectsAreExpectedToTakeTheirDefaults) {
+    layout_ = host::LoadDatabaseFromText(R"({"regions": [{"name": "R", "objects": [
+        {"name": "O", "writable": false, "variables": [{"name": "a", "type": "U8"},
+            {"name": "N", "type": "OBJECT", "object": {"name": "N", "variables": [{"name": "x", "type": "U8"}]}}]}]}]})");
+    EXPECT_THAT(Restore(Format::Secure, ""), ElementsAre("read-only R/O/a", "read-only R/O/N/x"));
+    EXPECT_TRUE(report_.IsClean());
+    EXPECT_THAT(Restore(Format::Binary, ""), ElementsAre("defaulted R/O/a", "defaulted R/O/N/x"));
+    EXPECT_FALSE(report_.IsClean()) << "a raw file has them, too";
+}
+
+TEST_F(Restoring, AWholeDocumentIsClean) {
+    EXPECT_THAT(Restore(Format::Xml, InObject(Variable("a", "U8", "5") + Variable("b", "U8", "6"))),
+                ElementsAre("restored R/O/a", "restored R/O/b"));
+    EXPECT_TRUE(report_.IsClean());
+}
+
+TEST_F(Restoring, AValueThatDoesNotFitComesBackChanged) {
+    EXPECT_THAT(Restore(Format::Xml, InObject(Variable("a", "U16", "300") + Variable("b", "U8", "6"))),
+                ElementsAre("changed R/O/a", "restored R/O/b"));
+    EXPECT_EQ(report_.variables[0].reason, "comes back as 44");
+}
+
+TEST_F(Restoring, ALargeUnsignedNumberSaturates) {
+    SetLayout(R"({"name": "a", "type": "U32"})");
+    EXPECT_THAT(Restore(Format::Xml, InObject(Variable("a", "U32", "4294967295"))), ElementsAre("changed R/O/a"));
+    EXPECT_EQ(report_.variables[0].reason, "comes back as 2147483647");
+    EXPECT_THAT(Restore(Format::Xml, InObject(Variable("a", "U32", "-1"))), ElementsAre("restored R/O/a"));
+}
+
+TEST_F(Restoring, AnEmptyStringComesBackAsItsType) {
+    SetLayout(R"({"name": "a", "type": "STRING", "count": 16})");
+    EXPECT_THAT(Restore(Format::Xml, InObject(Variable("a", "STRING", ""))), ElementsAre("changed R/O/a"));
+    EXPECT_EQ(report_.variables[0].reason, "comes back as \"STRING\"");
+}
+
+TEST_F(Restoring, ATextThatIsTooLongComesBackCut) {
+    SetLayout(R"({"name": "a", "type": "STRING", "count": 4})");
+    EXPECT_THAT(Restore(Format::Xml, InObject(Variable("a", "STRING", "north"))), ElementsAre("changed R/O/a"));
+    EXPECT_EQ(report_.variables[0].reason, "comes back as \"nor\"");
+}
+
+const char* const kThreeElements =
+    "\n<variable name = \"a\"><type>U8_ARRAY</type><size>3</size><array><element>1</element>"
+    "<element>2</element><element>3</element></array></variable>";
+
+TEST_F(Restoring, AShorterArrayIsRestoredPartly) {
+    SetLayout(R"({"name": "a", "type": "U8_ARRAY", "count": 5})");
+    EXPECT_THAT(Restore(Format::Xml, InObject(kThreeElements)), ElementsAre("partly R/O/a"));
+    EXPECT_EQ(report_.variables[0].reason, "2 of 5 bytes are not in the file and keep what the board held");
+}
+
+TEST_F(Restoring, ALongerArrayIsChanged) {
+    SetLayout(R"({"name": "a", "type": "U8_ARRAY", "count": 2})");
+    EXPECT_THAT(Restore(Format::Xml, InObject(kThreeElements)), ElementsAre("changed R/O/a"));
+    EXPECT_EQ(report_.variables[0].reason, "3 elements in the document, 2 in the layout");
+}
+
+TEST_F(Restoring, AWrongBoolCostsWhatFollows) {
+    SetLayout(R"({"name": "a", "type": "BOOL"}, {"name": "b", "type": "U8"})");
+    EXPECT_THAT(Restore(Format::Xml, InObject(Variable("a", "BOOL", "true") + Variable("b", "U8", "6"))),
+                ElementsAre("refused R/O/a", "defaulted R/O/b"));
+    EXPECT_EQ(report_.variables[0].reason, "Wrong BOOL value: true, expected TRUE or FALSE");
+    EXPECT_EQ(report_.variables[1].reason, "its value is dropped, since an earlier variable failed: R/O/a");
+}
+
+TEST_F(Restoring, BehindASyntaxErrorVariablesAreLeft) {
+    EXPECT_THAT(Restore(Format::Xml, InObject(Variable("a", "U8", "5") + "<")),
+                ElementsAre("restored R/O/a", "left R/O/b"));
+    EXPECT_THAT(report_.variables[1].reason, HasSubstr("Parse error in file"));
+}
+
+TEST_F(Restoring, ADocumentsVariableThatTheLayoutLacksIsIgnored) {
+    EXPECT_THAT(Restore(Format::Xml, InObject(Variable("a", "U8", "5") + Variable("c", "U8", "6"))),
+                ElementsAre("restored R/O/a", "defaulted R/O/b", "ignored R/O/c"));
+}
+
+TEST_F(Restoring, AShortRawFileDefaultsTheRest) {
+    SetLayout(R"({"name": "a", "type": "U8"}, {"name": "b", "type": "U16"}, {"name": "c", "type": "U8"})");
+    EXPECT_THAT(Restore(Format::Binary, "\x05\x06"),
+                ElementsAre("restored R/O/a", "defaulted R/O/b", "defaulted R/O/c"));
+    EXPECT_EQ(report_.variables[1].reason, "the file ends inside it");
+    EXPECT_EQ(report_.variables[2].reason, "not in the file");
+}
+
+TEST_F(Restoring, StartsFromTheLayoutsDefaultsEachTime) {
+    static_cast<void>(Restore(Format::Secure, Record("R/O/a", "\x05") + Record("R/O/b", "\x06")));
+    EXPECT_THAT(Restore(Format::Secure, ""), ElementsAre("defaulted R/O/a", "defaulted R/O/b"));
+    EXPECT_EQ(layout_->At("R/O/a").Get<std::uint8_t>(), 1);
+}
+
+}  // namespace
+
+}  // namespace tal::test

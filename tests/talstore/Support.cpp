@@ -1,0 +1,100 @@
+#include "Support.h"
+
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <sstream>
+
+#include "CommandLine.h"
+
+/// The files of a test need not survive a power cut, and thousands of them are written.
+extern "C" int fsync(int /*descriptor*/) {
+    return 0;
+}
+
+namespace tal::test {
+
+const char* const kLayout = R"({"regions": [{"name": "R", "objects": [
+  {"name": "O", "variables": [
+    {"name": "u8", "type": "U8", "default": 5},
+    {"name": "u32", "type": "U32", "default": 7},
+    {"name": "flag", "type": "BOOL", "default": true},
+    {"name": "text", "type": "STRING", "count": 16, "default": "north"},
+    {"name": "list", "type": "U16_ARRAY", "count": 3, "default": [1, 2, 3]},
+    {"name": "real", "type": "DOUBLE", "default": 1.5},
+    {"name": "N", "type": "OBJECT", "object": {"name": "N", "variables": [
+      {"name": "deep", "type": "S32", "default": -4}]}}]},
+  {"name": "Fixed", "writable": false, "variables": [{"name": "id", "type": "U32", "default": 9}]}]}]})";
+
+Ended Talstore(const std::vector<std::string>& arguments) {
+    std::ostringstream out;
+    std::ostringstream err;
+    const int status = talstore::RunTalstore(arguments, {out, err});
+    return {status, out.str(), err.str()};
+}
+
+Ended TalstoreProcess(const std::string& arguments) {
+    const int ended = std::system((TALSTORE_COMMAND " " + arguments + " > process.out 2> process.err").c_str());
+    return {WIFEXITED(ended) ? WEXITSTATUS(ended) : -1, ReadFile("process.out"), ReadFile("process.err")};
+}
+
+std::string LittleEndian(std::uint32_t number) {
+    std::string bytes;
+    for (int i = 0; i < 4; ++i) {
+        bytes += static_cast<char>(number >> (8 * i) & 0xFFU);
+    }
+    return bytes;
+}
+
+std::string Record(std::string_view path, std::string_view data) {
+    const auto pathLength = static_cast<std::uint32_t>(path.size());
+    const auto dataSize = static_cast<std::uint32_t>(data.size());
+    return LittleEndian(0xDEADBEEF) + LittleEndian(20 + pathLength + dataSize) + LittleEndian(pathLength) +
+           LittleEndian(dataSize) + LittleEndian(0xBEEFCAFE) + std::string(path) + '\0' + std::string(data);
+}
+
+std::string Document(std::string_view body) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?><storage name = \"RV20\">" + std::string(body) + "</storage>\n";
+}
+
+std::string Variable(std::string_view name, std::string_view type, std::string_view value) {
+    return "\n<variable name = \"" + std::string(name) + "\"><type>" + std::string(type) + "</type><value>" +
+           std::string(value) + "</value></variable>";
+}
+
+std::vector<std::string> Summaries(const talstore::StoredContents& contents) {
+    constexpr const char* kSeverities[] = {"note", "warning", "error"};
+    std::vector<std::string> summaries;
+    for (const talstore::Finding& finding : contents.findings) {
+        const talstore::Place& place = finding.place;
+        summaries.push_back(std::string(kSeverities[static_cast<std::size_t>(finding.severity)]) + ' ' + finding.code +
+                            " @" +
+                            (place.line == 0 ? std::to_string(place.offset)
+                                             : std::to_string(place.line) + ':' + std::to_string(place.column)) +
+                            (finding.path.empty() ? "" : ' ' + finding.path));
+    }
+    return summaries;
+}
+
+std::vector<std::string> Paths(const talstore::StoredContents& contents) {
+    std::vector<std::string> paths;
+    for (const talstore::StoredItem& item : contents.items) {
+        paths.push_back(item.path);
+    }
+    return paths;
+}
+
+StorageFiles::StorageFiles() {
+    WriteFile("layout.json", kLayout);
+}
+
+void StorageFiles::StoreFile(const std::string& name, const std::vector<std::string>& settings) {
+    std::vector<std::string> arguments = {"store", name, "--layout", "layout.json"};
+    for (const std::string& setting : settings) {
+        arguments.insert(arguments.end(), {"--set", setting});
+    }
+    const Ended ended = Talstore(arguments);
+    ASSERT_EQ(ended.status, 0) << ended.err;
+}
+
+}  // namespace tal::test

@@ -1,0 +1,67 @@
+/// What the tests of talstore share.
+#ifndef TAL_TEST_TALSTORE_SUPPORT_H
+#define TAL_TEST_TALSTORE_SUPPORT_H
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "StoredContents.h"
+#include "support/Files.h"
+
+namespace tal::test {
+
+struct Ended {
+    int status;
+    std::string out;
+    std::string err;
+
+    [[nodiscard]] nlohmann::json Json() const { return nlohmann::json::parse(out); }
+};
+
+/// Runs the tool inside the test.
+[[nodiscard]] Ended Talstore(const std::vector<std::string>& arguments);
+
+/// Runs the installed program in a process of its own. Call it in a TemporaryDirectory.
+/// @param arguments  For a shell.
+[[nodiscard]] Ended TalstoreProcess(const std::string& arguments);
+
+/// A record of a secure file.
+[[nodiscard]] std::string Record(std::string_view path, std::string_view data);
+
+[[nodiscard]] std::string LittleEndian(std::uint32_t number);
+
+/// An XML document with that inside its storage element.
+[[nodiscard]] std::string Document(std::string_view body);
+
+/// A variable element.
+[[nodiscard]] std::string Variable(std::string_view name, std::string_view type, std::string_view value);
+
+/// "error secure.end-marker @16 R/O/v"; of documents "@2:17".
+[[nodiscard]] std::vector<std::string> Summaries(const talstore::StoredContents& contents);
+
+/// The paths of all items.
+[[nodiscard]] std::vector<std::string> Paths(const talstore::StoredContents& contents);
+
+/// A region R with an object O that has a variable of several kinds and a nested object N, and a read-only object.
+extern const char* const kLayout;
+
+/// A directory with the description kLayout in "layout.json", and the files that the library stores for it.
+class StorageFiles : public testing::Test {
+protected:
+    StorageFiles();
+
+    /// Stores the layout with these values.
+    static void StoreFile(const std::string& name, const std::vector<std::string>& settings = {});
+
+    TemporaryDirectory directory_;
+};
+
+}  // namespace tal::test
+
+#endif

@@ -1,0 +1,128 @@
+#include "common/Text.h"
+
+#include <algorithm>
+
+namespace tal::tools {
+
+namespace {
+
+constexpr char kHexDigits[] = "0123456789abcdef";
+constexpr char kUpperHexDigits[] = "0123456789ABCDEF";
+
+unsigned char ByteAt(std::string_view text, std::size_t index) {
+    return static_cast<unsigned char>(text[index]);
+}
+
+bool IsContinuation(unsigned char byte) {
+    return (byte & 0xC0U) == 0x80;
+}
+
+/// @return how many bytes the UTF-8 character at the text's beginning has; 0 when there is none.
+std::size_t CharacterLength(std::string_view text) {
+    const unsigned char first = ByteAt(text, 0);
+    if (first < 0x80) {
+        return 1;
+    }
+    const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+    if (first < 0xC2 || first > 0xF4 || text.size() < length) {
+        return 0;
+    }
+    for (std::size_t i = 1; i < length; ++i) {
+        if (!IsContinuation(ByteAt(text, i))) {
+            return 0;
+        }
+    }
+    const unsigned char second = ByteAt(text, 1);
+    const bool isOverlong = (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90);
+    const bool isOutside = (first == 0xED && second > 0x9F) || (first == 0xF4 && second > 0x8F);
+    return isOverlong || isOutside ? 0 : length;
+}
+
+/// Terminals obey these even inside UTF-8 text.
+bool IsControl(std::string_view character) {
+    const unsigned char first = ByteAt(character, 0);
+    return first < 0x20 || first == 0x7F || (first == 0xC2 && ByteAt(character, 1) < 0xA0);
+}
+
+void AppendEscaped(std::string& out, std::string_view bytes) {
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '\n' || c == '\t') {
+            out += c == '\n' ? "\\n" : "\\t";
+        } else {
+            out += {'\\', 'x', kHexDigits[byte >> 4U], kHexDigits[byte & 0xFU]};
+        }
+    }
+}
+
+std::string Escaped(std::string_view text, std::string_view alsoEscaped) {
+    std::string out;
+    out.reserve(text.size());
+    while (!text.empty()) {
+        const std::size_t length = CharacterLength(text);
+        const std::string_view character = text.substr(0, std::max<std::size_t>(length, 1));
+        if (length == 0 || IsControl(character)) {
+            AppendEscaped(out, character);
+        } else {
+            if (alsoEscaped.find(character) != std::string_view::npos) {
+                out += '\\';
+            }
+            out += character;
+        }
+        text.remove_prefix(character.size());
+    }
+    return out;
+}
+
+}  // namespace
+
+std::string Printable(std::string_view text) {
+    return Escaped(text, {});
+}
+
+std::string Quoted(std::string_view text) {
+    return '"' + Escaped(text, "\"\\") + '"';
+}
+
+std::size_t CharacterCount(std::string_view text) {
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char c) { return !IsContinuation(static_cast<unsigned char>(c)); }));
+}
+
+std::string_view FirstCharacters(std::string_view text, std::size_t count) {
+    std::size_t end = 0;
+    for (; end < text.size(); ++end) {
+        if (!IsContinuation(ByteAt(text, end)) && count-- == 0) {
+            break;
+        }
+    }
+    return text.substr(0, end);
+}
+
+std::string HexBytes(std::string_view bytes) {
+    std::string out;
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (!out.empty()) {
+            out += ' ';
+        }
+        out += kHexDigits[byte >> 4U];
+        out += kHexDigits[byte & 0xFU];
+    }
+    return out;
+}
+
+std::string HexNumber(std::uint32_t number, int digits) {
+    std::string out;
+    for (int i = 0; i < digits || number != 0; ++i) {
+        out.insert(out.begin(), kUpperHexDigits[number & 0xFU]);
+        number >>= 4U;
+    }
+    return "0x" + out;
+}
+
+std::string Count(std::uint64_t number, std::string_view noun) {
+    return std::to_string(number) + ' ' + std::string(noun) + (number == 1 ? "" : "s");
+}
+
+}  // namespace tal::tools

@@ -1,0 +1,36 @@
+/// @file
+/// Text for people. Names and values come from files and may hold anything, also terminal control sequences.
+#ifndef TAL_TOOLS_TEXT_H
+#define TAL_TOOLS_TEXT_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace tal::tools {
+
+/// @return the text with control characters, and bytes that are not UTF-8, replaced by \n, \t or \xNN.
+[[nodiscard]] std::string Printable(std::string_view text);
+
+/// Printable text between double quotes, with quotes and backslashes escaped.
+[[nodiscard]] std::string Quoted(std::string_view text);
+
+/// The number of characters of a UTF-8 text.
+[[nodiscard]] std::size_t CharacterCount(std::string_view text);
+
+/// The first `count` characters of a UTF-8 text.
+[[nodiscard]] std::string_view FirstCharacters(std::string_view text, std::size_t count);
+
+/// "ef be ad de"
+[[nodiscard]] std::string HexBytes(std::string_view bytes);
+
+/// "0xDEADBEEF"
+[[nodiscard]] std::string HexNumber(std::uint32_t number, int digits = 8);
+
+/// "1 byte", "2 bytes"
+[[nodiscard]] std::string Count(std::uint64_t number, std::string_view noun);
+
+}  // namespace tal::tools
+
+#endif
