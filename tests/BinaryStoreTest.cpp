@@ -1,3 +1,4 @@
+#include "host/DatabaseDescription.h"
 #include "support/BinaryFixture.h"
 #include "support/BinaryTree.h"
 
@@ -404,6 +405,15 @@ TEST_F(BinaryStore, SuppressedTracesChangeNothing) {
     traces_.SetThreshold(-1);
     EXPECT_EQ(StoredBytes(), TreeBytes());
     EXPECT_THAT(traces_.Records(), IsEmpty());
+}
+
+// The same bytes on every machine.
+TEST_F(BinaryStore, RadioUnitIsWrittenAsItsGoldenFile) {
+    const auto radioUnit = host::LoadDatabaseFromFile(TAL_EXAMPLES "/radio-unit.json");
+
+    EXPECT_EQ(provider_->StoreAll(0, radioUnit->Handle(), 0), QBFResult{QBF_OK});
+
+    EXPECT_EQ(DifferenceOfFiles(kCalibrationFile, TAL_TEST_DATA "/radio-unit.bin"), "");
 }
 
 }  // namespace

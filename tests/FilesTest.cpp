@@ -60,4 +60,25 @@ TEST(Files, WhatCannotBeReadOrWrittenFailsTheTest) {
     EXPECT_FATAL_FAILURE(WriteFile("/nowhere/file", ""), "No such file");
 }
 
+TEST(Files, FilesOfTheSameBytesDoNotDiffer) {
+    const TemporaryDirectory directory;
+    WriteFile("file", "a\nb");
+    WriteFile("golden", "a\nb");
+    EXPECT_EQ(tal::test::DifferenceOfFiles("file", "golden"), "");
+}
+
+TEST(Files, TheFirstDifferenceOfTwoFilesIsShownInBoth) {
+    const TemporaryDirectory directory;
+    WriteFile("file", "abc");
+    WriteFile("golden", "abX");
+    EXPECT_EQ(tal::test::DifferenceOfFiles("file", "golden"), R"(at byte 2: "abc" instead of "abX")");
+}
+
+TEST(Files, AFileThatEndsEarlyDiffers) {
+    const TemporaryDirectory directory;
+    WriteFile("file", "ab");
+    WriteFile("golden", "abc");
+    EXPECT_EQ(tal::test::DifferenceOfFiles("file", "golden"), R"(at byte 2: "ab" instead of "abc")");
+}
+
 }  // namespace

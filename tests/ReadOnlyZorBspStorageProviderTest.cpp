@@ -17,6 +17,7 @@
 #include "Device/DeviceSupport/DeviceSupport.h"
 #include "host/ReferenceHost.h"
 #include "support/AllocationFaults.h"
+#include "support/BoardVariables.h"
 #include "support/HostCalls.h"
 #include "support/PlayedBoard.h"
 #include "support/Sweep.h"
@@ -28,82 +29,22 @@ using tal::host::Database;
 using tal::host::Object;
 using tal::host::Region;
 using tal::host::Variable;
+using tal::test::AddBoardVariables;
 using tal::test::AllocationFaults;
+using tal::test::BoardVariable;
 using tal::test::HostCalls;
+using tal::test::kBoardRegion;
+using tal::test::kBoardRows;
 using tal::test::PlayedBoard;
+using tal::test::PlayTestBoard;
+using tal::test::Registered;
 using tal::test::SweepFaults;
 using tal::test::TraceRecord;
 using tal::test::TraceRecorder;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr const char* kRegion = "HDBCommonBoard";
-constexpr std::uint32_t kNumberDefault = 0xD0D0D0D0;
-constexpr const char* kTextDefault = "default text";
-constexpr std::uint32_t kTextCapacity = 32;
-
-/// What a retrieve does with one variable when the board has two channels, the variant 5 and the codes 0xB09 to 0xB15.
-struct Row {
-    const char* object;
-    const char* name;
-    const char* text;  ///< Null for the U32 variables.
-    std::uint32_t number;
-    const char* failure;
-
-    [[nodiscard]] std::string Path() const { return std::string(kRegion) + '/' + object + '/' + name; }
-};
-
-constexpr std::array<Row, 14> kRows = {{
-    {"Capabilities.CB.Channel1", "NumberOfChannels", nullptr, 2, "Error when setting numberOfChannels"},
-    {"BroadcomConfiguration", "BcmMedia", "mii", 0, "Error when setting bcmMedia"},
-    {"BroadcomConfiguration", "BcmAccessName", "127.0.0.1", 0, "Error when setting bcmAccessName"},
-    {"BroadcomConfiguration", "BcmResetAccessName", "5001", 0, "Error when setting bcmResetAccessName"},
-    {"BroadcomConfiguration", "BcmMessageReady", "BcmMessageReadyValue", 0, "Error when setting bcmMessageReady"},
-    {"HardwareCodes", "HwIdMajor", nullptr, 0x3441, "Error when setting hwIdMajor"},
-    {"HardwareCodes", "HwIdMinor", nullptr, 0x3035, "Error when setting hwIdMinor"},
-    {"HardwareCodes", "HwCodeMcb", nullptr, 0xB09, "Error when setting hwCodeMcb"},
-    {"HardwareCodes", "HwCodeNab", nullptr, 0xB10, "Error when setting hwCodeNab"},
-    {"HardwareCodes", "HwCodeTraf", nullptr, 0xB11, "Error when setting hwCodeTraf"},
-    {"HardwareCodes", "HwCodeDsp", nullptr, 0xB13, "Error when setting hwCodeDsp"},
-    {"HardwareCodes", "HwCodeSupp", nullptr, 0xB14, "Error when setting hwCodeSupp"},
-    {"HardwareCodes", "HwCodeRab", nullptr, 0xB12, "Error when setting hwCodeRab"},
-    {"HardwareCodes", "HwCodeAux", nullptr, 0xB15, "Error when setting hwCodeAux"},
-}};
 constexpr std::size_t kHwIdMajorRow = 5;
 constexpr std::size_t kHwIdMinorRow = 6;
-
-void PlayTestBoard(PlayedBoard& board) {
-    board.channels = 2;
-    board.record = {{0x05, 0xFF01, 0xFF02, 0xFF03, 0xFF04, 0xFF05, 0xFF06, 0xFF07, 0xFF08, 0xB09, 0xB10, 0xB11, 0xB12,
-                     0xB13, 0xB14, 0xB15}};
-}
-
-enum class Registered { Rightly, WithTheOtherType, NotAtAll };
-
-void Add(Object& object, const Row& row, Registered how) {
-    if (how == Registered::NotAtAll) {
-        return;
-    }
-    const bool asText = (row.text != nullptr) == (how == Registered::Rightly);
-    if (asText) {
-        object.String(row.name, kTextCapacity, kTextDefault);
-    } else {
-        object.U32(row.name, kNumberDefault);
-    }
-}
-
-/// Adds the fourteen variables, `odd` of which is registered in its own way, and one that no board knows of.
-void AddBoardVariables(Database& database, std::size_t odd = kRows.size(), Registered how = Registered::Rightly) {
-    Region& region = database.AddRegion(kRegion);
-    Object* object = nullptr;
-    for (std::size_t i = 0; i < kRows.size(); ++i) {
-        if (object == nullptr || object->Name() != kRows[i].object) {
-            object = &region.AddObject(kRows[i].object);
-        }
-        Add(*object, kRows[i], i == odd ? how : Registered::Rightly);
-    }
-    object->U32("Unknown", kNumberDefault);
-}
 
 /// Makes every value differ from its default as well as from the board's, as if another retrieve had put it there.
 void Disturb(Database& database) {
@@ -117,7 +58,7 @@ void Disturb(Database& database) {
     });
 }
 
-void ExpectRestored(Database& database, const Row& row) {
+void ExpectRestored(Database& database, const BoardVariable& row) {
     Variable& variable = database.At(row.Path());
     EXPECT_TRUE(variable.Retrieved()) << row.name;
     if (row.text != nullptr) {
@@ -127,16 +68,16 @@ void ExpectRestored(Database& database, const Row& row) {
     }
 }
 
-void ExpectDefaulted(Database& database, const Row& row) {
+void ExpectDefaulted(Database& database, const BoardVariable& row) {
     Variable& variable = database.At(row.Path());
     EXPECT_FALSE(variable.Retrieved()) << row.name;
     EXPECT_TRUE(variable.HoldsDefault()) << row.name;
 }
 
 void ExpectAllRestoredBut(Database& database, std::size_t odd) {
-    for (std::size_t i = 0; i < kRows.size(); ++i) {
+    for (std::size_t i = 0; i < kBoardRows.size(); ++i) {
         if (i != odd) {
-            ExpectRestored(database, kRows[i]);
+            ExpectRestored(database, kBoardRows[i]);
         }
     }
 }
@@ -262,7 +203,7 @@ TEST_F(BoardProvider, IgnoredOperationsAreTheMembersOfTheirSlots) {
 TEST_F(BoardProvider, IgnoredOperationsTouchNeitherDatabaseNorBoard) {
     AddBoardVariables(database_);
     Disturb(database_);
-    CVariable* variables[] = {database_.At(kRows[0].Path()).Handle()};
+    CVariable* variables[] = {database_.At(kBoardRows[0].Path()).Handle()};
     HostCalls host;
 
     EXPECT_EQ(provider_->Initialize(3), QBF_OK);
@@ -272,7 +213,7 @@ TEST_F(BoardProvider, IgnoredOperationsTouchNeitherDatabaseNorBoard) {
 
     EXPECT_THAT(host.Calls(), IsEmpty());
     EXPECT_THAT(board_.Calls(), IsEmpty());
-    EXPECT_EQ(database_.At(kRows[0].Path()).Get<std::uint32_t>(), 0xD15D15U);
+    EXPECT_EQ(database_.At(kBoardRows[0].Path()).Get<std::uint32_t>(), 0xD15D15U);
 }
 
 // What a retrieve does when everything is there.
@@ -283,7 +224,7 @@ TEST_F(BoardProvider, RetrieveRestoresTheFourteenVariables) {
 
     EXPECT_EQ(Retrieve(), QBF_OK);
 
-    ExpectAllRestoredBut(database_, kRows.size());
+    ExpectAllRestoredBut(database_, kBoardRows.size());
     EXPECT_EQ(traces_.MappingCalls(), 0) << "a good retrieve is silent";
 }
 
@@ -344,7 +285,7 @@ TEST_F(BoardProvider, RetrieveDoesTheSameForEveryLocationAndChannel) {
 
         EXPECT_EQ(provider_->RetrieveAll(number, database_.Handle(), number), QBF_OK);
 
-        ExpectAllRestoredBut(database_, kRows.size());
+        ExpectAllRestoredBut(database_, kBoardRows.size());
     }
 }
 
@@ -375,7 +316,7 @@ TEST_F(BoardProvider, RetrieveLooksVariablesUpThatWereAddedSinceTheLastTime) {
 
     EXPECT_EQ(Retrieve(), QBF_OK);
 
-    ExpectAllRestoredBut(database_, kRows.size());
+    ExpectAllRestoredBut(database_, kBoardRows.size());
 }
 
 // The hardware id.
@@ -433,7 +374,7 @@ TEST_F(BoardHwVariant, IsComparedUnsigned) {
 class BoardRow : public BoardProvider, public testing::WithParamInterface<std::size_t> {
 protected:
     const std::size_t index_ = GetParam();
-    const Row& row_ = kRows[index_];
+    const BoardVariable& row_ = kBoardRows[index_];
     const std::string path_ = row_.Path();
     const std::string rowTrace_ = std::string("0x8000 retrieveAll: ") + row_.failure;
 };
@@ -501,18 +442,18 @@ TEST_P(BoardRow, ThatCannotBeMarkedIsSetAllTheSame) {
 
     EXPECT_TRUE(host.Fired());
     EXPECT_THAT(traces_.Lines(), IsEmpty());
-    ExpectAllRestoredBut(database_, kRows.size());
+    ExpectAllRestoredBut(database_, kBoardRows.size());
 }
 
-INSTANTIATE_TEST_SUITE_P(Fourteen, BoardRow, testing::Range(std::size_t{0}, kRows.size()),
-                         [](const auto& tested) { return kRows[tested.param].name; });
+INSTANTIATE_TEST_SUITE_P(Fourteen, BoardRow, testing::Range(std::size_t{0}, kBoardRows.size()),
+                         [](const auto& tested) { return kBoardRows[tested.param].name; });
 
 TEST_F(BoardProvider, RetrieveSucceedsWithAnEmptyDatabase) {
     EXPECT_EQ(Retrieve(), QBF_OK);
 
     std::vector<std::string> expected;
-    expected.reserve(2 * kRows.size());
-    for (const Row& row : kRows) {
+    expected.reserve(2 * kBoardRows.size());
+    for (const BoardVariable& row : kBoardRows) {
         expected.push_back("0x8002 updateVariable:     Variable " + row.Path() + " not registered in database");
         expected.push_back(std::string("0x8000 retrieveAll: ") + row.failure);
     }
@@ -534,17 +475,17 @@ TEST_P(BoardWord, IsReadWhenItsRowIsDue) {
     EXPECT_EQ(Retrieve(), QBF_OK);
 
     const std::uint32_t later[] = {0x3441, 0x3141, 0xC09, 0xC10, 0xC11, 0xC13, 0xC14, 0xC12, 0xC15};
-    for (std::size_t i = kHwIdMajorRow; i < kRows.size(); ++i) {
+    for (std::size_t i = kHwIdMajorRow; i < kBoardRows.size(); ++i) {
         if (i != index_) {
-            EXPECT_EQ(database_.At(kRows[i].Path()).Get<std::uint32_t>(),
-                      i < index_ ? kRows[i].number : later[i - kHwIdMajorRow])
-                << kRows[i].name;
+            EXPECT_EQ(database_.At(kBoardRows[i].Path()).Get<std::uint32_t>(),
+                      i < index_ ? kBoardRows[i].number : later[i - kHwIdMajorRow])
+                << kBoardRows[i].name;
         }
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(FromHwIdMajor, BoardWord, testing::Range(kHwIdMajorRow, kRows.size()),
-                         [](const auto& tested) { return "After" + std::string(kRows[tested.param].name); });
+INSTANTIATE_TEST_SUITE_P(FromHwIdMajor, BoardWord, testing::Range(kHwIdMajorRow, kBoardRows.size()),
+                         [](const auto& tested) { return "After" + std::string(kBoardRows[tested.param].name); });
 
 // The host fails.
 
@@ -583,7 +524,7 @@ TEST_F(BoardProvider, RetrieveFailsWhenTheRestCannotBeDefaulted) {
     EXPECT_EQ(Retrieve(), QBF_E_FAILED);
 
     EXPECT_THAT(traces_.Lines(), ElementsAre("0x8000 retrieveAll: Error when setting missing variables to default"));
-    ExpectAllRestoredBut(database_, kRows.size());
+    ExpectAllRestoredBut(database_, kBoardRows.size());
 }
 
 TEST_F(BoardProvider, RetrieveSurvivesTheFailureOfAnyHostCall) {
@@ -605,7 +546,7 @@ TEST_F(BoardProvider, RetrieveSurvivesTheFailureOfAnyHostCall) {
     EXPECT_EQ(faults, 3 + 14 * 3) << "look-up, address and mark of each variable";
 
     EXPECT_EQ(Retrieve(), QBF_OK);
-    ExpectAllRestoredBut(database_, kRows.size());
+    ExpectAllRestoredBut(database_, kBoardRows.size());
 }
 
 TEST_F(BoardProvider, NoticesAndWarningsOfTheHostAreSuccesses) {
@@ -622,7 +563,7 @@ TEST_F(BoardProvider, NoticesAndWarningsOfTheHostAreSuccesses) {
         EXPECT_EQ(Retrieve(), QBF_OK) << code;
 
         EXPECT_TRUE(host.Fired());
-        ExpectAllRestoredBut(database_, kRows.size());
+        ExpectAllRestoredBut(database_, kBoardRows.size());
     }
     EXPECT_THAT(traces_.Lines(), IsEmpty());
 }
@@ -645,8 +586,8 @@ TEST_F(BoardProvider, OnlyTheSetterOfNumbersGuardsAgainstANullDatabase) {
     EXPECT_EQ(provider_->RetrieveAll(3, nullptr, 0), QBF_OK);
 
     std::vector<std::string> expected;
-    expected.reserve(2 * kRows.size());
-    for (const Row& row : kRows) {
+    expected.reserve(2 * kBoardRows.size());
+    for (const BoardVariable& row : kBoardRows) {
         expected.push_back(row.text != nullptr
                                ? "0x8002 updateVariable:     Variable " + row.Path() + " not registered in database"
                                : "0x8002 updateVariable:     database is a nullptr");
@@ -671,8 +612,8 @@ TEST_F(BoardProvider, AVariableForWhosePathThereIsNoMemoryKeepsItsDefault) {
             return false;
         }
         const auto odd = static_cast<std::size_t>(nth) - 1;
-        EXPECT_THAT(traces_.Lines(), ElementsAre(std::string("0x8000 retrieveAll: ") + kRows[odd].failure));
-        ExpectDefaulted(database_, kRows[odd]);
+        EXPECT_THAT(traces_.Lines(), ElementsAre(std::string("0x8000 retrieveAll: ") + kBoardRows[odd].failure));
+        ExpectDefaulted(database_, kBoardRows[odd]);
         ExpectAllRestoredBut(database_, odd);
         return true;
     });
@@ -687,7 +628,7 @@ TEST_F(BoardProvider, RetrieveEndsWellWithoutAnyMemory) {
     EXPECT_EQ(Retrieve(), QBF_OK);
 
     EXPECT_TRUE(memory.Fired());
-    EXPECT_EQ(traces_.Lines().size(), kRows.size());
+    EXPECT_EQ(traces_.Lines().size(), kBoardRows.size());
 }
 
 // The setters.
@@ -877,7 +818,7 @@ TEST_F(BoardText, WithoutRoomStillFailsWithItsAddress) {
 TEST_F(BoardProvider, RetrieveCutsEveryTextToItsCapacity) {
     for (const std::uint32_t capacity : {0U, 1U, 2U, 4U, 5U, 10U, 16U, 20U, 21U, 22U, 255U}) {
         Database database;
-        Object& object = database.AddRegion(kRegion).AddObject("BroadcomConfiguration");
+        Object& object = database.AddRegion(kBoardRegion).AddObject("BroadcomConfiguration");
         const std::vector<std::uint8_t> before(capacity, 0xFF);
         for (const char* name : {"BcmMedia", "BcmAccessName", "BcmResetAccessName", "BcmMessageReady"}) {
             object.Raw(name, VARIABLE_TYPE_STRING, capacity, before);
@@ -885,7 +826,7 @@ TEST_F(BoardProvider, RetrieveCutsEveryTextToItsCapacity) {
 
         EXPECT_EQ(provider_->RetrieveAll(3, database.Handle(), 0), QBF_OK);
 
-        for (const Row& row : kRows) {
+        for (const BoardVariable& row : kBoardRows) {
             if (row.text != nullptr) {
                 Variable& variable = database.At(row.Path());
                 const std::vector<std::uint8_t> bytes = variable.Bytes();

@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cfloat>
 #include <cstdint>
 #include <cstdio>
@@ -640,24 +639,12 @@ TEST_F(XmlStore, StoreAllocatesNothing) {
 
 // The example.
 
-/// Where the example's document differs from the golden file; empty where it does not.
-std::string DifferenceOf(const std::string& document, const std::string& golden) {
-    const auto differing = std::mismatch(document.begin(), document.end(), golden.begin(), golden.end());
-    if (differing.first == document.end() && differing.second == golden.end()) {
-        return "";
-    }
-    const auto position = static_cast<std::size_t>(differing.first - document.begin());
-    const std::size_t start = position - std::min<std::size_t>(position, 60);
-    return "at byte " + std::to_string(position) + ": \"" + document.substr(start, 120) + "\" instead of \"" +
-           golden.substr(start, 120) + '"';
-}
-
 TEST_F(XmlStore, RadioUnitIsWrittenAsItsGoldenFile) {
     const auto radioUnit = host::LoadDatabaseFromFile(TAL_EXAMPLES "/radio-unit.json");
 
     EXPECT_EQ(provider_->StoreAll(0, radioUnit->Handle(), 0), 0U);
 
-    EXPECT_EQ(DifferenceOf(ReadFile(kXmlFile), ReadFile(TAL_TEST_DATA "/radio-unit.xml")), "");
+    EXPECT_EQ(DifferenceOfFiles(kXmlFile, TAL_TEST_DATA "/radio-unit.xml"), "");
 }
 
 TEST_F(XmlStore, RadioUnitOfChannelOneIsWrittenAsItsGoldenFile) {
@@ -665,7 +652,7 @@ TEST_F(XmlStore, RadioUnitOfChannelOneIsWrittenAsItsGoldenFile) {
 
     EXPECT_EQ(provider_->StoreAll(0, radioUnit->Handle(), 1), 0U);
 
-    EXPECT_EQ(DifferenceOf(ReadFile(kXmlFile), ReadFile(TAL_TEST_DATA "/radio-unit-channel-1.xml")), "");
+    EXPECT_EQ(DifferenceOfFiles(kXmlFile, TAL_TEST_DATA "/radio-unit-channel-1.xml"), "");
 }
 
 // What is traced.

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -60,6 +61,19 @@ void WriteFile(const std::filesystem::path& path, std::string_view bytes) {
     }
     EXPECT_EQ(ftruncate(file, size), 0) << path << ": " << std::strerror(errno);
     close(file);
+}
+
+std::string DifferenceOfFiles(const std::filesystem::path& file, const std::filesystem::path& golden) {
+    const std::string bytes = ReadFile(file);
+    const std::string expected = ReadFile(golden);
+    const auto differing = std::mismatch(bytes.begin(), bytes.end(), expected.begin(), expected.end());
+    if (differing.first == bytes.end() && differing.second == expected.end()) {
+        return "";
+    }
+    const auto position = static_cast<std::size_t>(differing.first - bytes.begin());
+    const std::size_t start = position - std::min<std::size_t>(position, 60);
+    return "at byte " + std::to_string(position) + ": " + testing::PrintToString(bytes.substr(start, 120)) +
+           " instead of " + testing::PrintToString(expected.substr(start, 120));
 }
 
 }  // namespace tal::test

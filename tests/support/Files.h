@@ -29,6 +29,9 @@ private:
 /// Replaces the file's bytes; fails the test when it cannot.
 void WriteFile(const std::filesystem::path& path, std::string_view bytes);
 
+/// @return where `file` first differs from the golden file and what stands there in both; empty where they are equal.
+[[nodiscard]] std::string DifferenceOfFiles(const std::filesystem::path& file, const std::filesystem::path& golden);
+
 }  // namespace tal::test
 
 #endif
