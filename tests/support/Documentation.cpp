@@ -1,0 +1,136 @@
+#include "support/Documentation.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include "support/Files.h"
+
+namespace tal::test {
+
+namespace {
+
+constexpr std::string_view kFence = "```";
+
+bool StartsWith(std::string_view text, std::string_view start) {
+    return text.substr(0, start.size()) == start;
+}
+
+std::string Stripped(std::string_view cell) {
+    constexpr std::string_view kAround = " `";
+    const std::size_t first = cell.find_first_not_of(kAround);
+    if (first == std::string_view::npos) {
+        return {};
+    }
+    return std::string(cell.substr(first, cell.find_last_not_of(kAround) - first + 1));
+}
+
+/// @return the cells of "| a | b |"; "\|" is a bar within a cell.
+Page::Row CellsOf(std::string_view line) {
+    Page::Row cells;
+    std::string cell;
+    for (std::size_t at = 1; at < line.size(); ++at) {
+        if (line[at] == '|') {
+            cells.push_back(Stripped(cell));
+            cell.clear();
+        } else {
+            at += StartsWith(line.substr(at), "\\|") ? 1 : 0;
+            cell += line[at];
+        }
+    }
+    return cells;
+}
+
+}  // namespace
+
+std::string ReadFromRepository(const std::string& name) {
+    return ReadFile(std::string(TAL_REPOSITORY "/") + name);
+}
+
+std::vector<std::string> LinesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::string BytesOfHex(const std::string& pairs) {
+    std::string bytes;
+    std::istringstream stream(pairs);
+    for (std::string pair; stream >> pair;) {
+        EXPECT_EQ(pair.size(), 2U) << pairs;
+        bytes += static_cast<char>(std::stoi(pair, nullptr, 16));
+    }
+    return bytes;
+}
+
+Page::Page(const std::string& name) : name_(name), text_(ReadFromRepository(name)) {}
+
+std::vector<std::string> Page::LinesBehind(std::string_view heading) const {
+    std::vector<std::string> lines = LinesOf(text_);
+    const auto found = std::find(lines.begin(), lines.end(), heading);
+    if (found == lines.end()) {
+        ADD_FAILURE() << name_ << " has no line " << heading;
+        return {};
+    }
+    lines.erase(lines.begin(), found + 1);
+    return lines;
+}
+
+std::string Page::BlockBehind(std::string_view heading) const {
+    std::string block;
+    bool isInside = false;
+    for (const std::string& line : LinesBehind(heading)) {
+        if (StartsWith(line, kFence)) {
+            if (isInside) {
+                return block;
+            }
+            isInside = true;
+        } else if (isInside) {
+            block += line + '\n';
+        }
+    }
+    ADD_FAILURE() << name_ << " has no code block behind " << heading;
+    return {};
+}
+
+std::vector<std::string> Page::BlocksIn(std::string_view language) const {
+    std::vector<std::string> blocks;
+    bool isInside = false;
+    bool isWanted = false;
+    for (const std::string& line : LinesOf(text_)) {
+        if (StartsWith(line, kFence)) {
+            isInside = !isInside;
+            isWanted = isInside && line.substr(kFence.size()) == language;
+            if (isWanted) {
+                blocks.emplace_back();
+            }
+        } else if (isWanted) {
+            blocks.back() += line + '\n';
+        }
+    }
+    return blocks;
+}
+
+std::vector<Page::Row> Page::TableBehind(std::string_view heading) const {
+    std::vector<Row> rows;
+    for (const std::string& line : LinesBehind(heading)) {
+        if (StartsWith(line, "|")) {
+            rows.push_back(CellsOf(line));
+        } else if (!rows.empty()) {
+            break;
+        }
+    }
+    constexpr std::ptrdiff_t kHeaderRows = 2;
+    if (rows.size() <= kHeaderRows) {
+        ADD_FAILURE() << name_ << " has no table behind " << heading;
+        return {};
+    }
+    rows.erase(rows.begin(), rows.begin() + kHeaderRows);
+    return rows;
+}
+
+}  // namespace tal::test

@@ -1,0 +1,49 @@
+/// What the tests of the documentation read out of its pages.
+#ifndef TAL_TEST_DOCUMENTATION_H
+#define TAL_TEST_DOCUMENTATION_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tal::test {
+
+/// One page of the documentation, or any other Markdown file of the repository.
+class Page {
+public:
+    /// @param name  From the root of the repository: "docs/formats.md". Fails the test when there is no such file.
+    explicit Page(const std::string& name);
+
+    [[nodiscard]] const std::string& Text() const { return text_; }
+
+    /// @return the lines between the fences of the first code block behind the line `heading`; fails the test when
+    ///         there is none.
+    [[nodiscard]] std::string BlockBehind(std::string_view heading) const;
+
+    /// @return every code block whose fence says that it is in `language`.
+    [[nodiscard]] std::vector<std::string> BlocksIn(std::string_view language) const;
+
+    using Row = std::vector<std::string>;
+    /// @return the rows of the first table behind the line `heading`, without its header, the cells without the blanks
+    ///         and back quotes round them; fails the test when there are none.
+    [[nodiscard]] std::vector<Row> TableBehind(std::string_view heading) const;
+
+private:
+    [[nodiscard]] std::vector<std::string> LinesBehind(std::string_view heading) const;
+
+    std::string name_;
+    std::string text_;
+};
+
+/// @return the file of the repository; `name` counts from its root.
+[[nodiscard]] std::string ReadFromRepository(const std::string& name);
+
+/// @return the lines of the text, without their ends.
+[[nodiscard]] std::vector<std::string> LinesOf(const std::string& text);
+
+/// @return the bytes that hexadecimal pairs like "EF BE" name.
+[[nodiscard]] std::string BytesOfHex(const std::string& pairs);
+
+}  // namespace tal::test
+
+#endif
