@@ -85,6 +85,7 @@ TEST_F(SecureInternals, PathThatIsTooLongToBeCountedIsAnOutputErrorAndCut) {
     const LongText name;
     CopyBounded(RegionPath, "R");
     CopyBounded(ObjectPath, "O/");
+    BuildPathPrefix();
     BuildVariablePath(name.Get());
     EXPECT_EQ(VariablePath, "R/O/" + std::string(506, 'n'));
     EXPECT_THAT(traces_.Lines(), ElementsAre("0x8000 CSecureBinaryFileStorageProvider_ProcessObject: snprintf "

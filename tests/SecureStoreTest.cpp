@@ -461,6 +461,28 @@ TEST_F(SecureStore, FailingArrayElementIsReportedAndTheNextOneIsWritten) {
     EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/O/E1/V", Bytes({2})));
 }
 
+TEST_F(SecureStore, VariableBehindAnArrayElementWithoutNameCarriesTheBaseOfTheArray) {
+    host::Object& object = database_.AddRegion("R").AddObject("O");
+    object.AddToArray("A", "E0").U8("V", 1);
+    object.AddToArray("A", "E1").U8("V", 2);
+    object.U8("W", 3);
+    HostCalls host;
+    host.Fail("CStorageObject_GetName", 4);
+    ExpectFailedStore();
+    EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/O/E0/V", Bytes({1})) + SecureRecord("R/O/W", Bytes({3})));
+}
+
+TEST_F(SecureStore, VariableBehindAnArrayElementThatFailedToStartCarriesItsUnendedName) {
+    host::Object& object = database_.AddRegion("R").AddObject("O");
+    object.AddToArray("A", "E0").U8("V", 1);
+    object.AddToArray("A", "E1").U8("V", 2);
+    object.U8("W", 3);
+    HostCalls host;
+    host.Fail("CStorageObject_GetName", 5);
+    ExpectFailedStore();
+    EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/O/E0/V", Bytes({1})) + SecureRecord("R/O/E1W", Bytes({3})));
+}
+
 TEST_F(SecureStore, EveryFailingHostCallFailsTheStoreAndLeavesAUsableProvider) {
     BuildTree(database_);
     SweepFaults([this](int n) {

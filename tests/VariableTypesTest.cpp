@@ -39,7 +39,7 @@ TEST_P(VariableTypeTable, EveryCodeHasItsTextWidthAndKind) {
     const Row& row = GetParam();
     const VariableTypeInfo* const type = FindVariableType(row.code);
     ASSERT_NE(type, nullptr);
-    EXPECT_STREQ(type->text, row.text);
+    EXPECT_EQ(type->text, row.text);
     EXPECT_EQ(type->width, row.width);
     EXPECT_EQ(type->kind, row.kind);
     EXPECT_EQ(type->isArray, row.isArray);

@@ -11,16 +11,19 @@
 namespace tal {
 
 /// Copies as much of `text` as `buffer` holds.
+/// @return the copy.
 template <std::size_t Size>
-void CopyBounded(char (&buffer)[Size], std::string_view text) {
+std::string_view CopyBounded(char (&buffer)[Size], std::string_view text) {
     const std::size_t length = std::min(text.size(), Size - 1);
     std::memmove(buffer, text.data(), length);
     buffer[length] = '\0';
+    return {buffer, length};
 }
 
 /// Makes `buffer` the path of `name` beneath `parent`, or as much of it as fits.
+/// @return that path.
 template <std::size_t Size>
-void JoinPath(char (&buffer)[Size], std::string_view parent, std::string_view name) {
+std::string_view JoinPath(char (&buffer)[Size], std::string_view parent, std::string_view name) {
     const std::size_t parentLength = std::min(parent.size(), Size - 1);
     std::memcpy(buffer, parent.data(), parentLength);
     std::size_t length = parentLength;
@@ -30,6 +33,7 @@ void JoinPath(char (&buffer)[Size], std::string_view parent, std::string_view na
     const std::size_t nameLength = std::min(name.size(), Size - 1 - length);
     std::memcpy(buffer + length, name.data(), nameLength);
     buffer[length + nameLength] = '\0';
+    return {buffer, length + nameLength};
 }
 
 /// Appends as much of `text` as `buffer` still holds.

@@ -62,6 +62,9 @@ char RegionPath[40];
 char ObjectPath[1210];
 // One for the whole walk, so that an array inside an array's element replaces the outer one's base.
 char SavedArrayBasePath[sizeof ObjectPath];
+// RegionPath and ObjectPath joined, for all the paths in between two changes of ObjectPath.
+char PathPrefixBuffer[sizeof RegionPath + sizeof ObjectPath];
+std::string_view pathPrefix;
 char VariablePath[512];
 char pathFromFile[512];
 char replacementScratch[sizeof ObjectPath + 64];
@@ -130,30 +133,30 @@ char* AppendToVariablePath(char* end, std::string_view part) {
     return end + kept;
 }
 
+void BuildPathPrefix() {
+    pathPrefix = tal::JoinPath(PathPrefixBuffer, RegionPath, ObjectPath);
+}
+
 /// "region/objects/variable", cut to what a record may hold.
-void BuildVariablePath(std::string_view variable) {
-    const std::string_view region = RegionPath;
-    const std::string_view objects = ObjectPath;
-    char* end = AppendToVariablePath(VariablePath, region);
-    end = AppendToVariablePath(end, "/");
-    end = AppendToVariablePath(end, objects);
+std::string_view BuildVariablePath(std::string_view variable) {
+    char* end = AppendToVariablePath(VariablePath, pathPrefix);
     end = AppendToVariablePath(end, variable);
     *end = '\0';
 
-    const std::size_t wholeLength = region.size() + 1 + objects.size() + variable.size();
+    const std::size_t wholeLength = pathPrefix.size() + variable.size();
     // Longer texts than printf can count are an output error to it.
     if (wholeLength > INT_MAX) {
         DS_TRACE(kProcessObject, QBF_E_FAILED, "snprintf encountered an output error");
     } else if (wholeLength > kLongestPath) {
         DS_TRACE(kProcessObject, QBF_W_WARNING, "snprintf string was truncated");
     }
+    return {VariablePath, static_cast<std::size_t>(end - VariablePath)};
 }
 
 /// Writes header, path and data; a piece that comes up short does not keep the following ones from being written.
-QBFResult WriteRecord(const void* address, std::uint32_t sizeInBytes, std::FILE* file) {
-    const std::size_t pathLength = std::strlen(VariablePath);
+QBFResult WriteRecord(std::string_view path, const void* address, std::uint32_t sizeInBytes, std::FILE* file) {
     tal::SecureHeaderBytes header;
-    tal::EncodeSecureHeader(header, static_cast<std::uint32_t>(pathLength), sizeInBytes);
+    tal::EncodeSecureHeader(header, static_cast<std::uint32_t>(path.size()), sizeInBytes);
 
     QBFResult result = QBF_OK;
     const std::size_t headerWritten = std::fwrite(header, 1, sizeof header, file);
@@ -163,8 +166,9 @@ QBFResult WriteRecord(const void* address, std::uint32_t sizeInBytes, std::FILE*
         result = QBF_E_FAILED;
     }
 
-    const std::size_t pathSize = pathLength + 1;
-    const std::size_t pathWritten = std::fwrite(VariablePath, 1, pathSize, file);
+    // With the NUL behind it.
+    const std::size_t pathSize = path.size() + 1;
+    const std::size_t pathWritten = std::fwrite(path.data(), 1, pathSize, file);
     if (pathWritten != pathSize) {
         DS_TRACE(kProcessObject, QBF_E_IO, "Not all variable path bytes written, attempted to write %d bytes, got %d",
                  PrintableSize(pathSize), PrintableSize(pathWritten));
@@ -194,13 +198,14 @@ QBFResult ProcessPlainVariable(CVariable* variable, std::FILE* file) {
         DS_TRACE(kProcessObject, QBF_E_FAILED, "Could not get address for variable %s", name);
         return QBF_E_FAILED;
     }
-    BuildVariablePath(name);
+    std::string_view path = BuildVariablePath(name);
     if (ChannelNumber != 0) {
         ReplaceOwnByAnyChannel(VariablePath);
+        path = VariablePath;
         DS_TRACE(kProcessObject, QBF_I_INFO, "VariablePath after channel injection: %s", VariablePath);
     }
     DS_TRACE(kProcessObject, QBF_I_INFO, "Processing variable path: %s", VariablePath);
-    return WriteRecord(address, sizeInBytes, file);
+    return WriteRecord(path, address, sizeInBytes, file);
 }
 
 enum class AppendName { No, Yes };
@@ -223,20 +228,33 @@ QBFResult ProcessArrayElement(CStorageObject* element, std::FILE* file) {
     return QBF_OK;
 }
 
+QBFResult ProcessNested(CVariable* variable, std::FILE* file) {
+    return tal::ProcessNestedObject<SecureTraces>(
+        variable, [=](CStorageObject* nested) { return ProcessObject(nested, file, AppendName::Yes); });
+}
+
+QBFResult ProcessArray(CVariable* variable, std::uint32_t elementCount, const char* holderName, std::FILE* file) {
+    DS_TRACE(kProcessObject, QBF_I_INFO, "New object array (object name is %s)", holderName);
+    CopyBounded(SavedArrayBasePath, ObjectPath);
+    return tal::ProcessObjectArray<SecureTraces>(
+        variable, elementCount, [=](CStorageObject* element) { return ProcessArrayElement(element, file); });
+}
+
+[[nodiscard]] bool HoldsObjects(VariableType type) {
+    return type == VARIABLE_TYPE_OBJECT || type == VARIABLE_TYPE_OBJECT_ARRAY;
+}
+
 QBFResult ProcessVariable(CVariable* variable, const char* holderName, std::FILE* file) {
     const std::uint32_t elementCount = CVariable_GetNoOfElements(variable);
-    switch (CVariable_GetType(variable)) {
-        case VARIABLE_TYPE_OBJECT:
-            return tal::ProcessNestedObject<SecureTraces>(
-                variable, [=](CStorageObject* nested) { return ProcessObject(nested, file, AppendName::Yes); });
-        case VARIABLE_TYPE_OBJECT_ARRAY:
-            DS_TRACE(kProcessObject, QBF_I_INFO, "New object array (object name is %s)", holderName);
-            CopyBounded(SavedArrayBasePath, ObjectPath);
-            return tal::ProcessObjectArray<SecureTraces>(
-                variable, elementCount, [=](CStorageObject* element) { return ProcessArrayElement(element, file); });
-        default:
-            return ProcessPlainVariable(variable, file);
+    const VariableType type = CVariable_GetType(variable);
+    if (!HoldsObjects(type)) {
+        return ProcessPlainVariable(variable, file);
     }
+    const QBFResult result = type == VARIABLE_TYPE_OBJECT ? ProcessNested(variable, file)
+                                                          : ProcessArray(variable, elementCount, holderName, file);
+    // The walk has changed ObjectPath.
+    BuildPathPrefix();
+    return result;
 }
 
 QBFResult ProcessObject(CStorageObject* object, std::FILE* file, AppendName appendName) {
@@ -257,6 +275,7 @@ QBFResult ProcessObject(CStorageObject* object, std::FILE* file, AppendName appe
     if (CStorageObject_IsWritable(object) == 0) {
         return QBF_OK;
     }
+    BuildPathPrefix();
     return tal::ProcessVariables<SecureTraces>(
         object, [=](CVariable* variable) { return ProcessVariable(variable, name, file); });
 }
@@ -461,10 +480,6 @@ Reading ReadRecord(RecordStream& stream, RecordData& data) {
 
     data.size = header.dataSize;
     return ReadData(stream, data);
-}
-
-[[nodiscard]] bool HoldsObjects(VariableType type) {
-    return type == VARIABLE_TYPE_OBJECT || type == VARIABLE_TYPE_OBJECT_ARRAY;
 }
 
 void TraceNotUpdated() {

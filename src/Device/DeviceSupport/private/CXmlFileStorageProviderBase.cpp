@@ -179,15 +179,6 @@ void ReleaseReadBuffer() {
     state.readBuffer = nullptr;
 }
 
-QBFResult GetContent(CVariable* variable, bool isNeeded, void** content) {
-    *content = nullptr;
-    const QBFResult result = CVariable_GetContentAddress(variable, content);
-    if (!IsFailure(result) && isNeeded && *content == nullptr) {
-        return QBF_E_FAILED;
-    }
-    return result;
-}
-
 }  // namespace tal::xml
 
 using tal::CopyBounded;

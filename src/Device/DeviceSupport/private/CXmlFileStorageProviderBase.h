@@ -104,7 +104,14 @@ void RenewElementList();
 constexpr std::uint32_t kReadBufferSlack = 10;
 
 /// Asks for the address of a variable's content. A null address is a failure where content is needed.
-[[nodiscard]] QBFResult GetContent(CVariable* variable, bool isNeeded, void** content);
+[[nodiscard]] inline QBFResult GetContent(CVariable* variable, bool isNeeded, void** content) {
+    *content = nullptr;
+    const QBFResult result = CVariable_GetContentAddress(variable, content);
+    if (!IsFailure(result) && isNeeded && *content == nullptr) {
+        return QBF_E_FAILED;
+    }
+    return result;
+}
 
 QBFResult StoreAll(StorageLocation location, CDatabase* database, unsigned long channelInjector);
 QBFResult RetrieveAll(StorageLocation location, CDatabase* database, unsigned long channelInjector);

@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace tal {
 
@@ -29,10 +30,10 @@ struct SecureRecordHeader {
 };
 
 inline void PutLittleEndian(std::uint8_t* bytes, std::uint32_t word) {
-    bytes[0] = static_cast<std::uint8_t>(word);
-    bytes[1] = static_cast<std::uint8_t>(word >> 8);
-    bytes[2] = static_cast<std::uint8_t>(word >> 16);
-    bytes[3] = static_cast<std::uint8_t>(word >> 24);
+    // Collected first, so that the compiler stores one word where the byte order allows it.
+    const std::uint8_t littleEndian[] = {static_cast<std::uint8_t>(word), static_cast<std::uint8_t>(word >> 8),
+                                         static_cast<std::uint8_t>(word >> 16), static_cast<std::uint8_t>(word >> 24)};
+    std::memcpy(bytes, littleEndian, sizeof littleEndian);
 }
 
 [[nodiscard]] inline std::uint32_t GetLittleEndian(const std::uint8_t* bytes) {

@@ -3,6 +3,7 @@
 #define TAL_PRIVATE_VARIABLE_TYPES_H
 
 #include <cstdint>
+#include <string_view>
 
 #include "Device/DeviceSupport/HostDatabase.h"
 
@@ -12,8 +13,8 @@ namespace tal {
 enum class ElementKind : std::uint8_t { Unsigned, Signed, Bool, Char, String, Float, Object };
 
 struct VariableTypeInfo {
-    const char* text;    ///< As written into XML documents.
-    std::uint8_t width;  ///< Bytes of one element; 0 for strings and objects.
+    std::string_view text;  ///< As written into XML documents.
+    std::uint8_t width;     ///< Bytes of one element; 0 for strings and objects.
     ElementKind kind;
     bool isArray;
 };

@@ -43,8 +43,9 @@ public:
         Append(text);
     }
 
-    void Integer(std::int64_t value) {
-        constexpr std::size_t kLongestInteger = 20;
+    template <class Number>
+    void Integer(Number value) {
+        constexpr std::size_t kLongestInteger = 11;
         Reserve(kLongestInteger);
         end_ = std::to_chars(end_, end_ + kLongestInteger, value).ptr;
     }
@@ -87,7 +88,7 @@ Number Load(const void* content, std::uint32_t index) {
     return number;
 }
 
-std::int64_t LoadSigned(std::uint8_t width, const void* content, std::uint32_t index) {
+std::int32_t LoadSigned(std::uint8_t width, const void* content, std::uint32_t index) {
     switch (width) {
         case 1:
             return Load<std::int8_t>(content, index);
@@ -98,7 +99,7 @@ std::int64_t LoadSigned(std::uint8_t width, const void* content, std::uint32_t i
     }
 }
 
-std::int64_t LoadUnsigned(std::uint8_t width, const void* content, std::uint32_t index) {
+std::int32_t LoadUnsigned(std::uint8_t width, const void* content, std::uint32_t index) {
     switch (width) {
         case 1:
             return Load<std::uint8_t>(content, index);
@@ -144,7 +145,7 @@ void WriteObjectElements(XmlOutput& output, CStorageObject* const* elements, std
 }
 
 void WriteArray(XmlOutput& output, const VariableTypeInfo& type, const void* content, std::uint32_t elementCount) {
-    output.Literal("<size>");
+    output.Literal("</type><size>");
     output.Integer(elementCount);
     output.Literal("</size><array>");
     if (type.kind == ElementKind::Object) {
@@ -178,11 +179,10 @@ void WriteArray(XmlOutput& output, const VariableTypeInfo& type, const void* con
     }
     output.Literal("<type>");
     output.Text(type->text);
-    output.Literal("</type>");
     if (type->isArray) {
         WriteArray(output, *type, content, elementCount);
     } else {
-        output.Literal("<value>");
+        output.Literal("</type><value>");
         WriteElementValue(output, *type, content, 0);
         output.Literal("</value>");
     }
@@ -213,19 +213,20 @@ Stored StoreVariable(CVariable* variable, XmlOutput& output) {
         DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_E_NO_NAME, "Could not get variable name");
         return Stored::Failed;
     }
-    CopyBounded(state.VariableNameBuffer, name);
+    std::string_view shownName = CopyBounded(state.VariableNameBuffer, name);
     if (state.channelInjector != 0) {
         RemoveChannel(state.VariableNameBuffer, kLowerChannelPattern);
         RemoveChannel(state.VariableNameBuffer, kUpperChannelPattern);
         RemoveChannel(state.VariableNameBuffer, kRadioFramePattern);
         DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_I_INFO, "Variable after channel removal: %s",
                  state.VariableNameBuffer);
+        shownName = state.VariableNameBuffer;
     }
     if (CVariable_GetType(variable) == VARIABLE_TYPE_OBJECT) {
         return IsFailure(StoreNestedObject(variable, output)) ? Stored::Failed : Stored::Yes;
     }
     output.Literal("\n<variable name = \"");
-    output.Text(state.VariableNameBuffer);
+    output.Text(shownName);
     output.Literal("\">");
     if (IsFailure(WriteVariable(output, variable))) {
         // Deliberately abrupt: the variable and the object stay open in the document.
