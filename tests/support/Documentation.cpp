@@ -44,8 +44,12 @@ Page::Row CellsOf(std::string_view line) {
 
 }  // namespace
 
+std::filesystem::path RepositoryRoot() {
+    return TAL_REPOSITORY;
+}
+
 std::string ReadFromRepository(const std::string& name) {
-    return ReadFile(std::string(TAL_REPOSITORY "/") + name);
+    return ReadFile(RepositoryRoot() / name);
 }
 
 std::vector<std::string> LinesOf(const std::string& text) {

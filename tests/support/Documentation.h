@@ -2,6 +2,7 @@
 #ifndef TAL_TEST_DOCUMENTATION_H
 #define TAL_TEST_DOCUMENTATION_H
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,6 +35,8 @@ private:
     std::string name_;
     std::string text_;
 };
+
+[[nodiscard]] std::filesystem::path RepositoryRoot();
 
 /// @return the file of the repository; `name` counts from its root.
 [[nodiscard]] std::string ReadFromRepository(const std::string& name);

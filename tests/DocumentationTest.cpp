@@ -1,0 +1,199 @@
+/// The pages of the documentation: what they refer to exists, what they promise is held by tests.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <regex>
+#include <set>
+
+#include "host/ReferenceHost.h"
+#include "support/BinaryFixture.h"
+#include "support/Documentation.h"
+#include "support/Files.h"
+#include "support/XmlFixture.h"
+
+namespace tal::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<std::string> Matches(const std::string& text, const char* pattern) {
+    const std::regex regex(pattern);
+    std::vector<std::string> found;
+    for (std::sregex_iterator match(text.begin(), text.end(), regex), end; match != end; ++match) {
+        found.push_back((*match)[1]);
+    }
+    return found;
+}
+
+std::vector<std::string> FilesOf(const std::string& folder, const std::string& extension) {
+    std::vector<std::string> names;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(RepositoryRoot() / folder)) {
+        if (entry.path().extension() == extension) {
+            names.push_back(fs::relative(entry.path(), RepositoryRoot()).string());
+        }
+    }
+    return names;
+}
+
+std::vector<std::string> Pages() {
+    std::vector<std::string> pages = FilesOf("docs", ".md");
+    pages.insert(pages.end(), {"README.md", "CONTRIBUTING.md"});
+    return pages;
+}
+
+/// "Suite.Name" of every test in the sources.
+std::set<std::string> TestsInSources() {
+    const std::regex macro(R"(\bTEST(?:_F|_P)?\((\w+),\s*(\w+)\))");
+    std::set<std::string> tests;
+    for (const std::string& source : FilesOf("tests", ".cpp")) {
+        const std::string text = ReadFromRepository(source);
+        for (std::sregex_iterator match(text.begin(), text.end(), macro), end; match != end; ++match) {
+            tests.insert((*match)[1].str() + '.' + (*match)[2].str());
+        }
+    }
+    return tests;
+}
+
+std::vector<std::string> TestsNamedIn(const std::string& text) {
+    return Matches(text, R"(`([A-Z]\w+\.[A-Z]\w+)`)");
+}
+
+TEST(Documentation, EveryLinkLeadsToAFile) {
+    for (const std::string& name : Pages()) {
+        const fs::path folder = (RepositoryRoot() / name).parent_path();
+        for (const std::string& target : Matches(Page(name).Text(), R"(\]\(([^)#:]+)(?:#[^)]*)?\))")) {
+            EXPECT_TRUE(fs::exists(folder / target)) << name << " links to " << target;
+        }
+    }
+}
+
+TEST(Documentation, EveryTestThatAPageNamesExists) {
+    const std::set<std::string> tests = TestsInSources();
+    ASSERT_EQ(tests.count("Documentation.EveryTestThatAPageNamesExists"), 1U);
+    for (const std::string& name : Pages()) {
+        for (const std::string& test : TestsNamedIn(Page(name).Text())) {
+            EXPECT_EQ(tests.count(test), 1U) << name << " names " << test;
+        }
+    }
+}
+
+/// Every block of code in a page is a piece of an example, which is compiled and run.
+void ExpectExcerpts(const char* pageName, const char* exampleName) {
+    const std::string example = ReadFromRepository(exampleName);
+    const std::vector<std::string> blocks = Page(pageName).BlocksIn("cpp");
+    EXPECT_FALSE(blocks.empty()) << pageName;
+    for (const std::string& block : blocks) {
+        EXPECT_NE(example.find(block), std::string::npos) << pageName << ": not in " << exampleName << ":\n" << block;
+    }
+}
+
+TEST(DocumentedCode, OfTheAtomicReplacementStandsInItsExample) {
+    ExpectExcerpts("docs/atomic-replacement.md", "examples/atomic-replacement.h");
+}
+
+/// The enumerators that a public header gives to result codes, with their values as they stand there.
+void AddCodesOf(const char* header, std::map<std::string, std::string>& codes) {
+    const std::string text = ReadFromRepository(std::string("src/Device/DeviceSupport/") + header);
+    const std::regex enumerator(R"((QBF_\w+) = (0x[0-9A-F]+))");
+    for (std::sregex_iterator match(text.begin(), text.end(), enumerator), end; match != end; ++match) {
+        codes[(*match)[1]] = (*match)[2];
+    }
+}
+
+TEST(DocumentedResultCodes, AreExactlyThoseOfThePublicHeaders) {
+    std::map<std::string, std::string> codes;
+    AddCodesOf("DeviceSupport.h", codes);
+    AddCodesOf("HostDatabase.h", codes);
+    EXPECT_EQ(codes["QBF_E_SIZE_MISMATCH"], "0x8011");
+
+    std::map<std::string, std::string> documented;
+    for (const Page::Row& row :
+         Page("docs/result-codes.md").TableBehind("# Result codes: what they mean and what to do")) {
+        ASSERT_EQ(row.size(), 5U);
+        EXPECT_TRUE(documented.emplace(row[0], row[1]).second) << row[0];
+    }
+    EXPECT_EQ(documented, codes);
+}
+
+TEST(DocumentedPromises, AreNumberedInOrderAndNameTheirTests) {
+    const std::string text = Page("docs/promises.md").Text();
+    const std::regex number(R"((?:^|\n)(\d+)\. )");
+    std::size_t count = 0;
+    for (std::sregex_iterator match(text.begin(), text.end(), number), end; match != end; ++match) {
+        EXPECT_EQ(std::stoul((*match)[1]), ++count);
+        const std::size_t begin = static_cast<std::size_t>(match->position(0)) + 1;
+        const std::size_t next = text.find("\n##", begin);
+        const auto following = std::next(match);
+        const std::size_t stop = following == end ? text.size() : static_cast<std::size_t>(following->position(0));
+        EXPECT_FALSE(TestsNamedIn(text.substr(begin, std::min(stop, next) - begin)).empty()) << "promise " << count;
+    }
+    EXPECT_GT(count, 20U);
+}
+
+/// Under an emulator the process has a thread or two of the emulator's own, which stay.
+std::ptrdiff_t ThreadCount() {
+    return std::distance(fs::directory_iterator("/proc/self/task"), {});
+}
+
+TEST(DocumentedPromises, NoOperationStartsAThread) {
+    constexpr QBFResult (*kEntryPoints[])(IStorageProvider**) = {
+        CXmlFileStorageProvider_GetInterface, CBinaryFileStorageProvider_GetInterface,
+        CSecureBinaryFileStorageProvider_GetInterface, CDummyStorageProvider_GetInterface,
+        ReadOnlyZorBspStorageProvider_getInterface};
+    const TemporaryDirectory directory;
+    host::Database database;
+    database.AddRegion("R").AddObject("O").U8("a", 1);
+    const std::ptrdiff_t before = ThreadCount();
+    for (const auto getInterface : kEntryPoints) {
+        IStorageProvider* provider = nullptr;
+        getInterface(&provider);
+        provider->Initialize(0);
+        EXPECT_EQ(provider->StoreAll(0, database.Handle(), 0), QBFResult{QBF_OK});
+        EXPECT_EQ(provider->RetrieveAll(0, database.Handle(), 0), QBFResult{QBF_OK});
+        EXPECT_EQ(ThreadCount(), before);
+    }
+}
+
+class DocumentedSurprises : public XmlFixture {};
+
+TEST_F(DocumentedSurprises, AFloatComesBackWithSevenDigits) {
+    constexpr float kJustAboveOne = 1.00000012F;
+    database_.AddRegion("R").AddObject("O").Float("a", kJustAboveOne);
+    ASSERT_EQ(Store(), QBFResult{QBF_OK});
+    ASSERT_EQ(Retrieve(), QBFResult{QBF_OK});
+    EXPECT_EQ(database_.At("R/O/a").Get<float>(), 1.0F);
+}
+
+/// Stores a string, makes its NUL another letter, and restores it.
+template <class Provider>
+std::vector<std::uint8_t> RestoredFromADamagedFile() {
+    const TemporaryDirectory directory;
+    host::Database database;
+    database.AddRegion("R").AddObject("O").String("s", 4, "abc");
+    IStorageProvider* provider = nullptr;
+    Provider::GetInterface(&provider);
+    provider->Initialize(0);
+    Provider::SetStorageFilenames("file", "", "");
+    EXPECT_EQ(provider->StoreAll(0, database.Handle(), 0), QBFResult{QBF_OK});
+    std::string bytes = ReadFile("file");
+    bytes.back() = 'd';
+    WriteFile("file", bytes);
+    EXPECT_EQ(provider->RetrieveAll(0, database.Handle(), 0), QBFResult{QBF_OK});
+    return database.At("R/O/s").Bytes();
+}
+
+TEST_F(DocumentedSurprises, AStringOfABinaryFileMayLackItsNul) {
+    EXPECT_EQ(RestoredFromADamagedFile<BinaryProvider>(), (std::vector<std::uint8_t>{'a', 'b', 'c', 'd'}));
+}
+
+TEST_F(DocumentedSurprises, AStringOfASecureFileMayLackItsNul) {
+    EXPECT_EQ(RestoredFromADamagedFile<SecureProvider>(), (std::vector<std::uint8_t>{'a', 'b', 'c', 'd'}));
+}
+
+}  // namespace
+
+}  // namespace tal::test
