@@ -35,7 +35,7 @@ TEST_F(InspectBinaryFile, IsCutAlongTheLayout) {
 }
 
 TEST_F(InspectBinaryFile, ThatIsTooShortNamesTheVariableInWhichItEnds) {
-    const StoredContents contents = Inspect(whole_.substr(0, 8));
+    const StoredContents contents = Inspect(std::string_view(whole_).substr(0, 8));
     EXPECT_FALSE(contents.isWhole);
     EXPECT_THAT(Paths(contents), ElementsAre("R/O/number", "R/O/flag", "R/O/text"));
     EXPECT_EQ(contents.items[2].bytes, "ab");

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 #include "Commands.h"
 #include "Device/DeviceSupport/HwNames.h"

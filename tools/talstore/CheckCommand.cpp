@@ -1,3 +1,5 @@
+#include <nlohmann/json.hpp>
+
 #include "Commands.h"
 #include "DocumentValues.h"
 #include "Report.h"

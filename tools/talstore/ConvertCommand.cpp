@@ -1,3 +1,5 @@
+#include <nlohmann/json.hpp>
+
 #include "Commands.h"
 #include "Report.h"
 #include "Value.h"

@@ -1,3 +1,4 @@
+#include <nlohmann/json.hpp>
 #include <unordered_map>
 
 #include "Commands.h"

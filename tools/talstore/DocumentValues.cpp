@@ -1,5 +1,6 @@
 #include "DocumentValues.h"
 
+#include <nlohmann/json.hpp>
 #include <set>
 
 #include "DatabaseDescription.h"

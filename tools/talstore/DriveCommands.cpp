@@ -1,5 +1,7 @@
 /// The commands that drive one provider: store and retrieve.
 
+#include <nlohmann/json.hpp>
+
 #include "Commands.h"
 #include "Report.h"
 #include "Value.h"

@@ -1,6 +1,7 @@
 #include "LayoutFromXml.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "TypeTable.h"

@@ -4,7 +4,7 @@
 #define TALSTORE_LAYOUT_FROM_XML_H
 
 #include <cstdint>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <set>
 #include <vector>
 

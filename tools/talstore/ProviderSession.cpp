@@ -65,11 +65,11 @@ void WriteFile(const std::filesystem::path& path, std::string_view bytes) {
     }
 }
 
+constexpr char kEmptyDocument[] = "empty.xml";
+
 /// The XML reader keeps the path of the last region between documents. A board that has just started has none.
 void ForgetEarlierDocuments(const IStorageProvider& provider, void (*setFileNames)(const char* name)) {
-    constexpr char kName[] = "../nothing.xml";
-    WriteFile(kName, "<storage><region name=\"\"></region></storage>");
-    setFileNames(kName);
+    setFileNames((std::filesystem::path("..") / kEmptyDocument).c_str());
     host::Database nothing;
     provider.RetrieveAll(0, nothing.Handle(), 0);
 }
@@ -125,6 +125,9 @@ ProviderSession::ProviderSession(const ProviderInfo& provider, StorageLocation l
       fileName_(NameForProvider(provider, location, fileName)),
       filesPath_(directory_.Path() / "files") {
     std::filesystem::create_directory(filesPath_);
+    if (provider.format == Format::Xml) {
+        WriteFile(directory_.Path() / kEmptyDocument, "<storage><region name=\"\"></region></storage>");
+    }
 }
 
 void ProviderSession::PutFile(std::string_view bytes) const {

@@ -1,5 +1,7 @@
 #include "Report.h"
 
+#include <nlohmann/json.hpp>
+
 #include "DatabaseDescription.h"
 #include "TypeTable.h"
 #include "common/Text.h"

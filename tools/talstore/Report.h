@@ -4,7 +4,7 @@
 #define TALSTORE_REPORT_H
 
 #include <memory>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <vector>
