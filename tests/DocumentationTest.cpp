@@ -1,8 +1,10 @@
 /// The pages of the documentation: what they refer to exists, what they promise is held by tests.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <regex>
@@ -93,6 +95,77 @@ void ExpectExcerpts(const char* pageName, const char* exampleName) {
 
 TEST(DocumentedCode, OfTheAtomicReplacementStandsInItsExample) {
     ExpectExcerpts("docs/atomic-replacement.md", "examples/atomic-replacement.h");
+}
+
+TEST(DocumentedCode, OfAHostStandsInTheExample) {
+    ExpectExcerpts("docs/writing-a-host.md", "examples/small-host.cpp");
+}
+
+TEST(DocumentedHost, ProvidesEveryFunctionOfTheContract) {
+    const std::string page = Page("docs/writing-a-host.md").Text();
+    const std::vector<std::string> functions =
+        Matches(ReadFromRepository("src/Device/DeviceSupport/HostDatabase.h"), R"(\n\w+ (C[A-Z]\w+_\w+)\()");
+    EXPECT_EQ(functions.size(), 20U);
+    for (const std::string& function : functions) {
+        EXPECT_THAT(page, ::testing::HasSubstr('`' + function + '`'));
+    }
+}
+
+TEST(DocumentedHost, HasTheEncodedSymbolsThatTheLibraryLooksFor) {
+    const std::string imports = ReadFromRepository("tests/ExportsTest.cpp");
+    const std::vector<std::string> symbols = Matches(Page("docs/writing-a-host.md").Text(), "`(_Z\\w+)`");
+    EXPECT_EQ(symbols.size(), 5U);
+    for (const std::string& symbol : symbols) {
+        EXPECT_THAT(imports, ::testing::HasSubstr('"' + symbol + '"'));
+    }
+}
+
+/// The provider of each column of the table of locations, and how its trace begins to name the file.
+struct FileColumn {
+    QBFResult (*getInterface)(IStorageProvider**);
+    const char* announcement;
+};
+
+constexpr FileColumn kFileColumns[] = {{CXmlFileStorageProvider_GetInterface, "Reading XML file "},
+                                       {CReadOnlyXmlFileStorageProvider_GetInterface, "Reading XML file "},
+                                       {CBinaryFileStorageProvider_GetInterface, "Could not open file "},
+                                       {CSecureBinaryFileStorageProvider_GetInterface, "Could not open file "}};
+
+/// What the cell of the table should say: the file that a retrieve looks for.
+std::string FileOf(const FileColumn& column, StorageLocation location) {
+    CXmlFileStorageProviderBase_SetStorageFilenames("", "", "", "", "", "", "", "", "", "");
+    const TemporaryDirectory directory;
+    host::Database database;
+    IStorageProvider* provider = nullptr;
+    column.getInterface(&provider);
+    provider->Initialize(location);
+    const TraceRecorder traces;
+    EXPECT_EQ(provider->RetrieveAll(location, database.Handle(), 0), QBFResult{QBF_E_FAILED});
+    for (const TraceRecord& record : traces.Records()) {
+        const std::size_t at = record.message.find(column.announcement);
+        if (at != std::string::npos) {
+            const std::string name = record.message.substr(at + std::strlen(column.announcement));
+            const std::string file = name.substr(0, name.find(" ("));
+            return file.empty() ? "none" : file;
+        }
+        if (record.code == QBF_E_INVALID_ARGUMENT) {
+            return "–";
+        }
+    }
+    return "no trace of a file";
+}
+
+TEST(DocumentedHost, HasTheFilesOfTheTableOfLocations) {
+    const std::vector<Page::Row> rows = Page("docs/writing-a-host.md").TableBehind("## Locations and their files");
+    ASSERT_EQ(rows.size(), 12U);
+    for (StorageLocation location = 0; location < rows.size(); ++location) {
+        const Page::Row& row = rows[location];
+        ASSERT_EQ(row.size(), 1 + std::size(kFileColumns));
+        EXPECT_EQ(row[0], std::to_string(location));
+        for (std::size_t column = 0; column < std::size(kFileColumns); ++column) {
+            EXPECT_EQ(row[1 + column], FileOf(kFileColumns[column], location)) << location << " column " << column;
+        }
+    }
 }
 
 /// The enumerators that a public header gives to result codes, with their values as they stand there.

@@ -372,6 +372,7 @@ TEST(DocumentedLayoutChangesTable, HasNoRowThatIsNotTried) {
         documented.push_back(row[0]);
     }
     std::vector<std::string> tried;
+    tried.reserve(kChanges.size());
     for (const Change& change : kChanges) {
         tried.push_back(change.name);
     }
