@@ -54,7 +54,12 @@ struct RegisterAlternative {
 };
 
 /// Ends the program when something that is measured does not work.
-void Require(bool holds, const char* what);
+[[noreturn]] void Fail(const char* what);
+inline void Require(bool holds, const char* what) {
+    if (!holds) {
+        Fail(what);
+    }
+}
 
 /// The variable that is registered under the path, which there must be.
 [[nodiscard]] host::Variable& Registered(const host::Database& database, std::string_view path);

@@ -95,19 +95,9 @@ std::string ReadWhole(const std::string& fileName) {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-namespace {
-
-[[noreturn]] void Fail(const char* what) {
+void Fail(const char* what) {
     std::fprintf(stderr, "tal_bench: failed: %s\n", what);
     std::exit(1);
-}
-
-}  // namespace
-
-void Require(bool holds, const char* what) {
-    if (!holds) {
-        Fail(what);
-    }
 }
 
 host::Variable& Registered(const host::Database& database, std::string_view path) {

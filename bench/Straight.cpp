@@ -15,6 +15,14 @@ namespace tal::bench {
 
 namespace {
 
+/// With a buffer as large as the providers'.
+std::FILE* Open(const char* fileName, const char* mode) {
+    static char buffer[std::size_t{64} * 1024];
+    std::FILE* const file = std::fopen(fileName, mode);
+    std::setvbuf(file, buffer, _IOFBF, sizeof buffer);
+    return file;
+}
+
 /// What a trace costs when nobody wants it.
 void SuppressedTrace(unsigned long code) {
     if (DS_trace.threshold >= CPexTraceHandler_DmLevel2GtLevel(code)) {
@@ -199,7 +207,7 @@ void WriteObject(Document& document, CStorageObject* object) {
 }
 
 void WriteDocument(host::Database& database) {
-    std::FILE* const file = std::fopen("straight.xml", "w+");
+    std::FILE* const file = Open("straight.xml", "w+");
     Document document(file);
     document << R"(<?xml version="1.0" encoding="UTF-8"?><storage name = "RV20">)";
     bool isRegionOpen = false;
@@ -252,7 +260,7 @@ void ForEachValue(CStorageObject* object, Visit& visit) {
 }
 
 void WriteImage(host::Database& database) {
-    std::FILE* const file = std::fopen("straight.bin", "w+");
+    std::FILE* const file = Open("straight.bin", "w+");
     auto write = [file](CVariable* /*variable*/, void* content, std::uint32_t size) {
         Require(std::fwrite(content, 1, size, file) == size, "fwrite");
     };
@@ -265,7 +273,7 @@ void WriteImage(host::Database& database) {
 void ReadImage(host::Database& database) {
     CDatabase_UpdatePathHashTable(database.Handle());
     CDatabase_SetAsNotRetrieved(database.Handle());
-    std::FILE* const file = std::fopen("storage_calibration_database.bin", "r");
+    std::FILE* const file = Open("storage_calibration_database.bin", "r");
     auto read = [file](CVariable* variable, void* content, std::uint32_t size) {
         Require(std::fread(content, 1, size, file) == size, "fread");
         CVariable_SetRetrieved(variable, 1);
@@ -346,7 +354,7 @@ void WriteRecords(CStorageObject* object, PathPrefix& path, std::FILE* file, boo
 }
 
 void WriteSecureFile(host::Database& database) {
-    std::FILE* const file = std::fopen("straight.sbin", "w+");
+    std::FILE* const file = Open("straight.sbin", "w+");
     PathPrefix path = {};
     ForEachObject(database, [&](const char* region, CStorageObject* object, bool /*isLast*/) {
         path.length = 0;
@@ -360,7 +368,7 @@ void WriteSecureFile(host::Database& database) {
 void ReadSecureFile(host::Database& database) {
     CDatabase_UpdatePathHashTable(database.Handle());
     CDatabase_SetAsNotRetrieved(database.Handle());
-    std::FILE* const file = std::fopen("storage_calibration_database.sbin", "r");
+    std::FILE* const file = Open("storage_calibration_database.sbin", "r");
     std::uint32_t header[5];
     while (std::fread(header, 1, kHeaderSize, file) == kHeaderSize) {
         Require(header[0] == 0xDEADBEEF && header[2] <= 510, "header");

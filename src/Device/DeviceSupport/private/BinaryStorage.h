@@ -54,7 +54,7 @@ QBFResult SelectFile(LocationFiles<Count>& files, StorageLocation location) {
 /// @return QBF_OK and the stream, or QBF_E_OPEN_FAILED, traced.
 template <class Traces>
 QBFResult OpenNamedFile(const FileName& name, StorageOpenMode mode, std::FILE** out) {
-    *out = std::fopen(name, mode == StorageOpenMode::Retrieve ? "r" : "w+");
+    *out = OpenStream(name, mode == StorageOpenMode::Retrieve ? "r" : "w+");
     if (*out == nullptr) {
         constexpr const char* kTraceSource = Traces::kSource;
         DS_TRACE(Traces::kOpenFile, QBF_E_OPEN_FAILED, "Could not open file %s (errno is: %d)", name, errno);

@@ -2,6 +2,9 @@
 #ifndef TAL_PRIVATE_STORAGE_FILE_H
 #define TAL_PRIVATE_STORAGE_FILE_H
 
+#include <cstddef>
+#include <cstdio>
+
 namespace tal {
 
 /// What a storage file is opened for. Every mode other than StoreWritable and Retrieve means writing.
@@ -9,6 +12,20 @@ enum class StorageOpenMode : unsigned { Store = 0, StoreWritable = 1, Retrieve =
 
 /// A file-name slot: at most 79 characters, always terminated.
 using FileName = char[80];
+
+/// Between the providers and the file that is open, of which there is one at a time. A large one, because a store
+/// spends much of its time in the calls that hand the buffer to the kernel.
+inline char streamBuffer[std::size_t{64} * 1024];
+
+/// @return the stream, or null; `errno` is that of the failure.
+[[nodiscard]] inline std::FILE* OpenStream(const char* fileName, const char* mode) {
+    std::FILE* const file = std::fopen(fileName, mode);
+    if (file != nullptr) {
+        // A stream that does not take this buffer gets one of the C library's.
+        static_cast<void>(std::setvbuf(file, streamBuffer, _IOFBF, sizeof streamBuffer));
+    }
+    return file;
+}
 
 /// The printf argument for the "%d" of a storage location.
 [[nodiscard]] constexpr int PrintableLocation(unsigned long location) {
