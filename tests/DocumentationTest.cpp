@@ -192,6 +192,37 @@ TEST(DocumentedResultCodes, AreExactlyThoseOfThePublicHeaders) {
     EXPECT_EQ(documented, codes);
 }
 
+std::vector<std::string> SourcesIn(const std::string& folder) {
+    std::vector<std::string> sources = FilesOf(folder, ".cpp");
+    const std::vector<std::string> headers = FilesOf(folder, ".h");
+    sources.insert(sources.end(), headers.begin(), headers.end());
+    EXPECT_FALSE(sources.empty()) << folder;
+    return sources;
+}
+
+TEST(DocumentedArchitecture, NamesEverySourceOfTheLibrary) {
+    const std::string page = Page("docs/architecture.md").Text();
+    for (const std::string& source : SourcesIn("src/Device/DeviceSupport/private")) {
+        EXPECT_THAT(page, ::testing::HasSubstr('`' + fs::path(source).stem().string() + '`'));
+    }
+}
+
+TEST(DocumentedArchitecture, DependenciesRunOneWay) {
+    constexpr const char* kIncluded = R"re(#include "([^"]+)")re";
+    for (const std::string& source : SourcesIn("src")) {
+        for (const std::string& included : Matches(ReadFromRepository(source), kIncluded)) {
+            EXPECT_EQ(included.find("Device/DeviceSupport/"), 0U) << source << " includes " << included;
+        }
+    }
+    for (const std::string& source : SourcesIn("host")) {
+        for (const std::string& included : Matches(ReadFromRepository(source), kIncluded)) {
+            const bool isOwn = fs::exists(RepositoryRoot() / "host" / included);
+            const bool isPublic = fs::path(included).parent_path() == "Device/DeviceSupport";
+            EXPECT_TRUE(isOwn || isPublic) << source << " includes " << included;
+        }
+    }
+}
+
 TEST(DocumentedPromises, AreNumberedInOrderAndNameTheirTests) {
     const std::string text = Page("docs/promises.md").Text();
     const std::regex number(R"((?:^|\n)(\d+)\. )");
