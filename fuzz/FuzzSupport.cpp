@@ -3,10 +3,7 @@
 #include <climits>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <iostream>
 #include <iterator>
 
 #include "Device/DeviceSupport/private/Tracing.h"
@@ -17,32 +14,10 @@ namespace {
 
 char record[4096];
 
-/// The folder of the storage file, in memory where there is such a file system; removed at exit.
-class StorageFolder {
-public:
-    StorageFolder() {
-        std::string name = std::filesystem::exists("/dev/shm") ? "/dev/shm/tal-fuzz-XXXXXX" : "/tmp/tal-fuzz-XXXXXX";
-        Require(mkdtemp(name.data()) != nullptr, "a folder for the storage file can be made");
-        path_ = name;
-        fileName_ = name + "/storage";
-    }
-    ~StorageFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    StorageFolder(const StorageFolder&) = delete;
-    StorageFolder& operator=(const StorageFolder&) = delete;
-
-    [[nodiscard]] const std::string& FileName() const { return fileName_; }
-
-private:
-    std::filesystem::path path_;
-    std::string fileName_;
-};
-
 const std::string& StorageFileName() {
-    static const StorageFolder folder;
-    return folder.FileName();
+    static const MemoryFolder folder;
+    static const std::string name = folder.Path() / "storage";
+    return name;
 }
 
 IStorageProvider& Initialized(QBFResult (*getInterface)(IStorageProvider** out)) {
@@ -55,13 +30,6 @@ IStorageProvider& Initialized(QBFResult (*getInterface)(IStorageProvider** out))
 }
 
 }  // namespace
-
-void Require(bool holds, std::string_view what) {
-    if (!holds) {
-        std::cerr << "this does not hold: " << what << std::endl;
-        std::abort();
-    }
-}
 
 void WriteStorageFile(const std::uint8_t* data, std::size_t size) {
     std::ofstream file(StorageFileName(), std::ios::binary);

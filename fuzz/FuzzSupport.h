@@ -1,23 +1,20 @@
-/// What the fuzz targets share: a storage file in memory, providers that use it, a database of every type.
+/// What the fuzz targets of the providers share: a storage file in memory, providers that use it, a database of every
+/// type.
 #ifndef TAL_FUZZ_SUPPORT_H
 #define TAL_FUZZ_SUPPORT_H
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <string>
-#include <string_view>
 #include <vector>
 
 #include "Device/DeviceSupport/DeviceSupport.h"
+#include "FuzzBasics.h"
 #include "ReferenceHost.h"
 
 namespace tal::fuzz {
 
 using Bytes = std::vector<std::uint8_t>;
-
-/// Says what does not hold and aborts, so that the fuzzer keeps the input.
-void Require(bool holds, std::string_view what);
 
 /// The one file that every provider of the process uses for location 0.
 void WriteStorageFile(const std::uint8_t* data, std::size_t size);

@@ -41,8 +41,9 @@ TEST(Usage, VersionIsPrinted) {
 
 TEST(Usage, WrongUseIsStatusTwoAndSaysWhat) {
     EXPECT_EQ(Talstore({}).status, 2);
-    EXPECT_THAT(Talstore({}).err, HasSubstr("A subcommand is required"));
+    EXPECT_THAT(Talstore({}).err, HasSubstr("a command is needed"));
     EXPECT_EQ(Talstore({"frobnicate"}).status, 2);
+    EXPECT_THAT(Talstore({"frobnicate"}).err, HasSubstr("frobnicate"));
     EXPECT_EQ(Talstore({"show"}).status, 2);
     EXPECT_THAT(Talstore({"show"}).err, HasSubstr("FILE is required"));
     EXPECT_EQ(Talstore({"show", "a", "--frobnicate"}).status, 2);

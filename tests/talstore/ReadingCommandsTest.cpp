@@ -213,6 +213,11 @@ TEST_F(Check, FindsEveryRefusedValueAndGoesOnBehindIt) {
                 ElementsAre("xml.refused R/O/a", "xml.refused R/O/c", "xml.changed R/O/d"));
 }
 
+TEST_F(Check, ListsItsFindingsInTheOrderOfTheFile) {
+    EXPECT_THAT(CodesOf(Variable("a", "U8", "300") + Variable("b", "U9", "1") + Variable("c", "STRING", "x&lt;y")),
+                ElementsAre("xml.changed R/O/a", "xml.unknown-type R/O/b", "xml.changed R/O/c"));
+}
+
 TEST_F(Check, ListsWhatAnUpgradeWouldLose) {
     WriteFile("unit.sbin", Record("R/O/u8", "\x05") + Record("R/O/u32", "toolong") + Record("R/O/gone", "x"));
     const Ended ended = Talstore({"check", "unit.sbin", "--layout", "layout.json"});
@@ -246,10 +251,10 @@ TEST_F(Check, SaysWhenTheRetrieveFails) {
     WriteFile("unit.xml", ReadFile("unit.xml").substr(0, 200));
     const Ended ended = Talstore({"check", "unit.xml", "--layout", "layout.json"});
     EXPECT_EQ(ended.status, 1);
-    EXPECT_THAT(ended.out, HasSubstr("; the retrieve fails\n"));
-    EXPECT_THAT(ended.out,
-                HasSubstr("left     R/O/u32     the board gives up before it sets the defaults: Parse error in file "
-                          "unit.xml at line 3: unclosed token\n"));
+    EXPECT_THAT(ended.out, HasSubstr("; the retrieve fails: Parse error in file unit.xml at line 3: unclosed token\n"));
+    EXPECT_THAT(ended.out, HasSubstr("left     R/O/u32     the board gives up before it sets the defaults\n"));
+    EXPECT_EQ(Talstore({"check", "unit.xml", "--layout", "layout.json", "--json"}).Json()["restore"]["failure"],
+              "Parse error in file unit.xml at line 3: unclosed token");
 }
 
 // ---- diff
@@ -428,6 +433,23 @@ TEST_F(LayoutCommand, SaysWhatItLeavesOut) {
     EXPECT_THAT(ended.err, HasSubstr("unit.xml: 3:1: a: left out: a second variable of this name"));
     EXPECT_THAT(ended.err, HasSubstr("unit.xml: 4:1: R/O/b: left out: its type is \"U9\""));
     EXPECT_THAT(ended.err, HasSubstr("R: left out: a second region of this name"));
+}
+
+TEST_F(LayoutCommand, RefusesASecureFile) {
+    StoreFile("unit.sbin");
+    const Ended ended = Talstore({"layout", "unit.sbin"});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.out, IsEmpty());
+    EXPECT_THAT(ended.err, HasSubstr("unit.sbin: a secure binary file holds no types"));
+}
+
+TEST_F(LayoutCommand, LeavesOutTheRestOfACharacterThatTheReaderCuts) {
+    const std::string longest(2045, 'x');
+    WriteFile("unit.xml", Document("<region name = \"R\"><object name = \"O\">" +
+                                   Variable("a", "STRING", longest + "\u00E9") + "</object></region>"));
+    const Ended ended = Talstore({"layout", "unit.xml", "--defaults"});
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    EXPECT_EQ(ended.Json()["regions"][0]["objects"][0]["variables"][0]["default"], longest);
 }
 
 TEST_F(LayoutCommand, OfADamagedDocumentDescribesWhatIsBeforeTheDamage) {

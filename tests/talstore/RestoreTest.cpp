@@ -77,7 +77,7 @@ TEST_F(Restoring, ASecureRecordThatTheLayoutLacksIsIgnored) {
 TEST_F(Restoring, BehindABadStartMarkerVariablesAreLeft) {
     EXPECT_THAT(Restore(Format::Secure, Record("R/O/a", "\x05") + std::string(20, 'x')),
                 ElementsAre("restored R/O/a", "left R/O/b"));
-    EXPECT_THAT(report_.variables[1].reason, HasSubstr("Start marker missing"));
+    EXPECT_THAT(report_.failure, HasSubstr("Start marker missing"));
     EXPECT_TRUE(talstore::IsFailure(report_.run.result));
 }
 
@@ -175,7 +175,7 @@ TEST_F(Restoring, AWrongBoolCostsWhatFollows) {
 TEST_F(Restoring, BehindASyntaxErrorVariablesAreLeft) {
     EXPECT_THAT(Restore(Format::Xml, InObject(Variable("a", "U8", "5") + "<")),
                 ElementsAre("restored R/O/a", "left R/O/b"));
-    EXPECT_THAT(report_.variables[1].reason, HasSubstr("Parse error in file"));
+    EXPECT_THAT(report_.failure, HasSubstr("Parse error in file"));
 }
 
 TEST_F(Restoring, ADocumentsVariableThatTheLayoutLacksIsIgnored) {

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "Commands.h"
@@ -21,7 +22,8 @@ std::string ChangedReason(const StoredItem& item) {
     if (item.texts.size() == 1 && item.texts.front().empty()) {
         return "an empty text does not come back: the reader takes the last text before it";
     }
-    return "it is out of range, too long, no value of its type, or holds an entity or a line break";
+    return item.type == "STRING" ? "the text is too long, or holds an entity or a line break"
+                                 : "a number is out of range, has more digits than are kept, or is none";
 }
 
 /// Reports what does not come back as it stands in the document.
@@ -60,17 +62,14 @@ Json RestoreJson(const std::string& layoutName, const StoredContents& contents, 
                            {"place", PlaceJson(contents.items[index].place)},
                            {"reason", report.items[index].reason}});
     }
-    return {{"layout", layoutName},
-            {"result", report.run.result},
-            {"counts", CountsJson(report)},
-            {"variables", std::move(variables)},
-            {"ignored", std::move(ignored)}};
+    return {{"layout", layoutName},         {"result", report.run.result},       {"failure", report.failure},
+            {"counts", CountsJson(report)}, {"variables", std::move(variables)}, {"ignored", std::move(ignored)}};
 }
 
 void PrintRestore(const Console& console, const std::string& layoutName, const StoredContents& contents,
                   const RestoreReport& report, bool showsAll) {
     console.out << "\na board with " << Printable(layoutName) << ": " << CountsText(report)
-                << (IsFailure(report.run.result) ? "; the retrieve fails" : "") << '\n';
+                << (report.failure.empty() ? "" : "; the retrieve fails: " + Printable(report.failure)) << '\n';
     Table table;
     for (const VariableReport& variable : report.variables) {
         if (showsAll || !IsAsExpected(variable.outcome)) {
@@ -97,6 +96,8 @@ int Check(const CheckOptions& options, const Console& console) {
     if (file.format == Format::Xml) {
         CheckValues(file, contents);
     }
+    std::stable_sort(contents.findings.begin(), contents.findings.end(),
+                     [](const Finding& a, const Finding& b) { return a.place.offset < b.place.offset; });
     const Json findings = FindingsJson(contents.findings);
     Json json = {{"file", file.name},
                  {"format", NameOf(file.format)},

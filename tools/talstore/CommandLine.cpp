@@ -35,7 +35,6 @@ public:
                                 "  talstore check unit.sbin --layout board.json\n"
                                 "  talstore COMMAND --help\n\n") +
                     kExitStatuses);
-        app_.require_subcommand(1);
         app_.get_formatter()->column_width(28);
         AddShow();
         AddCheck();
@@ -52,6 +51,9 @@ public:
         std::reverse(arguments.begin(), arguments.end());
         try {
             app_.parse(arguments);
+            if (!run_) {
+                throw InputError("a command is needed; --help lists them");
+            }
             return run_();
         } catch (const CLI::ParseError& error) {
             return app_.exit(error, console_.out, console_.err) == 0 ? kFine : kCannot;

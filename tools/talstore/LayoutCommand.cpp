@@ -11,6 +11,9 @@ namespace tal::talstore {
 
 int Layout(const LayoutOptions& options, const Console& console) {
     const StorageFile file = LoadStorageFile(options.file, Format::Xml, false);
+    if (RecogniseFormat(file.bytes, file.name) == Format::Secure) {
+        throw InputError(file.name + ": a secure binary file holds no types; only an XML document makes a description");
+    }
     const StoredContents contents = InspectXml(file.bytes);
     LayoutWishes wishes;
     wishes.stringCapacity = options.stringCapacity;
@@ -20,10 +23,12 @@ int Layout(const LayoutOptions& options, const Console& console) {
         wishes.values = values.layout.get();
     }
     std::vector<Finding> findings;
-    const nlohmann::ordered_json layout = DeriveLayout(contents, wishes, findings);
+    // The reader may cut a text inside a character, of which JSON can hold no part.
+    const std::string layout =
+        DeriveLayout(contents, wishes, findings).dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::ignore);
     // Whatever is handed out can be used.
-    static_cast<void>(host::LoadDatabase(layout));
-    WriteWholeFile(options.output, layout.dump(2) + '\n', console.out);
+    static_cast<void>(host::LoadDatabaseFromText(layout));
+    WriteWholeFile(options.output, layout + '\n', console.out);
 
     if (!contents.isWhole) {
         findings.insert(findings.end(), contents.findings.begin(), contents.findings.end());

@@ -79,6 +79,9 @@ public:
         const std::vector<std::string> opposite = RetrieveOverOpposites();
         layout_.ResetToDefaults();
         report_.run = session_.Retrieve(layout_);
+        if (IsFailure(report_.run.result)) {
+            report_.failure = ReasonForFailure();
+        }
         report_.items.resize(contents_.items.size());
         FollowItems();
         ReportVariables(opposite);
@@ -242,7 +245,8 @@ private:
         const ItemReport* const item = report.item == kNone ? nullptr : &report_.items[report.item];
         if (BytesOf(*report.variable) != other || !report.variable->HoldsDefault()) {
             report.outcome = Outcome::Left;
-            report.reason = ReasonForLeaving();
+            report.reason = report_.failure.empty() ? "the provider leaves it as it is"
+                                                    : "the board gives up before it sets the defaults";
         } else if (item == nullptr) {
             report.outcome = report.isStored ? Outcome::Defaulted : Outcome::ReadOnly;
             report.reason = !report.isStored ? "in a read-only object, which is never stored"
@@ -265,13 +269,12 @@ private:
     }
 
     /// What made the retrieve fail, and not the record that only passes it on.
-    [[nodiscard]] std::string ReasonForLeaving() const {
-        for (auto record = report_.run.trace.rbegin(); record != report_.run.trace.rend(); ++record) {
-            if (IsFailure(record->code) && record->message != "Error when calling ManageRetrieve") {
-                return "the board gives up before it sets the defaults: " + Reason(record->message);
-            }
-        }
-        return "the provider leaves it as it is";
+    [[nodiscard]] std::string ReasonForFailure() const {
+        const auto& trace = report_.run.trace;
+        const auto record = std::find_if(trace.rbegin(), trace.rend(), [](const TraceRecord& candidate) {
+            return IsFailure(candidate.code) && candidate.message != "Error when calling ManageRetrieve";
+        });
+        return record == trace.rend() ? "it does not say why" : Reason(record->message);
     }
 
     [[nodiscard]] std::string FirstRefused() const {

@@ -56,6 +56,7 @@ struct ItemReport {
 
 struct RestoreReport {
     Run run;
+    std::string failure;                    ///< Why the retrieve fails, empty when it does not.
     std::vector<VariableReport> variables;  ///< In tree order, without those that hold objects.
     std::vector<ItemReport> items;          ///< One per item of the contents.
 
