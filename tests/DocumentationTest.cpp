@@ -11,9 +11,10 @@
 #include <set>
 
 #include "host/ReferenceHost.h"
-#include "support/BinaryFixture.h"
 #include "support/Documentation.h"
+#include "support/FileProviders.h"
 #include "support/Files.h"
+#include "support/TraceRecorder.h"
 #include "support/XmlFixture.h"
 
 namespace tal::test {
@@ -273,29 +274,26 @@ TEST_F(DocumentedSurprises, AFloatComesBackWithSevenDigits) {
 }
 
 /// Stores a string, makes its NUL another letter, and restores it.
-template <class Provider>
-std::vector<std::uint8_t> RestoredFromADamagedFile() {
+std::string RestoredFromADamagedFile(const FileProvider& files) {
     const TemporaryDirectory directory;
     host::Database database;
     database.AddRegion("R").AddObject("O").String("s", 4, "abc");
-    IStorageProvider* provider = nullptr;
-    Provider::GetInterface(&provider);
-    provider->Initialize(0);
-    Provider::SetStorageFilenames("file", "", "");
+    IStorageProvider* const provider = files.Prepare("file");
     EXPECT_EQ(provider->StoreAll(0, database.Handle(), 0), QBFResult{QBF_OK});
     std::string bytes = ReadFile("file");
     bytes.back() = 'd';
     WriteFile("file", bytes);
     EXPECT_EQ(provider->RetrieveAll(0, database.Handle(), 0), QBFResult{QBF_OK});
-    return database.At("R/O/s").Bytes();
+    const std::vector<std::uint8_t> restored = database.At("R/O/s").Bytes();
+    return {restored.begin(), restored.end()};
 }
 
 TEST_F(DocumentedSurprises, AStringOfABinaryFileMayLackItsNul) {
-    EXPECT_EQ(RestoredFromADamagedFile<BinaryProvider>(), (std::vector<std::uint8_t>{'a', 'b', 'c', 'd'}));
+    EXPECT_EQ(RestoredFromADamagedFile(kBinaryFiles), "abcd");
 }
 
 TEST_F(DocumentedSurprises, AStringOfASecureFileMayLackItsNul) {
-    EXPECT_EQ(RestoredFromADamagedFile<SecureProvider>(), (std::vector<std::uint8_t>{'a', 'b', 'c', 'd'}));
+    EXPECT_EQ(RestoredFromADamagedFile(kSecureFiles), "abcd");
 }
 
 }  // namespace

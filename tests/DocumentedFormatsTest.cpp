@@ -3,6 +3,7 @@
 #include "host/ReferenceHost.h"
 #include "support/BinaryFixture.h"
 #include "support/Documentation.h"
+#include "support/FileProviders.h"
 #include "support/SecureRecords.h"
 
 namespace tal::test {
@@ -32,28 +33,9 @@ std::string BytesOfDump(const std::string& dump) {
     return bytes;
 }
 
-void UseXml() {
-    CXmlFileStorageProviderBase_SetStorageFilenames(kFile, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                                    nullptr, nullptr, nullptr);
-}
-
-void UseBinary() {
-    CBinaryFileStorageProvider_SetStorageFilenames(kFile, kFile, kFile);
-}
-
-void UseSecure() {
-    CSecureBinaryFileStorageProvider_SetStorageFilenames(kFile, kFile, kFile);
-}
-
 class DocumentedFormats : public ::testing::Test {
 protected:
-    using Entry = QBFResult (*)(IStorageProvider**);
-
-    void Use(Entry entry, void (*setNames)()) {
-        entry(&provider_);
-        provider_->Initialize(0);
-        setNames();
-    }
+    void Use(const FileProvider& provider) { provider_ = provider.Prepare(kFile); }
 
     std::string StoredBytes(host::Database& database) {
         EXPECT_EQ(provider_->StoreAll(0, database.Handle(), 0), QBFResult{QBF_OK});
@@ -86,17 +68,17 @@ protected:
 };
 
 TEST_F(DocumentedFormats, TheXmlDumpIsWhatIsWrittenAndRead) {
-    Use(CXmlFileStorageProvider_GetInterface, UseXml);
+    Use(kXmlFiles);
     ExpectExample(page_.BlockBehind("### The example as an XML document"), false);
 }
 
 TEST_F(DocumentedFormats, TheBinaryDumpIsWhatIsWrittenAndRead) {
-    Use(CBinaryFileStorageProvider_GetInterface, UseBinary);
+    Use(kBinaryFiles);
     ExpectExample(BytesOfDump(page_.BlockBehind("### The example as a binary file")), true);
 }
 
 TEST_F(DocumentedFormats, TheSecureDumpIsWhatIsWrittenAndRead) {
-    Use(CSecureBinaryFileStorageProvider_GetInterface, UseSecure);
+    Use(kSecureFiles);
     const std::string dump = BytesOfDump(page_.BlockBehind("### The example as a secure file"));
     ExpectExample(dump, false);
     EXPECT_EQ(dump, SecureRecord("Cfg/Rf/Gain", Bytes({2, 1})) + SecureRecord("Cfg/Rf/On", Bytes({1, 0, 0, 0})) +
@@ -141,7 +123,7 @@ TEST_F(DocumentedFormats, TheTableOfTypesListsEveryTypeThatHasAValue) {
 }
 
 TEST_F(DocumentedFormats, EveryTypeIsShownInDocumentsAsTheTableSays) {
-    Use(CXmlFileStorageProvider_GetInterface, UseXml);
+    Use(kXmlFiles);
     for (const TypeRow& row : TypeRows(page_)) {
         SCOPED_TRACE(row.text);
         host::Database database;
@@ -157,7 +139,7 @@ TEST_F(DocumentedFormats, EveryTypeIsShownInDocumentsAsTheTableSays) {
 }
 
 TEST_F(DocumentedFormats, EveryTypeHasInBinaryFilesTheBytesOfTheTable) {
-    Use(CBinaryFileStorageProvider_GetInterface, UseBinary);
+    Use(kBinaryFiles);
     for (const TypeRow& row : TypeRows(page_)) {
         host::Database database;
         row.BuildVariable(database);
@@ -166,7 +148,7 @@ TEST_F(DocumentedFormats, EveryTypeHasInBinaryFilesTheBytesOfTheTable) {
 }
 
 TEST_F(DocumentedFormats, EveryTypeHasInSecureFilesTheBytesOfTheTable) {
-    Use(CSecureBinaryFileStorageProvider_GetInterface, UseSecure);
+    Use(kSecureFiles);
     for (const TypeRow& row : TypeRows(page_)) {
         host::Database database;
         row.BuildVariable(database);
