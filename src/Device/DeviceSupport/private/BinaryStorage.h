@@ -53,8 +53,8 @@ QBFResult SelectFile(LocationFiles<Count>& files, StorageLocation location) {
 /// Opens the file, for writing (created or truncated) in every mode other than Retrieve.
 /// @return QBF_OK and the stream, or QBF_E_OPEN_FAILED, traced.
 template <class Traces>
-QBFResult OpenNamedFile(const FileName& name, StorageOpenMode mode, std::FILE** out) {
-    *out = OpenStream(name, mode == StorageOpenMode::Retrieve ? "r" : "w+");
+QBFResult OpenNamedFile(const FileName& name, StorageOpenMode mode, StreamBuffer& buffer, std::FILE** out) {
+    *out = OpenStream(name, mode == StorageOpenMode::Retrieve ? "r" : "w+", buffer);
     if (*out == nullptr) {
         constexpr const char* kTraceSource = Traces::kSource;
         DS_TRACE(Traces::kOpenFile, QBF_E_OPEN_FAILED, "Could not open file %s (errno is: %d)", name, errno);

@@ -26,6 +26,7 @@ struct BinaryTraces {
 };
 
 tal::LocationFiles<3> BinaryFileNameTable = {{0, 3, 6}, {}, {}};
+tal::StreamBuffer streamBuffer;
 IStorageProvider binaryInterface;
 
 QBFResult OpenFile(StorageLocation location, StorageOpenMode mode, std::FILE** file) {
@@ -33,7 +34,8 @@ QBFResult OpenFile(StorageLocation location, StorageOpenMode mode, std::FILE** f
     if (IsFailure(selected)) {
         return selected;
     }
-    const QBFResult opened = tal::OpenNamedFile<BinaryTraces>(BinaryFileNameTable.CurrentFileName, mode, file);
+    const QBFResult opened =
+        tal::OpenNamedFile<BinaryTraces>(BinaryFileNameTable.CurrentFileName, mode, streamBuffer, file);
     if (IsFailure(opened)) {
         return opened;
     }

@@ -54,6 +54,7 @@ constexpr std::size_t kFirstReadOfDevice = 4096;
 
 IStorageProvider secureInterface;
 tal::LocationFiles<5> SecureFileNameTable = {{0, 1, 2, 3, 6}, {}, {}};
+tal::StreamBuffer streamBuffer;
 unsigned long ChannelNumber = 0;
 
 char RegionPath[40];
@@ -106,7 +107,8 @@ QBFResult OpenFile(StorageLocation location, StorageOpenMode mode, std::FILE** o
         DS_TRACE(kOpenFile, QBF_E_INVALID_ARGUMENT, "Storage operation eSTORE_WRITABLE not supported");
         return QBF_E_INVALID_ARGUMENT;
     }
-    const QBFResult opened = tal::OpenNamedFile<SecureTraces>(SecureFileNameTable.CurrentFileName, mode, out);
+    const QBFResult opened =
+        tal::OpenNamedFile<SecureTraces>(SecureFileNameTable.CurrentFileName, mode, streamBuffer, out);
     if (IsFailure(opened)) {
         return opened;
     }

@@ -19,6 +19,7 @@ namespace {
 constexpr char kTraceSource[] = "src/Device/DeviceSupport/private/CXmlFileStorageProviderBase";
 
 IStorageProvider baseInterface;
+StreamBuffer streamBuffer;
 
 struct XmlLocation {
     StorageLocation location;
@@ -71,7 +72,7 @@ QBFResult OpenForReading(StorageLocation location, std::FILE** out) {
         return QBF_E_FAILED;
     }
     AllocateReadBuffer(status.st_size);
-    *out = OpenStream(state.CurrentFileName, "r");
+    *out = OpenStream(state.CurrentFileName, "r", streamBuffer);
     if (*out == nullptr) {
         DS_TRACE("CXmlFileStorageProviderBase_OpenFile", QBF_E_FAILED, "Error opening XML file");
         return QBF_E_FAILED;
@@ -85,7 +86,7 @@ QBFResult OpenForWriting(const XmlLocation& location, std::FILE** out) {
                  "Attempt to open file %s for write - operation not intended for this file", state.CurrentFileName);
         return QBF_E_FAILED;
     }
-    *out = OpenStream(state.CurrentFileName, "w+");
+    *out = OpenStream(state.CurrentFileName, "w+", streamBuffer);
     if (*out == nullptr) {
         DS_TRACE("CXmlFileStorageProviderBase_OpenFile", QBF_E_OPEN_FAILED,
                  "Could not open storage file %s (errno is: %d)", state.CurrentFileName, errno);

@@ -13,16 +13,17 @@ enum class StorageOpenMode : unsigned { Store = 0, StoreWritable = 1, Retrieve =
 /// A file-name slot: at most 79 characters, always terminated.
 using FileName = char[80];
 
-/// Between the providers and the file that is open, of which there is one at a time. A large one, because a store
+/// Between a provider and its open file, of which it has one at a time. Larger than the C library's, because a store
 /// spends much of its time in the calls that hand the buffer to the kernel.
-inline char streamBuffer[std::size_t{64} * 1024];
+using StreamBuffer = char[std::size_t{16} * 1024];
 
+/// The stream uses `buffer` until it is closed.
 /// @return the stream, or null; `errno` is that of the failure.
-[[nodiscard]] inline std::FILE* OpenStream(const char* fileName, const char* mode) {
+[[nodiscard]] inline std::FILE* OpenStream(const char* fileName, const char* mode, StreamBuffer& buffer) {
     std::FILE* const file = std::fopen(fileName, mode);
     if (file != nullptr) {
         // A stream that does not take this buffer gets one of the C library's.
-        static_cast<void>(std::setvbuf(file, streamBuffer, _IOFBF, sizeof streamBuffer));
+        static_cast<void>(std::setvbuf(file, buffer, _IOFBF, sizeof buffer));
     }
     return file;
 }
