@@ -16,7 +16,8 @@ namespace tal::bench {
 enum class Role {
     Library,
     Limit,        ///< What the job costs at the least.
-    Reference,    ///< A part of the job; shown, compared with nothing.
+    Host,         ///< The host's part of the job.
+    Reference,    ///< Another part of the job; shown, compared with nothing.
     Alternative,  ///< What people would use instead.
     Synced        ///< The library again, with the sync to the medium counted.
 };
@@ -43,6 +44,7 @@ void FillDatabase(host::Database& database, std::size_t variableCount);
 void AddLibrary(host::Database& database, Contenders& contenders);
 void AddStraightCode(host::Database& database, Contenders& contenders);
 void AddLimits(host::Database& database, Contenders& contenders);
+void AddHost(host::Database& database, Contenders& contenders);
 
 /// Adds the contenders of an alternative; each alternative that was built is in this list.
 using AddContenders = void (*)(host::Database&, Contenders&);
@@ -59,6 +61,15 @@ inline void Require(bool holds, const char* what) {
     if (!holds) {
         Fail(what);
     }
+}
+
+/// What stands round the reading of a file: what it does not hold gets its default.
+template <class Read>
+void Restore(host::Database& database, Read read) {
+    CDatabase_UpdatePathHashTable(database.Handle());
+    CDatabase_SetAsNotRetrieved(database.Handle());
+    read();
+    CDatabase_SetNotRetrievedVariablesToDefault(database.Handle());
 }
 
 /// The variable that is registered under the path, which there must be.

@@ -91,11 +91,6 @@ void AddLimits(host::Database& database, Contenders& contenders) {
     const auto lookUps = std::make_shared<LookUps>(LookUps{database, DocumentPaths(database)});
     contenders.push_back({"xml retrieve", "Expat, one look-up per variable", Role::Limit, document,
                           [=] { Parse(document, size, LookUpAtEnd, lookUps.get()); }});
-    contenders.push_back({"look-ups", "the host's path table", Role::Reference, document, [=] {
-                              for (std::size_t index = 0; index < lookUps->paths.size(); ++index) {
-                                  lookUps->Next();
-                              }
-                          }});
 }
 
 }  // namespace tal::bench

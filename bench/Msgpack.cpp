@@ -54,7 +54,8 @@ void Retrieve(const host::Database& database) {
 void Add(host::Database& database, Contenders& contenders) {
     Store(database);
     contenders.push_back({"secure store", "MessagePack", Role::Alternative, kFile, [&] { Store(database); }});
-    contenders.push_back({"secure retrieve", "MessagePack", Role::Alternative, kFile, [&] { Retrieve(database); }});
+    contenders.push_back({"secure retrieve", "MessagePack", Role::Alternative, kFile,
+                          [&] { Restore(database, [&] { Retrieve(database); }); }});
 }
 
 const RegisterAlternative registered(Add);

@@ -61,7 +61,8 @@ void Retrieve(const host::Database& database) {
 void Add(host::Database& database, Contenders& contenders) {
     Store(database);
     contenders.push_back({"secure store", "SQLite", Role::Alternative, kFile, [&] { Store(database); }});
-    contenders.push_back({"secure retrieve", "SQLite", Role::Alternative, kFile, [&] { Retrieve(database); }});
+    contenders.push_back({"secure retrieve", "SQLite", Role::Alternative, kFile,
+                          [&] { Restore(database, [&] { Retrieve(database); }); }});
 }
 
 const RegisterAlternative registered(Add);

@@ -271,8 +271,6 @@ void WriteImage(host::Database& database) {
 }
 
 void ReadImage(host::Database& database) {
-    CDatabase_UpdatePathHashTable(database.Handle());
-    CDatabase_SetAsNotRetrieved(database.Handle());
     std::FILE* const file = Open("storage_calibration_database.bin", "r");
     auto read = [file](CVariable* variable, void* content, std::uint32_t size) {
         Require(std::fread(content, 1, size, file) == size, "fread");
@@ -281,7 +279,6 @@ void ReadImage(host::Database& database) {
     ForEachObject(database,
                   [&](const char* /*region*/, CStorageObject* object, bool /*isLast*/) { ForEachValue(object, read); });
     std::fclose(file);
-    CDatabase_SetNotRetrievedVariablesToDefault(database.Handle());
 }
 
 // ---- Secure binary
@@ -366,8 +363,6 @@ void WriteSecureFile(host::Database& database) {
 }
 
 void ReadSecureFile(host::Database& database) {
-    CDatabase_UpdatePathHashTable(database.Handle());
-    CDatabase_SetAsNotRetrieved(database.Handle());
     std::FILE* const file = Open("storage_calibration_database.sbin", "r");
     std::uint32_t header[5];
     while (std::fread(header, 1, kHeaderSize, file) == kHeaderSize) {
@@ -387,7 +382,6 @@ void ReadSecureFile(host::Database& database) {
         CVariable_SetRetrieved(variable, 1);
     }
     std::fclose(file);
-    CDatabase_SetNotRetrievedVariablesToDefault(database.Handle());
 }
 
 struct Written {
@@ -407,14 +401,17 @@ void AddStraightCode(host::Database& database, Contenders& contenders) {
         written.write(database);
         Require(ReadWhole(written.fileName) == ReadWhole(written.libraryFile), "straight code writes the same bytes");
     }
-    const auto add = [&](const char* job, const char* fileName, void (*run)(host::Database&)) {
+    const auto add = [&](const char* job, const char* fileName, auto run) {
         contenders.push_back({job, "straight code", Role::Limit, fileName, [&database, run] { run(database); }});
+    };
+    const auto restore = [](void (*read)(host::Database&)) {
+        return [read](host::Database& restored) { Restore(restored, [&] { read(restored); }); };
     };
     add("xml store", "storage_calibration_database.xml", WriteDocument);
     add("binary store", "storage_calibration_database.bin", WriteImage);
-    add("binary retrieve", "storage_calibration_database.bin", ReadImage);
+    add("binary retrieve", "storage_calibration_database.bin", restore(ReadImage));
     add("secure store", "storage_calibration_database.sbin", WriteSecureFile);
-    add("secure retrieve", "storage_calibration_database.sbin", ReadSecureFile);
+    add("secure retrieve", "storage_calibration_database.sbin", restore(ReadSecureFile));
 }
 
 }  // namespace tal::bench

@@ -2,7 +2,6 @@
 #ifndef TAL_BENCH_TABLE_H
 #define TAL_BENCH_TABLE_H
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -22,11 +21,9 @@ struct Measurement {
 
 using Measurements = std::vector<Measurement>;
 
-/// One row per measurement: cost, size, and the ratios to the limit and to the best alternative of the same job.
-void PrintMeasurements(const Measurements& measurements);
-
-/// How the library's cost per variable moves with the size of the database, with the look-ups and without.
-void PrintGrowth(const Measurements& measurements);
+/// Prints one row per measurement, with its ratios to the limit and to the others of the same job and size; then how
+/// the library's cost per variable moves with the size of the database, with the host's part and without.
+void PrintTables(const Measurements& measurements);
 
 }  // namespace tal::bench
 

@@ -107,7 +107,8 @@ void Retrieve(const host::Database& database) {
 void Add(host::Database& database, Contenders& contenders) {
     Store(database);
     contenders.push_back({"xml store", "tinyxml2", Role::Alternative, kFile, [&] { Store(database); }});
-    contenders.push_back({"xml retrieve", "tinyxml2", Role::Alternative, kFile, [&] { Retrieve(database); }});
+    contenders.push_back({"xml retrieve", "tinyxml2", Role::Alternative, kFile,
+                          [&] { Restore(database, [&] { Retrieve(database); }); }});
 }
 
 const RegisterAlternative registered(Add);

@@ -2,6 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -17,81 +18,44 @@ using tal::bench::Contender;
 using tal::bench::Contenders;
 using tal::bench::Measurement;
 using tal::bench::Measurements;
+using tal::bench::Role;
 
 constexpr std::size_t kSizes[] = {1000, 10000, 100000};
 
-/// A database, and the directory with its files.
-struct Bed {
-    tal::host::Database database;
-    std::filesystem::path directory;
-    std::size_t values = 0;
-    Contenders contenders;
-};
-
-std::unique_ptr<Bed> MakeBed(const std::filesystem::path& root, std::size_t size) {
-    auto bed = std::make_unique<Bed>();
-    bed->directory = root / std::to_string(size);
-    std::filesystem::create_directories(bed->directory);
-    std::filesystem::current_path(bed->directory);
-    tal::bench::FillDatabase(bed->database, size);
-    bed->values = tal::bench::CountValues(bed->database);
-    tal::bench::AddLibrary(bed->database, bed->contenders);
-    tal::bench::AddStraightCode(bed->database, bed->contenders);
-    tal::bench::AddLimits(bed->database, bed->contenders);
-    for (const tal::bench::AddContenders add : tal::bench::Alternatives()) {
-        add(bed->database, bed->contenders);
-    }
-    return bed;
-}
-
-/// Keeps the fastest repetition of each contender for the tables.
-class Collector : public benchmark::ConsoleReporter {
+/// A database, and the directory with its files. Both are made when they are first used; every bed has the same
+/// contenders in the same order.
+class Bed {
 public:
-    Collector() : ConsoleReporter(OO_Tabular) {}
+    Bed(const std::filesystem::path& root, std::size_t size) : directory_(root / std::to_string(size)), size_(size) {}
 
-    void ReportRuns(const std::vector<Run>& runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            if (run.run_type == Run::RT_Iteration) {
-                Keep(run.benchmark_name(), IsSynced(run) ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime());
-            }
+    [[nodiscard]] const Contenders& All() {
+        if (contenders_.empty()) {
+            Make();
         }
+        std::filesystem::current_path(directory_);
+        return contenders_;
     }
-
-    /// Announces what a benchmark of that name measures; rows are printed in this order.
-    void Expect(const std::string& name, Measurement measurement) {
-        names_.push_back(name);
-        measurements_.push_back(std::move(measurement));
-    }
-
-    [[nodiscard]] Measurements Measured() const {
-        Measurements measured;
-        for (const Measurement& measurement : measurements_) {
-            if (measurement.nanosecondsPerVariable > 0) {
-                measured.push_back(measurement);
-            }
-        }
-        return measured;
-    }
+    [[nodiscard]] std::size_t Size() const { return size_; }
+    [[nodiscard]] std::size_t Values() const { return tal::bench::CountValues(database_); }
 
 private:
-    /// A sync waits for the medium, everything else is the processor's time, whatever else the machine does.
-    static bool IsSynced(const Run& run) { return run.benchmark_name().find("synced") != std::string::npos; }
-
-    void Keep(const std::string& name, double nanoseconds) {
-        for (std::size_t index = 0; index < names_.size(); ++index) {
-            Measurement& measurement = measurements_[index];
-            const double perVariable = nanoseconds / static_cast<double>(measurement.variables);
-            const bool isFastest =
-                measurement.nanosecondsPerVariable == 0 || perVariable < measurement.nanosecondsPerVariable;
-            if (name.compare(0, names_[index].size(), names_[index]) == 0 && isFastest) {
-                measurement.nanosecondsPerVariable = perVariable;
-            }
+    void Make() {
+        std::filesystem::create_directories(directory_);
+        std::filesystem::current_path(directory_);
+        tal::bench::FillDatabase(database_, size_);
+        tal::bench::AddLibrary(database_, contenders_);
+        tal::bench::AddStraightCode(database_, contenders_);
+        tal::bench::AddLimits(database_, contenders_);
+        tal::bench::AddHost(database_, contenders_);
+        for (const tal::bench::AddContenders add : tal::bench::Alternatives()) {
+            add(database_, contenders_);
         }
     }
 
-    std::vector<std::string> names_;
-    Measurements measurements_;
+    std::filesystem::path directory_;
+    std::size_t size_;
+    tal::host::Database database_;
+    Contenders contenders_;
 };
 
 double FileSize(const std::string& fileName) {
@@ -100,48 +64,126 @@ double FileSize(const std::string& fileName) {
     return missing ? 0 : static_cast<double>(size);
 }
 
-void Register(const Bed& bed, const Contender& contender, Collector& collector) {
-    std::filesystem::current_path(bed.directory);
-    tal::bench::ResetHeapPeak();
-    contender.run();
-    const auto values = static_cast<double>(bed.values);
-    const std::string name = contender.job + ": " + contender.name + "/" + std::to_string(bed.values) + "/";
-    collector.Expect(name, {contender.job, contender.name, contender.role, bed.values, 0,
-                            FileSize(contender.fileName) / values, tal::bench::HeapPeak()});
-    benchmark::RegisterBenchmark(name.c_str(), [&bed, &contender](benchmark::State& state) {
-        std::filesystem::current_path(bed.directory);
-        for (auto _ : state) {
-            contender.run();
+/// What one contender is measured to cost on one bed.
+class Row {
+public:
+    Row(Bed& bed, std::size_t index, const Contender& contender)
+        : bed_(bed),
+          index_(index),
+          name_(contender.job + ": " + contender.name + "/" + std::to_string(bed.Size())),
+          measurement_{contender.job, contender.name, contender.role, bed.Size(), 0, 0, 0} {}
+
+    void Register() {
+        benchmark::RegisterBenchmark(name_.c_str(), [this](benchmark::State& state) {
+            const Contender& contender = bed_.All()[index_];
+            if (nanoseconds_.empty()) {
+                MeasureSpace(contender);
+            }
+            for (auto _ : state) {
+                contender.run();
+            }
+        })->MeasureProcessCPUTime();
+    }
+
+    /// Takes the repetition into account if it is one of this row.
+    void Take(const benchmark::BenchmarkReporter::Run& run) {
+        if (run.run_name.function_name == name_ && run.run_type == benchmark::BenchmarkReporter::Run::RT_Iteration) {
+            // A sync waits for the medium, everything else is the processor's time, whatever else the machine does.
+            const bool waits = measurement_.role == Role::Synced;
+            nanoseconds_.push_back(waits ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime());
         }
-    })->MeasureProcessCPUTime();
+    }
+
+    [[nodiscard]] bool IsMeasured() const { return !nanoseconds_.empty(); }
+
+    /// With the fastest repetition: whatever else the machine does can only add to it.
+    [[nodiscard]] Measurement Measured() const {
+        Measurement measured = measurement_;
+        measured.nanosecondsPerVariable =
+            *std::min_element(nanoseconds_.begin(), nanoseconds_.end()) / static_cast<double>(bed_.Values());
+        return measured;
+    }
+
+private:
+    void MeasureSpace(const Contender& contender) {
+        tal::bench::ResetHeapPeak();
+        contender.run();
+        measurement_.heapPeak = tal::bench::HeapPeak();
+        measurement_.bytesPerVariable = FileSize(contender.fileName) / static_cast<double>(bed_.Values());
+    }
+
+    Bed& bed_;
+    std::size_t index_;
+    std::string name_;
+    Measurement measurement_;
+    std::vector<double> nanoseconds_;
+};
+
+class Collector : public benchmark::BenchmarkReporter {
+public:
+    explicit Collector(std::vector<std::unique_ptr<Row>>& rows) : rows_(rows) {}
+
+    bool ReportContext(const Context& /*context*/) override { return true; }
+
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            for (const auto& row : rows_) {
+                row->Take(run);
+            }
+        }
+    }
+
+private:
+    std::vector<std::unique_ptr<Row>>& rows_;
+};
+
+void Run(const std::filesystem::path& root) {
+    std::vector<std::unique_ptr<Bed>> beds;
+    for (const std::size_t size : kSizes) {
+        beds.push_back(std::make_unique<Bed>(root, size));
+    }
+    std::vector<std::unique_ptr<Row>> rows;
+    for (const auto& bed : beds) {
+        const Contenders& contenders = beds.front()->All();
+        for (std::size_t index = 0; index < contenders.size(); ++index) {
+            rows.push_back(std::make_unique<Row>(*bed, index, contenders[index]));
+            rows.back()->Register();
+        }
+    }
+    Collector collector(rows);
+    benchmark::RunSpecifiedBenchmarks(&collector);
+
+    Measurements measured;
+    for (const auto& row : rows) {
+        if (row->IsMeasured()) {
+            measured.push_back(row->Measured());
+        }
+    }
+    tal::bench::PrintTables(measured);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+    // Each may be given another value behind them. Interleaved repetitions meet the same noise.
+    std::string defaults[] = {"--benchmark_min_time=0.05", "--benchmark_repetitions=9",
+                              "--benchmark_enable_random_interleaving=true"};
+    std::vector<char*> arguments = {argv[0]};
+    for (std::string& argument : defaults) {
+        arguments.push_back(argument.data());
+    }
+    arguments.insert(arguments.end(), argv + 1, argv + argc);
+    int count = static_cast<int>(arguments.size());
+    benchmark::Initialize(&count, arguments.data());
+    if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) {
         return 2;
     }
     DS_trace.threshold = BRQTRACE_SILENT;
     std::string pattern = std::filesystem::current_path() / "tal_bench_XXXXXX";
     tal::bench::Require(mkdtemp(pattern.data()) != nullptr, "a directory for the files");
     const std::filesystem::path root = pattern;
-
-    Collector collector;
-    std::vector<std::unique_ptr<Bed>> beds;
-    for (const std::size_t size : kSizes) {
-        beds.push_back(MakeBed(root, size));
-        for (const Contender& contender : beds.back()->contenders) {
-            Register(*beds.back(), contender, collector);
-        }
-    }
-    benchmark::RunSpecifiedBenchmarks(&collector);
+    Run(root);
     std::filesystem::current_path(root.parent_path());
     std::filesystem::remove_all(root);
-
-    const Measurements measured = collector.Measured();
-    tal::bench::PrintMeasurements(measured);
-    tal::bench::PrintGrowth(measured);
     return 0;
 }
