@@ -1,6 +1,7 @@
 #include "support/Documentation.h"
 
 #include <gtest/gtest.h>
+#include <regex.h>
 
 #include <algorithm>
 #include <sstream>
@@ -59,6 +60,32 @@ std::vector<std::string> LinesOf(const std::string& text) {
         lines.push_back(line);
     }
     return lines;
+}
+
+std::vector<std::vector<std::string>> Matches(const std::string& text, const char* pattern) {
+    // Not std::regex: with the sanitizers on, the compiler warns of its inside.
+    regex_t compiled;
+    EXPECT_EQ(regcomp(&compiled, pattern, REG_EXTENDED), 0) << pattern;
+    std::vector<std::vector<std::string>> matches;
+    std::vector<regmatch_t> groups(compiled.re_nsub + 1);
+    for (const char* rest = text.c_str(); regexec(&compiled, rest, groups.size(), groups.data(), 0) == 0;) {
+        matches.emplace_back();
+        for (std::size_t group = 1; group < groups.size(); ++group) {
+            const regmatch_t& found = groups[group];
+            matches.back().emplace_back(rest + std::max(found.rm_so, 0), rest + std::max(found.rm_eo, 0));
+        }
+        rest += groups[0].rm_eo;
+    }
+    regfree(&compiled);
+    return matches;
+}
+
+std::vector<std::string> FirstGroups(const std::string& text, const char* pattern) {
+    std::vector<std::string> firsts;
+    for (const std::vector<std::string>& groups : Matches(text, pattern)) {
+        firsts.push_back(groups.at(0));
+    }
+    return firsts;
 }
 
 std::string BytesOfHex(const std::string& pairs) {
