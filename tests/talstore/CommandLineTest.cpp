@@ -70,9 +70,22 @@ TEST(Tables, AlignColumnsByCharacters) {
 
 TEST(Tables, EndAtTheTerminalsEdge) {
     talstore::Table table;
-    table.Add({"abc", "a long text"});
-    EXPECT_EQ(Printed(table, false, 10), "abc  a lo\xE2\x80\xA6\n");
-    EXPECT_EQ(Printed(table, false, 16), "abc  a long text\n");
+    table.Add({"abc", "a text of more than twenty characters"});
+    EXPECT_EQ(Printed(table, false, 26), "abc  a text of more than \xE2\x80\xA6\n");
+    EXPECT_EQ(Printed(table, false, 42), "abc  a text of more than twenty characters\n");
+}
+
+TEST(Tables, GoOnInTheNextLineWhereTooLittleFits) {
+    talstore::Table table;
+    table.Add({"a long path", "a text of more than twenty characters"});
+    EXPECT_EQ(Printed(table, false, 20), "a long path  a text of more than twenty\xE2\x80\xA6\n");
+}
+
+TEST(Tables, LimitEveryColumnOnATerminal) {
+    talstore::Table table;
+    table.Add({std::string(200, 'x'), "y"});
+    EXPECT_EQ(Printed(table, false, 500), std::string(119, 'x') + "\xE2\x80\xA6  y\n");
+    EXPECT_EQ(Printed(table, false, 0), std::string(200, 'x') + "  y\n");
 }
 
 TEST(Tables, HaveColourOnlyWhenAsked) {

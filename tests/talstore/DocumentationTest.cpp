@@ -1,9 +1,10 @@
-/// The man page and the completion know every option of every command.
+/// The man page and the completion know every option of every command; docs/talstore.md shows what is printed.
 
 #include <set>
 #include <sstream>
 
 #include "Support.h"
+#include "support/Documentation.h"
 
 namespace tal::test {
 
@@ -65,6 +66,33 @@ TEST(Completion, OffersTheCommands) {
                         "printf '%s\\n' \"${COMPREPLY[@]}\" > offered\n");
     ASSERT_EQ(std::system("bash script"), 0);
     EXPECT_EQ(ReadFile("offered"), "show\n");
+}
+
+/// A shell script that runs what follows each "$ " of the text, and prints that line before.
+std::string ScriptOf(const std::string& session) {
+    std::string script = "talstore() { " TALSTORE_COMMAND " \"$@\"; }\nstatus=0\n";
+    for (const std::string& line : LinesOf(session)) {
+        if (line.substr(0, 2) == "$ ") {
+            script += "cat <<'END'\n" + line + "\nEND\n(exit $status)\n" + line.substr(2) + "\nstatus=$?\n";
+        }
+    }
+    return script;
+}
+
+TEST(TalstorePage, ShowsWhatItsCommandsPrint) {
+    const TemporaryDirectory directory;
+    const Page page("docs/talstore.md");
+    const std::vector<std::string> descriptions = page.BlocksIn("json");
+    ASSERT_EQ(descriptions.size(), 2U);
+    WriteFile("old.json", descriptions[0]);
+    WriteFile("new.json", descriptions[1]);
+    std::string session;
+    for (const std::string& block : page.BlocksIn("console")) {
+        session += block;
+    }
+    WriteFile("script", ScriptOf(session));
+    ASSERT_EQ(std::system("bash script > printed 2>&1"), 0);
+    EXPECT_EQ(ReadFile("printed"), session);
 }
 
 }  // namespace

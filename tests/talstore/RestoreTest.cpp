@@ -96,6 +96,17 @@ TEST_F(Restoring, APlaceholderNeedsAChannel) {
     EXPECT_EQ(report_.items[0].boardPath, "R/O/Channel.2.a");
 }
 
+TEST_F(Restoring, ADocumentsPlaceholderIsReplacedInVariableNamesOnly) {
+    SetLayout(R"({"name": "channel.2.a", "type": "U8"})");
+    const std::string file = InObject(Variable("channel.X.a", "U8", "5") + Variable("Channel.X.b", "U8", "6"));
+    EXPECT_THAT(Restore(Format::Xml, file),
+                ElementsAre("defaulted R/O/channel.2.a", "ignored R/O/channel.X.a", "ignored R/O/Channel.X.b"));
+    EXPECT_THAT(report_.items[0].reason, HasSubstr("try --channel"));
+    EXPECT_EQ(report_.items[1].reason, "not in the layout");
+    channel_ = 2;
+    EXPECT_THAT(Restore(Format::Xml, file), ElementsAre("restored R/O/channel.2.a", "ignored R/O/Channel.X.b"));
+}
+
 TEST_F(Restoring, WhatFollowsANestedObjectIsNotFoundInASecureFile) {
     SetLayout(R"({"name": "N", "type": "OBJECT", "object": {"name": "N", "variables": [{"name": "x", "type": "U8"}]}},
                  {"name": "after", "type": "U8"})");

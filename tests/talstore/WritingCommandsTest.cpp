@@ -140,7 +140,7 @@ TEST_F(Retrieve, ShowsWhatEachVariableEndsWith) {
     StoreFile("unit.sbin", {"R/O/u8=9"});
     const Ended ended = Talstore({"retrieve", "unit.sbin", "--layout", "layout.json"});
     EXPECT_EQ(ended.status, 0);
-    EXPECT_THAT(ended.out, HasSubstr("R/O/u8      U8            9          restored   \n"));
+    EXPECT_THAT(ended.out, HasSubstr("R/O/u8      U8            9          restored\n"));
     EXPECT_THAT(ended.out, HasSubstr("R/Fixed/id  U32           9          read-only  in a read-only object"));
     EXPECT_THAT(ended.out, EndsWith("secure, location 0: QBF_OK, 7 restored, 1 read-only\n"));
 }

@@ -130,8 +130,9 @@ private:
     }
 
     [[nodiscard]] std::string UnregisteredReason(const std::string& path) const {
-        const bool hasPlaceholder =
-            path.find("Channel.X.") != std::string::npos || path.find("CalibrationTabRfX") != std::string::npos;
+        const bool hasPlaceholder = format_ == Format::Xml ? path.find("channel.X.") != std::string::npos
+                                                           : path.find("Channel.X.") != std::string::npos ||
+                                                                 path.find("CalibrationTabRfX") != std::string::npos;
         return session_.Channel() == 0 && hasPlaceholder
                    ? "not in the layout: the path holds a placeholder for a channel, try --channel"
                    : "not in the layout";
