@@ -16,13 +16,24 @@ grouping 3;3
 END LC_NUMERIC
 )";
 
+// Of its own, because the machine's are in a package that need not be there.
+constexpr const char* kCharacters = R"(<code_set_name> COMMA
+<comment_char> %
+<escape_char> /
+CHARMAP
+<U002C> /x2c COMMA
+<U002E> /x2e FULL STOP
+END CHARMAP
+)";
+
 }  // namespace
 
 CommaLocale::CommaLocale() : before_(std::setlocale(LC_NUMERIC, nullptr)) {
     const TemporaryDirectory directory;
-    WriteFile("comma.source", kSource);
-    // It complains about the categories that are not there and writes the one that is.
-    static_cast<void>(std::system("localedef -c --no-archive -i ./comma.source ./comma >localedef.log 2>&1"));
+    WriteFile("source", kSource);
+    WriteFile("characters", kCharacters);
+    // It complains about all that is not there and writes the one category that is.
+    static_cast<void>(std::system("localedef -c --no-archive -f ./characters -i ./source ./comma >log 2>&1"));
     setenv("LOCPATH", directory.Path().c_str(), 1);
     std::setlocale(LC_NUMERIC, "comma");
     unsetenv("LOCPATH");
