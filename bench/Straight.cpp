@@ -15,9 +15,12 @@ namespace tal::bench {
 
 namespace {
 
-/// With a buffer as large as the providers'.
-std::FILE* Open(const char* fileName, const char* mode) {
-    static char buffer[std::size_t{64} * 1024];
+// As large as the providers'.
+char xmlBuffer[std::size_t{64} * 1024];
+char binaryBuffer[std::size_t{16} * 1024];
+
+template <std::size_t Size>
+std::FILE* Open(const char* fileName, const char* mode, char (&buffer)[Size]) {
     std::FILE* const file = std::fopen(fileName, mode);
     std::setvbuf(file, buffer, _IOFBF, sizeof buffer);
     return file;
@@ -207,7 +210,7 @@ void WriteObject(Document& document, CStorageObject* object) {
 }
 
 void WriteDocument(host::Database& database) {
-    std::FILE* const file = Open("straight.xml", "w+");
+    std::FILE* const file = Open("straight.xml", "w+", xmlBuffer);
     Document document(file);
     document << R"(<?xml version="1.0" encoding="UTF-8"?><storage name = "RV20">)";
     bool isRegionOpen = false;
@@ -260,7 +263,7 @@ void ForEachValue(CStorageObject* object, Visit& visit) {
 }
 
 void WriteImage(host::Database& database) {
-    std::FILE* const file = Open("straight.bin", "w+");
+    std::FILE* const file = Open("straight.bin", "w+", binaryBuffer);
     auto write = [file](CVariable* /*variable*/, void* content, std::uint32_t size) {
         Require(std::fwrite(content, 1, size, file) == size, "fwrite");
     };
@@ -271,7 +274,7 @@ void WriteImage(host::Database& database) {
 }
 
 void ReadImage(host::Database& database) {
-    std::FILE* const file = Open("storage_calibration_database.bin", "r");
+    std::FILE* const file = Open("storage_calibration_database.bin", "r", binaryBuffer);
     auto read = [file](CVariable* variable, void* content, std::uint32_t size) {
         Require(std::fread(content, 1, size, file) == size, "fread");
         CVariable_SetRetrieved(variable, 1);
@@ -351,7 +354,7 @@ void WriteRecords(CStorageObject* object, PathPrefix& path, std::FILE* file, boo
 }
 
 void WriteSecureFile(host::Database& database) {
-    std::FILE* const file = Open("straight.sbin", "w+");
+    std::FILE* const file = Open("straight.sbin", "w+", binaryBuffer);
     PathPrefix path = {};
     ForEachObject(database, [&](const char* region, CStorageObject* object, bool /*isLast*/) {
         path.length = 0;
@@ -363,7 +366,7 @@ void WriteSecureFile(host::Database& database) {
 }
 
 void ReadSecureFile(host::Database& database) {
-    std::FILE* const file = Open("storage_calibration_database.sbin", "r");
+    std::FILE* const file = Open("storage_calibration_database.sbin", "r", binaryBuffer);
     std::uint32_t header[5];
     while (std::fread(header, 1, kHeaderSize, file) == kHeaderSize) {
         Require(header[0] == 0xDEADBEEF && header[2] <= 510, "header");

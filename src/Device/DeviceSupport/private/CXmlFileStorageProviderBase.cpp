@@ -19,7 +19,8 @@ namespace {
 constexpr char kTraceSource[] = "src/Device/DeviceSupport/private/CXmlFileStorageProviderBase";
 
 IStorageProvider baseInterface;
-StreamBuffer streamBuffer;
+// A document is some fifteen times as large as the values in it.
+char streamBuffer[4 * sizeof(StreamBuffer)];
 
 struct XmlLocation {
     StorageLocation location;

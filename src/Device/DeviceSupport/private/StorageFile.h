@@ -19,7 +19,8 @@ using StreamBuffer = char[std::size_t{16} * 1024];
 
 /// The stream uses `buffer` until it is closed.
 /// @return the stream, or null; `errno` is that of the failure.
-[[nodiscard]] inline std::FILE* OpenStream(const char* fileName, const char* mode, StreamBuffer& buffer) {
+template <std::size_t Size>
+[[nodiscard]] std::FILE* OpenStream(const char* fileName, const char* mode, char (&buffer)[Size]) {
     std::FILE* const file = std::fopen(fileName, mode);
     if (file != nullptr) {
         // A stream that does not take this buffer gets one of the C library's.
