@@ -133,6 +133,18 @@ TEST(Tracing, ErrnoSurvivesASuppressedTrace) {
     EXPECT_EQ(errno, ENOSPC);
 }
 
+// A trace library may call a provider that traces itself.
+TEST(Tracing, ErrnoSurvivesARecordInsideARecord) {
+    const TraceSite site = {kTraceSource, 1, "Example_Trace"};
+    errno = ENOSPC;
+    const int outer = tal::BeginTrace(0, site);
+    errno = EIO;
+    const int inner = tal::BeginTrace(0, site);
+    tal::EndTrace(QBF_OK, inner);
+    tal::EndTrace(QBF_OK, outer);
+    EXPECT_EQ(errno, ENOSPC);
+}
+
 TEST(Tracing, TheMessageCanShowTheErrnoOfTheFailureItReports) {
     const TraceRecorder traces;
     errno = 28;

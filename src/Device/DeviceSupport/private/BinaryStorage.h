@@ -143,7 +143,7 @@ QBFResult ProcessNestedObject(CVariable* variable, ProcessObject processObject) 
     constexpr const char* kTraceSource = Traces::kSource;
     DS_TRACE(Traces::kProcessObject, QBF_I_INFO, "New nested object");
     void* nested = nullptr;
-    if (IsFailure(CVariable_GetContentAddress(variable, &nested))) {
+    if (IsFailure(CVariable_GetContentAddress(variable, &nested)) || nested == nullptr) {
         DS_TRACE(Traces::kProcessObject, QBF_E_FAILED, "CVariable_GetContentAddress() failed");
         return QBF_E_FAILED;
     }

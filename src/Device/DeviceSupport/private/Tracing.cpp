@@ -4,23 +4,18 @@
 
 namespace tal {
 
-namespace {
-
-int errnoBeforeRecord = 0;
-
-}  // namespace
-
-void BeginTrace(int level, const TraceSite& site) {
-    errnoBeforeRecord = errno;
+int BeginTrace(int level, const TraceSite& site) {
+    const int errnoBefore = errno;
     trace_begin(&DS_trace, level, &site);
     // The record's own arguments may print it.
-    errno = errnoBeforeRecord;
+    errno = errnoBefore;
+    return errnoBefore;
 }
 
-void EndTrace(QBFResult code) {
+void EndTrace(QBFResult code, int errnoBefore) {
     trace_printf(&DS_trace, "      code: %#lx\n", code);
     trace_end(&DS_trace);
-    errno = errnoBeforeRecord;
+    errno = errnoBefore;
 }
 
 }  // namespace tal

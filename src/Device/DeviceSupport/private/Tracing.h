@@ -41,11 +41,12 @@ namespace tal {
     return level;
 }
 
-/// Opens a record. `errno` survives the record, so that a failure can be traced before and after it is reported.
-void BeginTrace(int level, const TraceSite& site);
+/// Opens a record.
+/// @return `errno`, which survives the record, so that a failure can be traced before and after it is reported.
+[[nodiscard]] int BeginTrace(int level, const TraceSite& site);
 
-/// Appends the code line and emits the record.
-void EndTrace(QBFResult code);
+/// Appends the code line, emits the record and puts `errno` back to `errnoBefore`.
+void EndTrace(QBFResult code, int errnoBefore);
 
 /// Results are 32-bit numbers compared as signed ones, whatever the width of `unsigned long`.
 [[nodiscard]] constexpr bool IsFailure(QBFResult code) {
@@ -64,9 +65,9 @@ void EndTrace(QBFResult code);
         const QBFResult traceCode = static_cast<std::uint32_t>(code);           \
         const int traceLevel = tal::TraceLevel(traceCode);                      \
         if (DS_trace.threshold >= traceLevel) {                                 \
-            tal::BeginTrace(traceLevel, traceSite);                             \
+            const int traceErrno = tal::BeginTrace(traceLevel, traceSite);      \
             trace_printf(&DS_trace, __VA_ARGS__);                               \
-            tal::EndTrace(traceCode);                                           \
+            tal::EndTrace(traceCode, traceErrno);                               \
         }                                                                       \
     } while (false)
 
