@@ -1,7 +1,7 @@
 /// @file
 /// A complete small host: a process that keeps its settings in plain variables, the contract of HostDatabase.h over
 /// them, and a main that stores and restores them through every file provider. It ends with status 0 when everything
-/// came out as it says.
+/// came out as it says. The trace on standard error tells of the files that it removes on purpose.
 ///
 /// To start from it, replace Settings and BuildDatabase by your own and keep what stands before them.
 #include <cstddef>
