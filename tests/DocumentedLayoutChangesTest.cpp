@@ -7,6 +7,7 @@
 #include <functional>
 #include <iterator>
 #include <map>
+#include <ostream>
 #include <sstream>
 
 #include "host/ReferenceHost.h"
@@ -45,6 +46,10 @@ struct Change {
     Layout after;
     std::vector<Touched> touched;
 };
+
+void PrintTo(const Change& change, std::ostream* stream) {
+    *stream << change.name;
+}
 
 /// R/O/First, whatever `addIt` adds to R/O, R/O/Last and R/P/Far.
 Layout With(const std::function<void(Object& object, std::uint32_t value)>& addIt) {
