@@ -80,9 +80,10 @@ void Restore(host::Database& database, Read read) {
 /// Whether fsync really syncs; it does nothing otherwise.
 void SetSyncing(bool isSyncing);
 
-/// Bytes on the heap above what was there at the last reset, at the highest.
-void ResetHeapPeak();
-[[nodiscard]] std::size_t HeapPeak();
+/// What is taken from the heap is counted from here on; at other times it is not, so that it costs no time.
+void StartCountingHeap();
+/// @return the most bytes that were on the heap above what was there at the start.
+[[nodiscard]] std::size_t StopCountingHeap();
 
 // ---- Values for the alternatives
 

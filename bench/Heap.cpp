@@ -1,25 +1,31 @@
-/// Counts what is on the heap, in front of the C library's allocator.
+/// Counts what is on the heap while it is asked to, in front of the C library's allocator.
 
 #include <malloc.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "bench/Bench.h"
 
 namespace {
 
-std::size_t heapUsed = 0;
-std::size_t heapAtReset = 0;
-std::size_t heapPeak = 0;
+bool isCounting = false;
+// Negative while more has been given back than taken.
+std::ptrdiff_t heapUsed = 0;
+std::ptrdiff_t heapPeak = 0;
 
 void* Count(void* memory) {
-    heapUsed += memory != nullptr ? malloc_usable_size(memory) : 0;
-    heapPeak = heapUsed > heapPeak ? heapUsed : heapPeak;
+    if (isCounting) {
+        heapUsed += static_cast<std::ptrdiff_t>(malloc_usable_size(memory));
+        heapPeak = std::max(heapPeak, heapUsed);
+    }
     return memory;
 }
 
 void Discount(void* memory) {
-    heapUsed -= memory != nullptr ? malloc_usable_size(memory) : 0;
+    if (isCounting) {
+        heapUsed -= static_cast<std::ptrdiff_t>(malloc_usable_size(memory));
+    }
 }
 
 }  // namespace
@@ -52,13 +58,15 @@ void free(void* memory) {
 
 namespace tal::bench {
 
-void ResetHeapPeak() {
-    heapAtReset = heapUsed;
-    heapPeak = heapUsed;
+void StartCountingHeap() {
+    heapUsed = 0;
+    heapPeak = 0;
+    isCounting = true;
 }
 
-std::size_t HeapPeak() {
-    return heapPeak - heapAtReset;
+std::size_t StopCountingHeap() {
+    isCounting = false;
+    return static_cast<std::size_t>(heapPeak);
 }
 
 }  // namespace tal::bench

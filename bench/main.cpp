@@ -106,9 +106,9 @@ public:
 
 private:
     void MeasureSpace(const Contender& contender) {
-        tal::bench::ResetHeapPeak();
+        tal::bench::StartCountingHeap();
         contender.run();
-        measurement_.heapPeak = tal::bench::HeapPeak();
+        measurement_.heapPeak = tal::bench::StopCountingHeap();
         measurement_.bytesPerVariable = FileSize(contender.fileName) / static_cast<double>(bed_.Values());
     }
 
