@@ -371,7 +371,7 @@ protected:
         Callees callees;
         fail(callees, nth);
         result_ = Run();
-        const std::string call = callees.Failed(nth);
+        std::string call = callees.Failed(nth);
         EXPECT_EQ(callees.files.OpenStreams(), 0) << call;
         EXPECT_EQ(callees.memory.LiveAllocations(), 0) << call;
         EXPECT_TRUE(database_->GuardsIntact()) << call;

@@ -27,7 +27,6 @@ namespace {
 
 using tal::host::Database;
 using tal::host::Object;
-using tal::host::Region;
 using tal::host::Variable;
 using tal::test::AddBoardVariables;
 using tal::test::AllocationFaults;
