@@ -67,6 +67,12 @@ TEST_F(SecureChannel, VariableNameLosesBothNumbers) {
         Contains(Info("ProcessObject", "VariablePath after channel injection: R/O/Channel.X.CalibrationTabRfX")));
 }
 
+TEST_F(SecureChannel, AVariableNameThatGetsShorterIsWrittenWithItsNewLength) {
+    CSecureBinaryFileStorageProvider_SetChannelNumber(4294967295);
+    database_.AddRegion("R").AddObject("O").U8("Channel.4294967295.Gain", 1);
+    EXPECT_EQ(StoredBytes(), SecureRecord("R/O/Channel.X.Gain", Bytes({1})));
+}
+
 TEST_F(SecureChannel, OnlyTheFirstOccurrenceIsReplacedEachTime) {
     database_.AddRegion("R").AddObject("Channel.3.Channel.3.Channel.3.").U8("V", 1);
     // Once in the object part, once in the finished path.
