@@ -41,8 +41,7 @@ endmacro()
 
 set(runtime_package libtaldevicesupport${TAL_SOVERSION})
 set(host_package libtalhost${TAL_SOVERSION})
-set(c_library "libc6 (>= 2.36)")
-set(cxx_library "${c_library}, libstdc++6 (>= 12)")
+set(cxx_library "libc6 (>= 2.36), libstdc++6 (>= 12)")
 set(same_version "= ${PROJECT_VERSION}")
 
 describe_package(runtime ${runtime_package}
