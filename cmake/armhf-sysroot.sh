@@ -7,7 +7,7 @@ set -euo pipefail
     echo "Usage: cmake/armhf-sysroot.sh FOLDER" >&2
     exit 2
 }
-readonly packages=(libexpat1 libexpat1-dev libgmock-dev libgtest-dev librapidcheck-dev nlohmann-json3-dev libcli11-dev)
+readonly packages=(libexpat1 libexpat1-dev libgmock-dev libgtest-dev nlohmann-json3-dev libcli11-dev)
 readonly contents=$1/contents
 
 if [[ -e $contents && $(<"$contents") == "${packages[*]}" ]]; then
