@@ -1,10 +1,12 @@
 /// docs/formats.md: its dumps are what the providers write and read, its tables say what they do with a value.
 
+#include "Device/DeviceSupport/private/VariableTypes.h"
 #include "host/ReferenceHost.h"
 #include "support/BinaryFixture.h"
 #include "support/Documentation.h"
 #include "support/FileProviders.h"
 #include "support/SecureRecords.h"
+#include "support/XmlReaderFixture.h"
 
 namespace tal::test {
 
@@ -154,6 +156,226 @@ TEST_F(DocumentedFormats, EveryTypeHasInSecureFilesTheBytesOfTheTable) {
         row.BuildVariable(database);
         EXPECT_EQ(StoredBytes(database), SecureRecord("R/O/v", row.bytes)) << row.text;
     }
+}
+
+// ---- How a value is read
+
+constexpr const char* kReadingTable = "### How a value is read";
+
+/// What the page says of a text: "251 from `251`".
+struct ReadingExample {
+    std::string given;
+    std::string text;
+};
+
+/// One row of the table.
+struct ReadingRow {
+    VariableType code;
+    std::vector<ReadingExample> examples;
+    std::string givenByNothing;
+};
+
+std::vector<ReadingRow> ReadingRows(const Page& page) {
+    std::vector<ReadingRow> rows;
+    for (const Page::Row& row : page.TableBehind(kReadingTable)) {
+        rows.push_back({static_cast<VariableType>(std::stoul(row.at(0))), {}, row.at(4)});
+        for (const auto& match : Matches(row.at(3), "(\"[^\"]*\"|[^ ,\"]+) from `([^`]*)")) {
+            rows.back().examples.push_back({match.at(0), match.at(1)});
+        }
+    }
+    return rows;
+}
+
+std::string Shown(double number) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%g", number);
+    return text;
+}
+
+/// The first element of the variable as the page shows it.
+std::string Shown(const host::Variable& variable, const VariableTypeInfo& type) {
+    switch (type.kind) {
+        case ElementKind::Float:
+            return Shown(type.width == sizeof(float) ? variable.Get<float>() : variable.Get<double>());
+        case ElementKind::String:
+            return '"' + variable.Text() + '"';
+        case ElementKind::Signed:
+            return std::to_string(type.width == 1   ? variable.Get<std::int8_t>()
+                                  : type.width == 2 ? variable.Get<std::int16_t>()
+                                                    : variable.Get<std::int32_t>());
+        default:
+            return std::to_string(type.width == 1   ? variable.Get<std::uint8_t>()
+                                  : type.width == 2 ? variable.Get<std::uint16_t>()
+                                                    : variable.Get<std::uint32_t>());
+    }
+}
+
+class DocumentedReading : public XmlReaderFixture {
+protected:
+    /// What a variable element with this content gives to a variable of the type, in the words of the page.
+    std::string Given(VariableType code, const std::string& content) {
+        const VariableTypeInfo& type = *FindVariableType(code);
+        host::Variable& variable = AddVariable(code, type);
+        const std::vector<std::uint8_t> before = ContentOf(variable, type);
+        const QBFResult result = RetrieveVariables(VariableElement(variable.Name(), content));
+        EXPECT_EQ(variable.Retrieved(), result == QBF_OK);
+        if (result != QBF_OK) {
+            EXPECT_TRUE(variable.HoldsDefault());
+            return "fails";
+        }
+        return ContentOf(variable, type) == before ? "kept" : Shown(variable, type);
+    }
+
+    static std::string TextElement(VariableType code, const std::string& text) {
+        return FindVariableType(code)->isArray ? "<array><element>" + text + "</element></array>"
+                                               : "<value>" + text + "</value>";
+    }
+
+private:
+    static std::vector<std::uint8_t> ContentOf(const host::Variable& variable, const VariableTypeInfo& type) {
+        return type.kind == ElementKind::Object ? std::vector<std::uint8_t>{} : variable.Bytes();
+    }
+
+    /// Neither its content nor its default is a value of the page.
+    host::Variable& AddVariable(VariableType code, const VariableTypeInfo& type) {
+        constexpr std::uint8_t kDefaultByte = 0x22;
+        constexpr std::uint8_t kContentByte = 0x11;
+        const std::string name = "v" + std::to_string(++variables_);
+        if (code == VARIABLE_TYPE_OBJECT) {
+            object_.AddNested(name);
+            return At(name);
+        }
+        if (code == VARIABLE_TYPE_OBJECT_ARRAY) {
+            object_.AddToArray(name, "E");
+            return At(name);
+        }
+        const std::uint32_t count = code == VARIABLE_TYPE_STRING ? 4 : 1;
+        const std::size_t size = code == VARIABLE_TYPE_STRING ? count : type.width;
+        object_.Raw(name, code, count, std::vector<std::uint8_t>(size, kDefaultByte));
+        host::Variable& variable = At(name);
+        std::memset(variable.Content(), kContentByte, variable.SizeInBytes());
+        return variable;
+    }
+
+    int variables_ = 0;
+};
+
+TEST_F(DocumentedFormats, TheTableOfReadingListsEveryType) {
+    VariableType expected = 0;
+    for (const ReadingRow& row : ReadingRows(page_)) {
+        EXPECT_EQ(row.code, expected++);
+        EXPECT_FALSE(row.examples.empty()) << row.code;
+    }
+    EXPECT_EQ(expected, VariableType{VARIABLE_TYPE_OBJECT_ARRAY} + 1);
+}
+
+TEST_F(DocumentedReading, EveryTextGivesWhatTheTableSays) {
+    for (const ReadingRow& row : ReadingRows(Page(kPage))) {
+        for (const ReadingExample& example : row.examples) {
+            EXPECT_EQ(Given(row.code, TextElement(row.code, example.text)), example.given)
+                << "type " << row.code << " from '" << example.text << '\'';
+        }
+    }
+}
+
+TEST_F(DocumentedReading, AVariableWithoutAValueGivesWhatTheTableSays) {
+    for (const ReadingRow& row : ReadingRows(Page(kPage))) {
+        EXPECT_EQ(Given(row.code, ""), row.givenByNothing) << "type " << row.code;
+    }
+}
+
+TEST_F(DocumentedReading, ARealThatIsNoNumberIsShownAsSuchAndComesBack) {
+    constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    object_.DoubleArray("d", {kNan, -kNan, kInfinity, -kInfinity});
+    object_.FloatArray("f", {static_cast<float>(kNan), static_cast<float>(-kNan)});
+    const std::string document = StoredDocument();
+    EXPECT_THAT(document, ::testing::HasSubstr("<element>nan</element><element>-nan</element><element>inf</element>"
+                                               "<element>-inf</element>"));
+    EXPECT_THAT(document, ::testing::HasSubstr("<array><element>nan</element><element>-nan</element></array>"));
+
+    const std::vector<std::uint8_t> doubles = At("d").Bytes();
+    const std::vector<std::uint8_t> floats = At("f").Bytes();
+    database_.SetAllToZero();
+    EXPECT_EQ(Retrieve(), QBFResult{QBF_OK});
+    EXPECT_EQ(At("d").Bytes(), doubles);
+    EXPECT_EQ(At("f").Bytes(), floats);
+}
+
+/// With the byte order mark, in little-endian order.
+std::string InUtf16(std::string_view ascii) {
+    std::string bytes = Bytes({0xFF, 0xFE});
+    for (const char character : ascii) {
+        bytes += {character, '\0'};
+    }
+    return bytes;
+}
+
+TEST_F(DocumentedReading, TheDocumentedEncodingsAreReadAndArriveInUtf8) {
+    object_.String("s", 8);
+    const std::string umlaut = RegionElement("R", ObjectElement("O", Value("s", "\xE4")));
+    EXPECT_EQ(RetrieveFrom(R"(<?xml version="1.0" encoding="ISO-8859-1"?>)" + umlaut), QBFResult{QBF_OK});
+    EXPECT_EQ(At("s").Text(), "\xC3\xA4");
+
+    const std::string ascii = RegionElement("R", ObjectElement("O", Value("s", "a")));
+    EXPECT_EQ(RetrieveFrom(R"(<?xml version="1.0" encoding="US-ASCII"?>)" + ascii), QBFResult{QBF_OK});
+    EXPECT_EQ(At("s").Text(), "a");
+
+    const std::string utf8 = RegionElement("R", ObjectElement("O", Value("s", "\xC3\xA4")));
+    EXPECT_EQ(RetrieveFrom(utf8), QBFResult{QBF_OK});
+    EXPECT_EQ(At("s").Text(), "\xC3\xA4");
+
+    EXPECT_EQ(RetrieveFrom(InUtf16(ascii)), QBFResult{QBF_OK});
+    EXPECT_EQ(At("s").Text(), "a");
+}
+
+TEST_F(DocumentedReading, OfALongTextInAnotherEncodingThanUtf8OnlyTheEndIsKept) {
+    const std::string text = std::string(1400, 'a') + std::string(100, 'b');
+    object_.String("s", 2000);
+    EXPECT_EQ(RetrieveVariables(Value("s", text)), QBFResult{QBF_OK});
+    EXPECT_EQ(At("s").Text(), text);
+
+    EXPECT_EQ(RetrieveFrom(R"(<?xml version="1.0" encoding="ISO-8859-1"?>)" +
+                           RegionElement("R", ObjectElement("O", Value("s", text)))),
+              QBFResult{QBF_OK});
+    EXPECT_EQ(At("s").Text(), text.substr(1024));
+}
+
+TEST_F(DocumentedReading, EverythingThatIsNoTextSplitsAValue) {
+    for (const char* split : {"\n", "&amp;", "&#65;", "<!-- -->", "<![CDATA[x]]>", "<?x y?>", "<unknown/>"}) {
+        EXPECT_EQ(Given(VARIABLE_TYPE_STRING, TextElement(VARIABLE_TYPE_STRING, "12" + std::string(split) + "34")),
+                  "\"34\"")
+            << split;
+    }
+    EXPECT_EQ(Given(VARIABLE_TYPE_STRING, "<value>12<![CDATA[34]]></value>"), "\"34\"");
+    EXPECT_EQ(Given(VARIABLE_TYPE_STRING, "<value>12<!-- 34 --></value>"), "\"12\"");
+}
+
+TEST_F(DocumentedReading, AnIndentedEmptyStringComesBackAsTheBlanksInFrontOfItsTag) {
+    EXPECT_EQ(Given(VARIABLE_TYPE_STRING, "\n  <type>STRING</type>\n  <value></value>\n"), "\"  \"");
+    EXPECT_EQ(Given(VARIABLE_TYPE_STRING, "\n  <type>STRING</type>\n  <value>\n </value>\n"), "\" \"");
+}
+
+// ---- Paths of the secure format
+
+TEST_F(DocumentedFormats, TheSecurePathsAreThoseOfTheirTable) {
+    Use(kSecureFiles);
+    host::Database database;
+    host::Region& region = database.AddRegion("R");
+    host::Object& first = region.AddObject("O").U8("a");
+    first.AddNested("N").U8("b");
+    first.U8("c");
+    host::Object& second = region.AddObject("P").U8("d");
+    second.AddToArray("A", "E1").U8("e").AddToArray("B", "F").U8("f");
+    second.AddToArray("A", "E2").U8("g");
+    second.U8("h");
+
+    std::string records;
+    for (const Page::Row& row : page_.TableBehind("### Paths in a secure file")) {
+        EXPECT_NE(database.Find(row.at(0)), nullptr) << row.at(0);
+        records += SecureRecord(row.at(1), Bytes({0}));
+    }
+    EXPECT_EQ(StoredBytes(database), records);
 }
 
 }  // namespace
