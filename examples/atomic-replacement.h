@@ -81,7 +81,7 @@ inline bool StoreBeside(const ReplacedLocation& replaced, const std::string& tem
     replaced.useFile(temporary.c_str());
     const QBFResult stored = replaced.provider->StoreAll(replaced.location, database, 0);
     replaced.useFile(replaced.fileName.c_str());
-    return static_cast<std::int32_t>(stored) < 0x8000 && file.EndsWith(replaced.ending) && file.Sync();
+    return !QBF_IsFailure(stored) && file.EndsWith(replaced.ending) && file.Sync();
 }
 
 /// @return true when the new file is in place and on the medium; otherwise the old one still is, or, if nothing but the

@@ -340,10 +340,6 @@ bool Report(const char* provider, const char* what, bool isAsExpected) {
     return isAsExpected;
 }
 
-bool IsFailure(QBFResult result) {
-    return static_cast<std::int32_t>(result) >= 0x8000;
-}
-
 bool HoldsChanges(const Settings& settings) {
     return settings.gain == 99 && settings.isEnabled == 0 && std::string_view(settings.label) == "south" &&
            settings.offsets[0] == 0.5F && settings.offsets[2] == -1.5F && settings.delays[0] == 10 &&
@@ -370,14 +366,14 @@ bool StoreAndRestore(const Provider& choice) {
     std::strcpy(settings.label, "south");
     settings.offsets[2] = -1.5F;
     settings.delays[1] = 300;
-    bool isFine = Report(choice.name, "stored", !IsFailure(provider->StoreAll(0, &host.database, 0)));
+    bool isFine = Report(choice.name, "stored", !QBF_IsFailure(provider->StoreAll(0, &host.database, 0)));
 
     settings = {0, 0, "", {}, {}, 0};
-    isFine &= Report(choice.name, "restored", !IsFailure(provider->RetrieveAll(0, &host.database, 0)));
+    isFine &= Report(choice.name, "restored", !QBF_IsFailure(provider->RetrieveAll(0, &host.database, 0)));
     isFine &= Report(choice.name, "holds what was stored", HoldsChanges(settings));
 
     std::remove(choice.file);
-    isFine &= Report(choice.name, "without its file fails", IsFailure(provider->RetrieveAll(0, &host.database, 0)));
+    isFine &= Report(choice.name, "without its file fails", QBF_IsFailure(provider->RetrieveAll(0, &host.database, 0)));
     isFine &= Report(choice.name, "without its file holds the defaults", HoldsDefaults(settings));
     return isFine;
 }

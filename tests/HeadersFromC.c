@@ -52,6 +52,10 @@ unsigned long WalkListFromC(void) {
     return elements;
 }
 
+bool SuccessIsToldFromFailureInC(void) {
+    return QBF_IsFailure(QBF_E_FAILED) && !QBF_IsFailure(QBF_W_NOT_SUPPORTED);
+}
+
 const char* HwNameFromC(void) {
     return HwNameFromValue(HW_NAMES_HW_VARIANT, 0);
 }

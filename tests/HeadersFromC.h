@@ -2,6 +2,8 @@
 #ifndef TAL_TEST_HEADERS_FROM_C_H
 #define TAL_TEST_HEADERS_FROM_C_H
 
+#include <stdbool.h>
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -19,6 +21,9 @@ unsigned long SetFileNamesFromC(void);
 
 /// @return the number of elements that a walk over a hand-made list meets.
 unsigned long WalkListFromC(void);
+
+/// @return whether QBF_IsFailure tells a failure and a warning apart.
+bool SuccessIsToldFromFailureInC(void);
 
 /// @return the name of the first hardware variant.
 const char* HwNameFromC(void);

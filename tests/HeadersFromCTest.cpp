@@ -20,6 +20,10 @@ TEST(HeadersFromC, AHostListCanBeBuiltAndWalked) {
     EXPECT_EQ(WalkListFromC(), 1U);
 }
 
+TEST(HeadersFromC, AFailureIsToldFromASuccess) {
+    EXPECT_TRUE(SuccessIsToldFromFailureInC());
+}
+
 TEST(HeadersFromC, HardwareNamesCanBeLookedUp) {
     EXPECT_STREQ(HwNameFromC(), "QT2814");
 }

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <string>
+
 #include "Device/DeviceSupport/DeviceSupport.h"
-#include "Device/DeviceSupport/private/Tracing.h"
 
 namespace {
 
@@ -29,21 +31,35 @@ TEST(ResultCodes, HaveTheirDocumentedNumbers) {
 
 TEST(ResultCodes, EverythingFrom0x8000UpIsAFailure) {
     for (const QBFResult code : {0x8000UL, 0x8001UL, 0x8004UL, 0x800FUL, 0x8011UL, 0xFFFFUL, 0x10000UL, 0x7FFFFFFFUL}) {
-        EXPECT_TRUE(tal::IsFailure(code)) << std::hex << code;
+        EXPECT_TRUE(QBF_IsFailure(code)) << std::hex << code;
     }
 }
 
 TEST(ResultCodes, EverythingBelow0x8000IsASuccess) {
     for (const QBFResult code :
          {0x0000UL, 0x0100UL, 0x0101UL, 0x0800UL, 0x0820UL, 0x1000UL, 0x1002UL, 0x1004UL, 0x1008UL, 0x7FFFUL}) {
-        EXPECT_FALSE(tal::IsFailure(code)) << std::hex << code;
+        EXPECT_FALSE(QBF_IsFailure(code)) << std::hex << code;
     }
 }
 
 TEST(ResultCodes, NumbersThatAreNegativeIn32BitsAreNoFailures) {
     for (const QBFResult code : {0x80000000UL, 0x80008000UL, 0xFFFF8000UL, 0xFFFFFFFFUL}) {
-        EXPECT_FALSE(tal::IsFailure(code)) << std::hex << code;
+        EXPECT_FALSE(QBF_IsFailure(code)) << std::hex << code;
     }
+}
+
+TEST(ResultCodes, OnlyTheLow32BitsOfAWiderNumberCount) {
+    // On a board the shifted bits are gone, and 0x8000 and 0 remain.
+    constexpr std::uint64_t kBeyond32Bits = 0x100000000ULL;
+    EXPECT_TRUE(QBF_IsFailure(static_cast<QBFResult>(kBeyond32Bits + 0x8000)));
+    EXPECT_FALSE(QBF_IsFailure(static_cast<QBFResult>(kBeyond32Bits)));
+}
+
+TEST(Version, IsThatOfTheProject) {
+    const std::string version = std::to_string(TAL_DEVICE_SUPPORT_VERSION_MAJOR) + '.' +
+                                std::to_string(TAL_DEVICE_SUPPORT_VERSION_MINOR) + '.' +
+                                std::to_string(TAL_DEVICE_SUPPORT_VERSION_PATCH);
+    EXPECT_EQ(version, TAL_PROJECT_VERSION);
 }
 
 }  // namespace

@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <cstdarg>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+
+#include "Device/DeviceSupport/DeviceSupport.h"
 
 struct TraceSite {
     const char* sourcePath;
@@ -46,7 +47,7 @@ int ThresholdFromEnvironment() {
 TraceState DS_trace = {ThresholdFromEnvironment()};
 
 int CPexTraceHandler_DmLevel2GtLevel(unsigned long code) {
-    if (static_cast<std::int32_t>(code) >= 0x8000) {
+    if (QBF_IsFailure(code)) {
         return BRQTRACE_ERROR;
     }
     return code >= 0x1000 ? BRQTRACE_WARNING : BRQTRACE_INFORMATION;

@@ -142,7 +142,7 @@ std::vector<std::string> TraceRecorder::LinesOf(std::string_view operation) cons
 }
 
 std::vector<std::string> TraceRecorder::Failures() const {
-    return LinesIf(records_, [](const TraceRecord& record) { return IsFailure(record.code); });
+    return LinesIf(records_, [](const TraceRecord& record) { return QBF_IsFailure(record.code); });
 }
 
 void TraceRecorder::Clear() {

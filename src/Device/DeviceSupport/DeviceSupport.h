@@ -8,7 +8,15 @@
 #ifndef TAL_DEVICE_SUPPORT_H
 #define TAL_DEVICE_SUPPORT_H
 
+#include <stdbool.h>
+
 #include "Device/DeviceSupport/HostDatabase.h"
+
+/// The version of this header and of the library that it belongs to. A library of the same major version and the same
+/// or a later minor one serves a host that was built with it.
+#define TAL_DEVICE_SUPPORT_VERSION_MAJOR 1
+#define TAL_DEVICE_SUPPORT_VERSION_MINOR 0
+#define TAL_DEVICE_SUPPORT_VERSION_PATCH 0
 
 #if defined(__GNUC__)
 #define TAL_DEVICE_SUPPORT_API __attribute__((visibility("default")))
@@ -17,7 +25,7 @@
 #endif
 
 /// Results of the library and of the host. The same number is the level of the trace record that reports it.
-/// A result is a failure from 0x8000 up, compared as a signed 32-bit number; everything below is a success.
+/// QBF_IsFailure tells failures from successes.
 enum QBFResultCode {
     QBF_OK = 0x0000,
     QBF_N_NOTICE = 0x0100,            ///< The secure provider could not open the directory to sync it.
@@ -37,6 +45,12 @@ enum QBFResultCode {
     QBF_E_CORRUPT = 0x8010,           ///< A secure binary file is corrupt.
     QBF_E_SIZE_MISMATCH = 0x8011      ///< A stored variable's size differs from the registered one.
 };
+
+/// Whether a result is a failure: its low 32 bits, as a signed number, are 0x8000 or more. Notices, information and
+/// warnings are successes, and so is everything from 0x80000000 up, where the signed number is negative.
+static inline bool QBF_IsFailure(QBFResult result) {
+    return (int32_t)(uint32_t)result >= 0x8000;
+}
 
 /// Names one persistent store. 0 is the calibration database, 3 the hardware database and 6 the application
 /// configuration in every file-backed provider; each provider accepts its own set.

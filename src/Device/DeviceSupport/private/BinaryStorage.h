@@ -86,17 +86,17 @@ QBFResult ProcessRegions(CDatabase* database, EnterRegion enterRegion, ProcessOb
     QBFResult result = QBF_OK;
     ForEachRegion(database, [&](CStorageRegion* region) {
         char* regionName = nullptr;
-        if (IsFailure(CStorageRegion_GetName(region, &regionName))) {
+        if (QBF_IsFailure(CStorageRegion_GetName(region, &regionName))) {
             result = QBF_E_FAILED;
             DS_TRACE(Traces::kWalkRegions, QBF_E_NO_NAME, "Could not get region name");
             return Walk::Stop;
         }
         enterRegion(regionName);
         ForEachObject(region, [&](CStorageObject* object) {
-            if (IsFailure(processObject(object))) {
+            if (QBF_IsFailure(processObject(object))) {
                 result = QBF_E_FAILED;
                 char* objectName = nullptr;
-                if (IsFailure(CStorageObject_GetName(object, &objectName))) {
+                if (QBF_IsFailure(CStorageObject_GetName(object, &objectName))) {
                     DS_TRACE(Traces::kWalkRegions, QBF_W_WARNING, "Failed to process object");
                 } else {
                     DS_TRACE(Traces::kWalkRegions, QBF_W_WARNING, "Failed to process object %s", objectName);
@@ -117,18 +117,18 @@ QBFResult ProcessVariables(CStorageObject* object, ProcessVariable processVariab
     constexpr const char* kTraceSource = Traces::kSource;
     QBFResult result = QBF_OK;
     const QBFResult started = ForEachVariable(object, [&](CVariable* variable, QBFResult status) {
-        if (IsFailure(status)) {
+        if (QBF_IsFailure(status)) {
             DS_TRACE(Traces::kProcessObject, QBF_W_WARNING, "CStorageObject_GetNextVariable() failed");
             result = QBF_E_FAILED;
             return Walk::Continue;
         }
         const QBFResult processed = processVariable(variable);
-        if (IsFailure(processed)) {
+        if (QBF_IsFailure(processed)) {
             result = processed;
         }
         return processed == QBF_E_BAD_TYPE ? Walk::Stop : Walk::Continue;
     });
-    if (IsFailure(started)) {
+    if (QBF_IsFailure(started)) {
         DS_TRACE(Traces::kProcessObject, QBF_E_FAILED, "Could not iterate variables, (QBFResult = %x)",
                  static_cast<unsigned>(started));
         result = QBF_E_FAILED;
@@ -143,11 +143,11 @@ QBFResult ProcessNestedObject(CVariable* variable, ProcessObject processObject) 
     constexpr const char* kTraceSource = Traces::kSource;
     DS_TRACE(Traces::kProcessObject, QBF_I_INFO, "New nested object");
     void* nested = nullptr;
-    if (IsFailure(CVariable_GetContentAddress(variable, &nested)) || nested == nullptr) {
+    if (QBF_IsFailure(CVariable_GetContentAddress(variable, &nested)) || nested == nullptr) {
         DS_TRACE(Traces::kProcessObject, QBF_E_FAILED, "CVariable_GetContentAddress() failed");
         return QBF_E_FAILED;
     }
-    if (IsFailure(processObject(static_cast<CStorageObject*>(nested)))) {
+    if (QBF_IsFailure(processObject(static_cast<CStorageObject*>(nested)))) {
         DS_TRACE(Traces::kProcessObject, QBF_E_FAILED, "Failed to process nested object");
         return QBF_E_FAILED;
     }
@@ -161,14 +161,14 @@ template <class Traces, class ProcessElement>
 QBFResult ProcessObjectArray(CVariable* variable, std::uint32_t count, ProcessElement processElement) {
     constexpr const char* kTraceSource = Traces::kSource;
     void* address = nullptr;
-    if (IsFailure(CVariable_GetContentAddress(variable, &address)) || (address == nullptr && count != 0)) {
+    if (QBF_IsFailure(CVariable_GetContentAddress(variable, &address)) || (address == nullptr && count != 0)) {
         DS_TRACE(Traces::kProcessObject, QBF_E_FAILED, "CVariable_GetContentAddress() failed");
         return QBF_E_FAILED;
     }
     auto* const* const elements = static_cast<CStorageObject* const*>(address);
     QBFResult result = QBF_OK;
     for (std::uint32_t index = 0; index < count; ++index) {
-        if (IsFailure(processElement(elements[index]))) {
+        if (QBF_IsFailure(processElement(elements[index]))) {
             result = QBF_E_FAILED;
         }
     }

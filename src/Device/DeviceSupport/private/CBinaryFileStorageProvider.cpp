@@ -6,7 +6,6 @@
 namespace {
 
 using tal::CopyBounded;
-using tal::IsFailure;
 using tal::StorageOpenMode;
 
 constexpr const char* kTraceSource = "src/Device/DeviceSupport/private/CBinaryFileStorageProvider";
@@ -31,12 +30,12 @@ IStorageProvider binaryInterface;
 
 QBFResult OpenFile(StorageLocation location, StorageOpenMode mode, std::FILE** file) {
     const QBFResult selected = tal::SelectFile<BinaryTraces>(BinaryFileNameTable, location);
-    if (IsFailure(selected)) {
+    if (QBF_IsFailure(selected)) {
         return selected;
     }
     const QBFResult opened =
         tal::OpenNamedFile<BinaryTraces>(BinaryFileNameTable.CurrentFileName, mode, streamBuffer, file);
-    if (IsFailure(opened)) {
+    if (QBF_IsFailure(opened)) {
         return opened;
     }
     DS_TRACE(BinaryTraces::kOpenFile, QBF_I_INFO, "  Binary file %s opened for storage location %d",
@@ -46,7 +45,7 @@ QBFResult OpenFile(StorageLocation location, StorageOpenMode mode, std::FILE** f
 
 QBFResult CloseFile(std::FILE* file, StorageLocation location) {
     const QBFResult closed = tal::CloseNamedFile<BinaryTraces>(file, location);
-    if (IsFailure(closed)) {
+    if (QBF_IsFailure(closed)) {
         return closed;
     }
     DS_TRACE(BinaryTraces::kCloseFile, QBF_I_INFO, "  Binary file closed for storage location %d",
@@ -82,7 +81,7 @@ QBFResult ReadBytes(CVariable* variable, void* address, std::uint32_t sizeInByte
 
 QBFResult ProcessPlainVariable(CVariable* variable, StorageOpenMode mode, std::FILE* file) {
     char* name = nullptr;
-    if (IsFailure(CVariable_GetName(variable, &name))) {
+    if (QBF_IsFailure(CVariable_GetName(variable, &name))) {
         DS_TRACE(kProcessObject, QBF_E_NO_NAME, "Could not get variable name");
         return QBF_E_FAILED;
     }
@@ -90,8 +89,8 @@ QBFResult ProcessPlainVariable(CVariable* variable, StorageOpenMode mode, std::F
 
     const std::uint32_t sizeInBytes = CVariable_GetSizeInBytes(variable);
     void* address = nullptr;
-    if (IsFailure(CVariable_GetContentAddress(variable, &address)) || address == nullptr) {
-        if (IsFailure(CVariable_GetName(variable, &name))) {
+    if (QBF_IsFailure(CVariable_GetContentAddress(variable, &address)) || address == nullptr) {
+        if (QBF_IsFailure(CVariable_GetName(variable, &name))) {
             DS_TRACE(kProcessObject, QBF_E_FAILED, "Could not get address for variable");
         } else {
             DS_TRACE(kProcessObject, QBF_E_FAILED, "Could not get address for variable %s", name);
@@ -111,7 +110,7 @@ QBFResult ProcessPlainVariable(CVariable* variable, StorageOpenMode mode, std::F
 QBFResult ProcessObject(CStorageObject* object, StorageOpenMode mode, std::FILE* file);
 
 QBFResult ProcessArrayElement(CStorageObject* element, StorageOpenMode mode, std::FILE* file) {
-    if (IsFailure(ProcessObject(element, mode, file))) {
+    if (QBF_IsFailure(ProcessObject(element, mode, file))) {
         DS_TRACE(kProcessObject, QBF_E_FAILED, "Failed to process array element object");
         return QBF_E_FAILED;
     }
@@ -135,7 +134,7 @@ QBFResult ProcessVariable(CVariable* variable, StorageOpenMode mode, std::FILE* 
 
 QBFResult ProcessObject(CStorageObject* object, StorageOpenMode mode, std::FILE* file) {
     char* name = nullptr;
-    if (IsFailure(CStorageObject_GetName(object, &name))) {
+    if (QBF_IsFailure(CStorageObject_GetName(object, &name))) {
         DS_TRACE(kProcessObject, QBF_E_NO_NAME, "Could not get object name");
         return QBF_E_FAILED;
     }
@@ -157,7 +156,7 @@ QBFResult WalkDatabase(CDatabase* database, StorageOpenMode mode, std::FILE* fil
 QBFResult ManageStorage(StorageLocation location, CDatabase* database, StorageOpenMode mode, bool ready) {
     std::FILE* file = nullptr;
     const QBFResult opened = OpenFile(location, mode, &file);
-    if (IsFailure(opened)) {
+    if (QBF_IsFailure(opened)) {
         DS_TRACE(kManageStorage, opened, "Could not open storage file %s", BinaryFileNameTable.CurrentFileName);
         return QBF_E_NO_STORAGE_FILE;
     }
@@ -166,7 +165,7 @@ QBFResult ManageStorage(StorageLocation location, CDatabase* database, StorageOp
     if (ready) {
         result = WalkDatabase(database, mode, file);
     }
-    if (IsFailure(CloseFile(file, location))) {
+    if (QBF_IsFailure(CloseFile(file, location))) {
         DS_TRACE(kManageStorage, QBF_E_FAILED, "Could not close storage file");
         result = QBF_E_FAILED;
     }
@@ -176,11 +175,11 @@ QBFResult ManageStorage(StorageLocation location, CDatabase* database, StorageOp
 /// @return whether the database took both steps that precede the reading; both are always attempted.
 bool PrepareDatabase(CDatabase* database) {
     bool ready = true;
-    if (IsFailure(CDatabase_UpdatePathHashTable(database))) {
+    if (QBF_IsFailure(CDatabase_UpdatePathHashTable(database))) {
         DS_TRACE(kRetrieveAll, QBF_E_FAILED, "Error when updating hash table in CDatabase");
         ready = false;
     }
-    if (IsFailure(CDatabase_SetAsNotRetrieved(database))) {
+    if (QBF_IsFailure(CDatabase_SetAsNotRetrieved(database))) {
         DS_TRACE(kRetrieveAll, QBF_E_FAILED, "Error when setting Database as not retrieved");
         ready = false;
     }
@@ -202,7 +201,7 @@ QBFResult ReserveWritableSpace(StorageLocation /*location*/, unsigned long /*siz
 QBFResult StoreAll(StorageLocation location, CDatabase* database, unsigned long /*channelInjector*/) {
     DS_TRACE(kStoreAll, QBF_I_INFO, "CBinaryFileStorageProvider: Storing all...");
     const QBFResult result = ManageStorage(location, database, StorageOpenMode::Store, true);
-    return IsFailure(result) ? QBF_E_FAILED : QBF_OK;
+    return QBF_IsFailure(result) ? QBF_E_FAILED : QBF_OK;
 }
 
 QBFResult RetrieveAll(StorageLocation location, CDatabase* database, unsigned long /*channelInjector*/) {
@@ -211,11 +210,11 @@ QBFResult RetrieveAll(StorageLocation location, CDatabase* database, unsigned lo
     const QBFResult result = ManageStorage(location, database, StorageOpenMode::Retrieve, ready);
 
     const QBFResult defaulted = CDatabase_SetNotRetrievedVariablesToDefault(database);
-    if (IsFailure(defaulted)) {
+    if (QBF_IsFailure(defaulted)) {
         const QBFResult code = result == QBF_E_NO_STORAGE_FILE ? QBFResult{QBF_E_FAILED} : defaulted;
         DS_TRACE(kRetrieveAll, code, "Error when setting missing variables to default");
     }
-    return IsFailure(result) || IsFailure(defaulted) ? QBF_E_FAILED : QBF_OK;
+    return QBF_IsFailure(result) || QBF_IsFailure(defaulted) ? QBF_E_FAILED : QBF_OK;
 }
 
 QBFResult StoreAllWritable(StorageLocation /*location*/, CVariable** /*variables*/, unsigned long /*count*/) {

@@ -43,7 +43,7 @@ QBFResult CReadOnlyXmlFileStorageProvider_GetInterface(IStorageProvider** out) {
                                                     "MicrowaveBoard.xml", "/lib/firmware/bin/Drivers.xml");
     IStorageProvider* base = nullptr;
     const QBFResult result = CXmlFileStorageProviderBase_GetInterface(&base);
-    if (tal::IsFailure(result)) {
+    if (QBF_IsFailure(result)) {
         DS_TRACE("CReadOnlyXmlFileStorageProvider_GetInterface", result, "Could not get base class interface");
         return result;
     }

@@ -16,7 +16,6 @@ namespace {
 using tal::AppendBounded;
 using tal::ChannelText;
 using tal::CopyBounded;
-using tal::IsFailure;
 using tal::PrintableAddress;
 using tal::PrintableLocation;
 using tal::PrintableSize;
@@ -100,7 +99,7 @@ void SetFilename(std::size_t slot, const char* name) {
 
 QBFResult OpenFile(StorageLocation location, StorageOpenMode mode, std::FILE** out) {
     const QBFResult selected = tal::SelectFile<SecureTraces>(SecureFileNameTable, location);
-    if (IsFailure(selected)) {
+    if (QBF_IsFailure(selected)) {
         return selected;
     }
     if (mode == StorageOpenMode::StoreWritable) {
@@ -109,7 +108,7 @@ QBFResult OpenFile(StorageLocation location, StorageOpenMode mode, std::FILE** o
     }
     const QBFResult opened =
         tal::OpenNamedFile<SecureTraces>(SecureFileNameTable.CurrentFileName, mode, streamBuffer, out);
-    if (IsFailure(opened)) {
+    if (QBF_IsFailure(opened)) {
         return opened;
     }
     // The wording is the same for a file that is opened for writing.
@@ -120,7 +119,7 @@ QBFResult OpenFile(StorageLocation location, StorageOpenMode mode, std::FILE** o
 
 QBFResult CloseFile(std::FILE* file, StorageLocation location) {
     const QBFResult closed = tal::CloseNamedFile<SecureTraces>(file, location);
-    if (IsFailure(closed)) {
+    if (QBF_IsFailure(closed)) {
         return closed;
     }
     DS_TRACE(kCloseFile, QBF_I_INFO, "Binary file closed for storage location %d", PrintableLocation(location));
@@ -190,13 +189,13 @@ QBFResult WriteRecord(std::string_view path, const void* address, std::uint32_t 
 
 QBFResult ProcessPlainVariable(CVariable* variable, std::FILE* file) {
     char* name = nullptr;
-    if (IsFailure(CVariable_GetName(variable, &name))) {
+    if (QBF_IsFailure(CVariable_GetName(variable, &name))) {
         DS_TRACE(kProcessObject, QBF_E_NO_NAME, "Could not get variable name");
         return QBF_E_FAILED;
     }
     const std::uint32_t sizeInBytes = CVariable_GetSizeInBytes(variable);
     void* address = nullptr;
-    if (IsFailure(CVariable_GetContentAddress(variable, &address)) || address == nullptr) {
+    if (QBF_IsFailure(CVariable_GetContentAddress(variable, &address)) || address == nullptr) {
         DS_TRACE(kProcessObject, QBF_E_FAILED, "Could not get address for variable %s", name);
         return QBF_E_FAILED;
     }
@@ -218,12 +217,12 @@ QBFResult ProcessObject(CStorageObject* object, std::FILE* file, AppendName appe
 QBFResult ProcessArrayElement(CStorageObject* element, std::FILE* file) {
     CopyBounded(ObjectPath, SavedArrayBasePath);
     char* name = nullptr;
-    if (IsFailure(CStorageObject_GetName(element, &name))) {
+    if (QBF_IsFailure(CStorageObject_GetName(element, &name))) {
         DS_TRACE(kProcessObject, QBF_E_FAILED, "Failed to get name for object array element");
         return QBF_E_FAILED;
     }
     AppendBounded(ObjectPath, name);
-    if (IsFailure(ProcessObject(element, file, AppendName::No))) {
+    if (QBF_IsFailure(ProcessObject(element, file, AppendName::No))) {
         DS_TRACE(kProcessObject, QBF_E_FAILED, "Failed to process array element object");
         return QBF_E_FAILED;
     }
@@ -261,7 +260,7 @@ QBFResult ProcessVariable(CVariable* variable, const char* holderName, std::FILE
 
 QBFResult ProcessObject(CStorageObject* object, std::FILE* file, AppendName appendName) {
     char* name = nullptr;
-    if (IsFailure(CStorageObject_GetName(object, &name))) {
+    if (QBF_IsFailure(CStorageObject_GetName(object, &name))) {
         DS_TRACE(kProcessObject, QBF_E_NO_NAME, "Could not get object name");
         return QBF_E_FAILED;
     }
@@ -335,7 +334,7 @@ void SyncDirectory(StorageLocation location) {
 QBFResult ManageStore(StorageLocation location, CDatabase* database) {
     std::FILE* file = nullptr;
     const QBFResult opened = OpenFile(location, StorageOpenMode::Store, &file);
-    if (IsFailure(opened)) {
+    if (QBF_IsFailure(opened)) {
         DS_TRACE(kManageStore, opened, "Could not open storage file %s for writing",
                  SecureFileNameTable.CurrentFileName);
         return QBF_E_FAILED;
@@ -345,13 +344,13 @@ QBFResult ManageStore(StorageLocation location, CDatabase* database) {
         database, EnterRegion, [=](CStorageObject* object) { return ProcessTopLevelObject(object, file); });
     const QBFResult flushed = FlushAndSync(file, location);
     const QBFResult closed = CloseFile(file, location);
-    if (IsFailure(closed)) {
+    if (QBF_IsFailure(closed)) {
         DS_TRACE(kManageStore, closed, "Could not close storage file");
     }
     DS_TRACE(kManageStore, QBF_I_INFO, "Secure binary file closed for storage location %d",
              PrintableLocation(location));
     SyncDirectory(location);
-    return IsFailure(walked) || IsFailure(flushed) || IsFailure(closed) ? QBF_E_FAILED : QBF_OK;
+    return QBF_IsFailure(walked) || QBF_IsFailure(flushed) || QBF_IsFailure(closed) ? QBF_E_FAILED : QBF_OK;
 }
 
 /// A secure file that is being read, and how much of it is left.
@@ -496,13 +495,13 @@ void PrepareForVariableUpdate(CDatabase* database, const RecordData& data) {
         DS_TRACE(kPrepareForVariableUpdate, QBF_I_INFO, "VariablePath after channel injection: %s", pathFromFile);
     }
     CVariable* variable = nullptr;
-    if (IsFailure(CDatabase_GetVariableByPath(database, pathFromFile, &variable))) {
+    if (QBF_IsFailure(CDatabase_GetVariableByPath(database, pathFromFile, &variable))) {
         DS_TRACE(kPrepareForVariableUpdate, QBF_N_NOTICE_2, "File %s contains variable that is not registered (%s)",
                  SecureFileNameTable.CurrentFileName, pathFromFile);
         return;
     }
     void* address = nullptr;
-    if (IsFailure(CVariable_GetContentAddress(variable, &address))) {
+    if (QBF_IsFailure(CVariable_GetContentAddress(variable, &address))) {
         DS_TRACE(kPrepareForVariableUpdate, QBF_E_FAILED, "CVariable_GetContentAddress() failed");
         TraceNotUpdated();
         return;
@@ -548,7 +547,7 @@ Reading RestoreRecords(CDatabase* database, std::FILE* file) {
 /// @return QBF_OK or QBF_E_FAILED, traced.
 QBFResult DefaultMissingVariables(CDatabase* database, bool fileWasOpened) {
     const QBFResult defaulted = CDatabase_SetNotRetrievedVariablesToDefault(database);
-    if (!IsFailure(defaulted)) {
+    if (!QBF_IsFailure(defaulted)) {
         return QBF_OK;
     }
     const QBFResult code = fileWasOpened ? defaulted : QBFResult{QBF_E_FAILED};
@@ -558,10 +557,10 @@ QBFResult DefaultMissingVariables(CDatabase* database, bool fileWasOpened) {
 
 /// A database that could not be prepared is restored all the same.
 void PrepareDatabase(CDatabase* database) {
-    if (IsFailure(CDatabase_UpdatePathHashTable(database))) {
+    if (QBF_IsFailure(CDatabase_UpdatePathHashTable(database))) {
         DS_TRACE(kManageRetrieve, QBF_E_FAILED, "Error when updating hash table in CDatabase");
     }
-    if (IsFailure(CDatabase_SetAsNotRetrieved(database))) {
+    if (QBF_IsFailure(CDatabase_SetAsNotRetrieved(database))) {
         DS_TRACE(kManageRetrieve, QBF_E_FAILED, "Error when setting Database as not retrieved");
     }
 }
@@ -571,7 +570,7 @@ QBFResult ManageRetrieve(StorageLocation location, CDatabase* database) {
 
     std::FILE* file = nullptr;
     const QBFResult opened = OpenFile(location, StorageOpenMode::Retrieve, &file);
-    if (IsFailure(opened)) {
+    if (QBF_IsFailure(opened)) {
         DS_TRACE(kManageRetrieve, opened, "Could not open storage file %s for retrieve",
                  SecureFileNameTable.CurrentFileName);
         static_cast<void>(DefaultMissingVariables(database, false));
@@ -580,7 +579,7 @@ QBFResult ManageRetrieve(StorageLocation location, CDatabase* database) {
 
     const Reading ending = RestoreRecords(database, file);
     const QBFResult closed = CloseFile(file, location);
-    if (IsFailure(closed)) {
+    if (QBF_IsFailure(closed)) {
         DS_TRACE(kManageRetrieve, closed, "Could not close storage file");
     }
 
@@ -619,7 +618,7 @@ QBFResult StoreAll(StorageLocation location, CDatabase* database, unsigned long 
 
 QBFResult RetrieveAll(StorageLocation location, CDatabase* database, unsigned long /*channelInjector*/) {
     DS_TRACE(kRetrieveAll, QBF_I_INFO, "CSecureBinaryFileStorageProvider: Retrieving all...");
-    return IsFailure(ManageRetrieve(location, database)) ? QBF_E_FAILED : QBF_OK;
+    return QBF_IsFailure(ManageRetrieve(location, database)) ? QBF_E_FAILED : QBF_OK;
 }
 
 QBFResult StoreAllWritable(StorageLocation /*location*/, CVariable** /*variables*/, unsigned long /*count*/) {

@@ -107,7 +107,7 @@ constexpr std::uint32_t kReadBufferSlack = 10;
 [[nodiscard]] inline QBFResult GetContent(CVariable* variable, bool isNeeded, void** content) {
     *content = nullptr;
     const QBFResult result = CVariable_GetContentAddress(variable, content);
-    if (!IsFailure(result) && isNeeded && *content == nullptr) {
+    if (!QBF_IsFailure(result) && isNeeded && *content == nullptr) {
         return QBF_E_FAILED;
     }
     return result;

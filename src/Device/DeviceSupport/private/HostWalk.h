@@ -33,8 +33,8 @@ void ForEachObject(CStorageRegion* region, Visit visit) {
 }
 
 /// Whether an iteration over variables goes on after the host answered `status`.
-[[nodiscard]] constexpr bool MoreVariablesFollow(QBFResult status) {
-    return !IsFailure(status) && static_cast<std::uint32_t>(status) != QBF_W_END_OF_VARIABLES;
+[[nodiscard]] inline bool MoreVariablesFollow(QBFResult status) {
+    return !QBF_IsFailure(status) && static_cast<std::uint32_t>(status) != QBF_W_END_OF_VARIABLES;
 }
 
 /// Visits the variables of the object with `visit(CVariable*, status)` for every answer of

@@ -172,7 +172,7 @@ unsigned int ConvertHwVariantToHwId(std::uint32_t hwVariant) {
 }
 
 QBFResult FindVariable(CDatabase* database, const std::string& path, VariableType requiredType, CVariable** variable) {
-    if (tal::IsFailure(CDatabase_GetVariableByPath(database, path.c_str(), variable))) {
+    if (QBF_IsFailure(CDatabase_GetVariableByPath(database, path.c_str(), variable))) {
         DS_TRACE("updateVariable", QBF_E_INVALID_ARGUMENT, "    Variable %s not registered in database", path.c_str());
         return QBF_E_INVALID_ARGUMENT;
     }
@@ -188,7 +188,7 @@ QBFResult FindVariable(CDatabase* database, const std::string& path, VariableTyp
 QBFResult FindContent(CVariable* variable, const std::string& path, std::uint32_t elementCount, void** address) {
     *address = nullptr;
     const QBFResult result = CVariable_GetContentAddress(variable, address);
-    if (tal::IsFailure(result) || (*address == nullptr && elementCount != 0)) {
+    if (QBF_IsFailure(result) || (*address == nullptr && elementCount != 0)) {
         DS_TRACE("updateVariable", QBF_E_BAD_TYPE, "    Something went wrong for variable %s", path.c_str());
         return QBF_E_BAD_TYPE;
     }
@@ -206,7 +206,7 @@ QBFResult UpdateByPath(CDatabase* database, const char* path, Value value) {
 
 template <class Value>
 void SetBoardVariable(CDatabase* database, const BoardVariable& variable, Value value) {
-    if (tal::IsFailure(UpdateByPath(database, variable.path, value))) {
+    if (QBF_IsFailure(UpdateByPath(database, variable.path, value))) {
         DS_TRACE("retrieveAll", QBF_E_FAILED, "%s", variable.failure);
     }
 }
@@ -264,11 +264,11 @@ QBFResult ReadOnlyZorBspStorageProvider::storeAllWritable(unsigned long /*locati
 
 QBFResult ReadOnlyZorBspStorageProvider::retrieveAll(unsigned long /*location*/, CDatabase* database,
                                                      unsigned long /*channelInjector*/) {
-    if (tal::IsFailure(CDatabase_UpdatePathHashTable(database))) {
+    if (QBF_IsFailure(CDatabase_UpdatePathHashTable(database))) {
         DS_TRACE("retrieveAll", QBF_E_FAILED, "Error when updating hash table in CDatabase");
         return QBF_E_FAILED;
     }
-    if (tal::IsFailure(CDatabase_SetAsNotRetrieved(database))) {
+    if (QBF_IsFailure(CDatabase_SetAsNotRetrieved(database))) {
         DS_TRACE("retrieveAll", QBF_E_FAILED, "Error when setting Database as not retrieved");
         return QBF_E_FAILED;
     }
@@ -285,7 +285,7 @@ QBFResult ReadOnlyZorBspStorageProvider::retrieveAll(unsigned long /*location*/,
         SetBoardVariable(database, code.variable, record->words[code.word]);
     }
 
-    if (tal::IsFailure(CDatabase_SetNotRetrievedVariablesToDefault(database))) {
+    if (QBF_IsFailure(CDatabase_SetNotRetrievedVariablesToDefault(database))) {
         DS_TRACE("retrieveAll", QBF_E_FAILED, "Error when setting missing variables to default");
         return QBF_E_FAILED;
     }
@@ -300,12 +300,12 @@ QBFResult ReadOnlyZorBspStorageProvider::updateVariable(CDatabase* database, con
     }
     CVariable* variable = nullptr;
     const QBFResult found = FindVariable(database, path, VARIABLE_TYPE_U32, &variable);
-    if (tal::IsFailure(found)) {
+    if (QBF_IsFailure(found)) {
         return found;
     }
     void* address = nullptr;
     const QBFResult reached = FindContent(variable, path, 1, &address);
-    if (tal::IsFailure(reached)) {
+    if (QBF_IsFailure(reached)) {
         return reached;
     }
     std::memcpy(address, &value, sizeof value);
@@ -318,13 +318,13 @@ QBFResult ReadOnlyZorBspStorageProvider::updateVariable(CDatabase* database, con
                                                         const char* value) {
     CVariable* variable = nullptr;
     const QBFResult found = FindVariable(database, path, VARIABLE_TYPE_STRING, &variable);
-    if (tal::IsFailure(found)) {
+    if (QBF_IsFailure(found)) {
         return found;
     }
     const std::uint32_t count = CVariable_GetNoOfElements(variable);
     void* address = nullptr;
     const QBFResult reached = FindContent(variable, path, count, &address);
-    if (tal::IsFailure(reached)) {
+    if (QBF_IsFailure(reached)) {
         return reached;
     }
     if (count != 0) {

@@ -48,11 +48,6 @@ namespace tal {
 /// Appends the code line, emits the record and puts `errno` back to `errnoBefore`.
 void EndTrace(QBFResult code, int errnoBefore);
 
-/// Results are 32-bit numbers compared as signed ones, whatever the width of `unsigned long`.
-[[nodiscard]] constexpr bool IsFailure(QBFResult code) {
-    return static_cast<std::int32_t>(code) >= 0x8000;
-}
-
 }  // namespace tal
 
 /// DS_TRACE(operation, code, format, ...): one record at the level of `code`. Nothing is formatted, and the arguments

@@ -84,7 +84,7 @@ void EmptyElementList() {
             status = CList_GetNext(ElementList(), &item, &position);
         } else {
             status = CList_StartIterationFromHead(ElementList(), &position);
-            isStarted = !IsFailure(status);
+            isStarted = !QBF_IsFailure(status);
         }
     }
     DeleteElementTexts();
@@ -105,7 +105,7 @@ void AddElementText(const char* text) {
     }
     char* const copy = NewElementText(text);
     // A list that says no may hold the text all the same, so the text stays until the list is emptied.
-    if (copy == nullptr || IsFailure(CList_PushTail(ElementList(), copy))) {
+    if (copy == nullptr || QBF_IsFailure(CList_PushTail(ElementList(), copy))) {
         DS_TRACE("CXmlFileStorageProviderBase_EndElement", QBF_E_FAILED, "Could not add array element to list : %s",
                  text);
     }
@@ -197,14 +197,14 @@ bool ConvertElement(const VariableTypeInfo& type, const char* text, void* conten
         DS_TRACE("CXmlFileStorageProviderBase_UpdateArray", QBF_W_WARNING, "Array is empty");
         return QBF_W_WARNING;
     }
-    if (IsFailure(status)) {
+    if (QBF_IsFailure(status)) {
         DS_TRACE("CXmlFileStorageProviderBase_UpdateArray", QBF_E_FAILED, "Could not iterate array element list");
         return QBF_E_FAILED;
     }
     for (std::uint32_t index = 0; static_cast<std::uint32_t>(status) != QBF_W_END_OF_LIST; ++index) {
         void* text = nullptr;
         status = CList_GetNext(ElementList(), &text, &position);
-        if (IsFailure(status) || text == nullptr) {
+        if (QBF_IsFailure(status) || text == nullptr) {
             DS_TRACE("CXmlFileStorageProviderBase_UpdateArray", QBF_E_FAILED, "Could not iterate array element list");
             return QBF_E_FAILED;
         }
@@ -267,7 +267,7 @@ bool ConvertVariable(VariableType typeCode, void* content, std::uint32_t element
     if (!type->isArray) {
         return ConvertScalar(*type, content, elementCount);
     }
-    if (IsFailure(UpdateArray(*type, content, elementCount))) {
+    if (QBF_IsFailure(UpdateArray(*type, content, elementCount))) {
         DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_E_FAILED, "Failed to retrieve array");
         return false;
     }
@@ -288,7 +288,7 @@ void RestoreVariable(CVariable* variable, const char* path) {
     const std::uint32_t elementCount = CVariable_GetNoOfElements(variable);
     void* content = nullptr;
     const QBFResult result = GetContent(variable, WritesContent(typeCode, elementCount), &content);
-    if (IsFailure(result)) {
+    if (QBF_IsFailure(result)) {
         DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", result, "Could not get content address");
         DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_E_FAILED, "Failed to update variable with path %s",
                  path);
@@ -322,7 +322,7 @@ void UpdateVariable() {
     JoinPath(path, state.pathAt[state.depth], state.VariableNameBuffer);
     DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_I_DETAIL, "Variable path %s", path);
     CVariable* variable = nullptr;
-    if (IsFailure(CDatabase_GetVariableByPath(state.database, path, &variable)) || variable == nullptr) {
+    if (QBF_IsFailure(CDatabase_GetVariableByPath(state.database, path, &variable)) || variable == nullptr) {
         DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_I_DETAIL,
                  "    File %s contains variable that is not registered (%s)", state.CurrentFileName, path);
         return;
@@ -579,12 +579,12 @@ void XMLCALL CharacterData(void* /*userData*/, const char* text, int length) {
 }
 
 [[nodiscard]] QBFResult PrepareDatabase() {
-    if (IsFailure(CDatabase_UpdatePathHashTable(state.database))) {
+    if (QBF_IsFailure(CDatabase_UpdatePathHashTable(state.database))) {
         DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED,
                  "Error when updating hash table in CDatabase");
         return QBF_E_FAILED;
     }
-    if (IsFailure(CDatabase_SetAsNotRetrieved(state.database))) {
+    if (QBF_IsFailure(CDatabase_SetAsNotRetrieved(state.database))) {
         DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED,
                  "Error when setting Database as not retrieved");
         return QBF_E_FAILED;
@@ -603,13 +603,13 @@ void XMLCALL CharacterData(void* /*userData*/, const char* text, int length) {
 
 [[nodiscard]] QBFResult OpenOrDefault(StorageLocation location, std::FILE** file) {
     const QBFResult result = OpenFile(location, StorageOpenMode::Retrieve, file);
-    if (!IsFailure(result)) {
+    if (!QBF_IsFailure(result)) {
         return QBF_OK;
     }
     DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", result, "Could not open storage file %s (errno is: %d)",
              state.CurrentFileName, errno);
     ReleaseReadBuffer();
-    if (IsFailure(CDatabase_SetNotRetrievedVariablesToDefault(state.database))) {
+    if (QBF_IsFailure(CDatabase_SetNotRetrievedVariablesToDefault(state.database))) {
         DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED,
                  "Error when setting missing variables to default");
     }
@@ -620,31 +620,31 @@ void XMLCALL CharacterData(void* /*userData*/, const char* text, int length) {
     state.retrievalError = 0;
     state.parseError = 0;
     state.retrieveFlag = 0;
-    if (IsFailure(PrepareDatabase())) {
+    if (QBF_IsFailure(PrepareDatabase())) {
         return QBF_E_FAILED;
     }
     std::FILE* file = nullptr;
     const QBFResult opened = OpenOrDefault(location, &file);
-    if (IsFailure(opened)) {
+    if (QBF_IsFailure(opened)) {
         return opened;
     }
     const QBFResult read = ReadDocument(file);
     std::fclose(file);
     ReleaseReadBuffer();
-    if (IsFailure(read)) {
+    if (QBF_IsFailure(read)) {
         return read;
     }
     DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_I_INFO, "XML file closed for storage location %d",
              PrintableLocation(location));
     const QBFResult defaulted = CDatabase_SetNotRetrievedVariablesToDefault(state.database);
-    if (IsFailure(defaulted)) {
+    if (QBF_IsFailure(defaulted)) {
         DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", defaulted,
                  "Error when setting missing variables to default");
         return QBF_E_FAILED;
     }
     const QBFResult parsed = ReportErrors(state.parseError, "Error(s) during XML Parsing");
     const QBFResult retrieved = ReportErrors(state.retrievalError, "Error(s) during variable retrieval");
-    return IsFailure(parsed) ? parsed : retrieved;
+    return QBF_IsFailure(parsed) ? parsed : retrieved;
 }
 
 }  // namespace
@@ -660,7 +660,7 @@ QBFResult RetrieveAll(StorageLocation location, CDatabase* database, unsigned lo
     state.channelInjector = channelInjector;
     DS_TRACE("CXmlFileStorageProviderBase_RetrieveAll", QBF_I_INFO, "XmlFileStorageProviderBase: Retrieving all...");
     const QBFResult result = ManageRetrieve(location);
-    if (IsFailure(result)) {
+    if (QBF_IsFailure(result)) {
         DS_TRACE("CXmlFileStorageProviderBase_RetrieveAll", result, "Error when calling ManageRetrieve");
         return QBF_E_FAILED;
     }

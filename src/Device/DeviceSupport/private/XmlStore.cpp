@@ -168,7 +168,7 @@ void WriteArray(XmlOutput& output, const VariableTypeInfo& type, const void* con
     const bool isEmpty = type == nullptr || (type->isArray && elementCount == 0);
     void* content = nullptr;
     const QBFResult result = GetContent(variable, !isEmpty, &content);
-    if (IsFailure(result)) {
+    if (QBF_IsFailure(result)) {
         DS_TRACE("CXmlFileStorageProviderBase_WriteVariable", result, "Could not get content address");
         return result;
     }
@@ -192,11 +192,11 @@ void WriteArray(XmlOutput& output, const VariableTypeInfo& type, const void* con
 QBFResult StoreNestedObject(CVariable* variable, XmlOutput& output) {
     DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_I_INFO, "New nested object");
     void* nested = nullptr;
-    if (IsFailure(GetContent(variable, true, &nested))) {
+    if (QBF_IsFailure(GetContent(variable, true, &nested))) {
         DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_E_FAILED, "CVariable_GetContentAddress() failed");
         return QBF_E_FAILED;
     }
-    if (IsFailure(StoreObject(static_cast<CStorageObject*>(nested), output))) {
+    if (QBF_IsFailure(StoreObject(static_cast<CStorageObject*>(nested), output))) {
         DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_E_FAILED, "Failed to store nested object");
         return QBF_E_FAILED;
     }
@@ -209,7 +209,7 @@ enum class Stored { Yes, Failed, ObjectAbandoned };
 Stored StoreVariable(CVariable* variable, XmlOutput& output) {
     char* name = nullptr;
     // After a failed iteration step the host may have handed out no variable, which then has no name either.
-    if (variable == nullptr || IsFailure(CVariable_GetName(variable, &name))) {
+    if (variable == nullptr || QBF_IsFailure(CVariable_GetName(variable, &name))) {
         DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_E_NO_NAME, "Could not get variable name");
         return Stored::Failed;
     }
@@ -223,12 +223,12 @@ Stored StoreVariable(CVariable* variable, XmlOutput& output) {
         shownName = state.VariableNameBuffer;
     }
     if (CVariable_GetType(variable) == VARIABLE_TYPE_OBJECT) {
-        return IsFailure(StoreNestedObject(variable, output)) ? Stored::Failed : Stored::Yes;
+        return QBF_IsFailure(StoreNestedObject(variable, output)) ? Stored::Failed : Stored::Yes;
     }
     output.Literal("\n<variable name = \"");
     output.Text(shownName);
     output.Literal("\">");
-    if (IsFailure(WriteVariable(output, variable))) {
+    if (QBF_IsFailure(WriteVariable(output, variable))) {
         // Deliberately abrupt: the variable and the object stay open in the document.
         DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_E_FAILED, "Could not write variable type");
         return Stored::ObjectAbandoned;
@@ -252,7 +252,7 @@ void WriteObjectStart(XmlOutput& output, const char* name) {
 
 QBFResult StoreObject(CStorageObject* object, XmlOutput& output) {
     char* name = nullptr;
-    if (IsFailure(CStorageObject_GetName(object, &name))) {
+    if (QBF_IsFailure(CStorageObject_GetName(object, &name))) {
         DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_E_NO_NAME, "Could not get object name");
         return QBF_E_FAILED;
     }
@@ -264,7 +264,7 @@ QBFResult StoreObject(CStorageObject* object, XmlOutput& output) {
             worst = std::max(worst, StoreVariable(variable, output));
             return worst == Stored::ObjectAbandoned ? Walk::Stop : Walk::Continue;
         });
-        if (IsFailure(started)) {
+        if (QBF_IsFailure(started)) {
             DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_E_FAILED,
                      "Could not iterate variables, (QBFResult = %x)", static_cast<unsigned>(started));
             return QBF_E_FAILED;
@@ -296,7 +296,7 @@ bool StoreRegion(CStorageRegion* region, const char* name, QBFResult openResult,
     WriteRegionStart(output, name);
     bool allStored = true;
     ForEachObject(region, [&](CStorageObject* object) {
-        if (IsFailure(StoreObject(object, output))) {
+        if (QBF_IsFailure(StoreObject(object, output))) {
             // Reported at the result of the open, a success, not at the object's failure.
             DS_TRACE("CXmlFileStorageProviderBase_ManageStore", openResult, "Failed to store object");
             allStored = false;
@@ -313,7 +313,7 @@ bool WriteDocument(XmlOutput& output, QBFResult openResult) {
     bool allStored = true;
     ForEachRegion(state.database, [&](CStorageRegion* region) {
         char* name = nullptr;
-        if (IsFailure(CStorageRegion_GetName(region, &name))) {
+        if (QBF_IsFailure(CStorageRegion_GetName(region, &name))) {
             DS_TRACE("CXmlFileStorageProviderBase_ManageStore", QBF_E_NO_NAME, "Could not get region name");
             allStored = false;
             return Walk::Stop;
@@ -331,7 +331,7 @@ QBFResult ManageStore(StorageLocation location) {
              PrintableLong(location), PrintableLong(state.channelInjector));
     std::FILE* file = nullptr;
     const QBFResult openResult = OpenFile(location, StorageOpenMode::Store, &file);
-    if (IsFailure(openResult)) {
+    if (QBF_IsFailure(openResult)) {
         DS_TRACE("CXmlFileStorageProviderBase_ManageStore", openResult, "Could not open storage file %s",
                  state.CurrentFileName);
         return QBF_E_FAILED;
@@ -339,7 +339,7 @@ QBFResult ManageStore(StorageLocation location) {
     XmlOutput output(file);
     const bool allStored = WriteDocument(output, openResult);
     output.Flush();
-    if (IsFailure(CloseFile(file, location))) {
+    if (QBF_IsFailure(CloseFile(file, location))) {
         DS_TRACE("CXmlFileStorageProviderBase_ManageStore", QBF_E_FAILED, "Could not close storage file");
         return QBF_E_FAILED;
     }
