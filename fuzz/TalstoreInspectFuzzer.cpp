@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "CommandLine.h"
+#include "commands/CommandLine.h"
 #include "DatabaseDescription.h"
 #include "FuzzBasics.h"
-#include "Restore.h"
+#include "board/Restore.h"
 
 namespace {
 

@@ -212,6 +212,32 @@ TEST(DocumentedArchitecture, DependenciesRunOneWay) {
     }
 }
 
+/// The rooms of talstore: each uses itself and those before it.
+constexpr const char* kRooms[] = {"files", "formats", "board", "commands"};
+
+/// @return the number of the room that the path leads into, or that of none.
+std::size_t RoomOf(const std::string& path) {
+    const std::string folder = fs::path(path).parent_path().string();
+    return static_cast<std::size_t>(std::find(std::begin(kRooms), std::end(kRooms), folder) - std::begin(kRooms));
+}
+
+TEST(DocumentedArchitecture, TheRoomsOfTalstoreUseThoseBeforeThemAlone) {
+    const std::string page = Page("docs/architecture.md").Text();
+    for (std::size_t room = 0; room < std::size(kRooms); ++room) {
+        EXPECT_THAT(page, ::testing::HasSubstr("| `" + std::string(kRooms[room]) + "/` |"));
+        for (const std::string& source : SourcesIn(std::string("tools/talstore/") + kRooms[room])) {
+            for (const std::string& included : FirstGroups(ReadFromRepository(source), R"re(#include "([^"]+)")re")) {
+                const bool isInAnEarlierRoom = RoomOf(included) <= room;
+                const bool isOutside = fs::exists(RepositoryRoot() / "host" / included) ||
+                                       fs::exists(RepositoryRoot() / "src" / included) ||
+                                       fs::exists(RepositoryRoot() / "platform" / included) ||
+                                       fs::exists(RepositoryRoot() / "tools" / included);
+                EXPECT_TRUE(isInAnEarlierRoom || isOutside) << source << " includes " << included;
+            }
+        }
+    }
+}
+
 TEST(DocumentedPromises, AreNumberedInOrderAndNameTheirTests) {
     std::size_t count = 0;
     std::size_t testsOfPromise = 1;

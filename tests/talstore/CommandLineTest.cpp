@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "Support.h"
-#include "Table.h"
+#include "commands/Table.h"
 
 namespace tal::test {
 

@@ -1,4 +1,4 @@
-#include "InspectBinary.h"
+#include "formats/InspectBinary.h"
 
 #include "DatabaseDescription.h"
 #include "Support.h"

@@ -1,4 +1,4 @@
-#include "InspectSecure.h"
+#include "formats/InspectSecure.h"
 
 #include "Support.h"
 

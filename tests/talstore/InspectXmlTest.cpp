@@ -1,8 +1,8 @@
-#include "InspectXml.h"
+#include "formats/InspectXml.h"
 
 #include "DatabaseDescription.h"
-#include "ProviderSession.h"
 #include "Support.h"
+#include "board/ProviderSession.h"
 
 namespace tal::test {
 

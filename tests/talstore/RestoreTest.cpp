@@ -1,4 +1,4 @@
-#include "Restore.h"
+#include "board/Restore.h"
 
 #include "DatabaseDescription.h"
 #include "Support.h"

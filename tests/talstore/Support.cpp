@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "CommandLine.h"
+#include "commands/CommandLine.h"
 
 /// The files of a test need not survive a power cut, and thousands of them are written.
 extern "C" int fsync(int /*descriptor*/) {

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "StoredContents.h"
+#include "formats/StoredContents.h"
 #include "support/Files.h"
 
 namespace tal::test {

@@ -1,11 +1,11 @@
-#include "Value.h"
+#include "board/Value.h"
 
 #include <cmath>
 #include <limits>
 
-#include "Console.h"
 #include "Support.h"
 #include "common/Text.h"
+#include "files/InputError.h"
 
 namespace tal::test {
 

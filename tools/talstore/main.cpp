@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "CommandLine.h"
+#include "commands/CommandLine.h"
 
 namespace {
 

@@ -1,0 +1,28 @@
+/// @file
+/// The values of an XML document as a board reads them that has exactly the document's variables.
+#ifndef TALSTORE_DOCUMENT_VALUES_H
+#define TALSTORE_DOCUMENT_VALUES_H
+
+#include <map>
+#include <memory>
+
+#include "ReferenceHost.h"
+#include "board/Restore.h"
+#include "formats/StorageFile.h"
+#include "formats/StoredContents.h"
+
+namespace tal::talstore {
+
+struct DocumentValues {
+    std::unique_ptr<host::Database> layout;
+    RestoreReport report;
+    /// Per item that no board takes, why. These are not in the layout: one of them would hide all those behind it.
+    std::map<std::size_t, std::string> refused;
+};
+
+/// Lets the library retrieve the document.
+[[nodiscard]] DocumentValues ReadDocumentValues(const StorageFile& file, const StoredContents& contents);
+
+}  // namespace tal::talstore
+
+#endif

@@ -1,0 +1,81 @@
+/// @file
+/// Drives the library's own providers, so that whatever the tool says is what a board does.
+#ifndef TALSTORE_PROVIDER_SESSION_H
+#define TALSTORE_PROVIDER_SESSION_H
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Device/DeviceSupport/DeviceSupport.h"
+#include "ReferenceHost.h"
+#include "board/TraceCapture.h"
+#include "files/PrivateDirectory.h"
+#include "formats/StoredContents.h"
+
+namespace tal::talstore {
+
+struct ProviderInfo {
+    const char* name;
+    const char* summary;
+    std::optional<Format> format;  ///< None: the provider has no files.
+    QBFResult (*getInterface)(IStorageProvider** provider);
+    void (*setFileNames)(const char* name);  ///< Gives every location that name, as far as the provider allows.
+};
+
+[[nodiscard]] const std::vector<ProviderInfo>& Providers();
+
+/// @return null when there is none of that name.
+[[nodiscard]] const ProviderInfo* FindProvider(std::string_view name);
+
+/// The read-write provider of the format.
+[[nodiscard]] const ProviderInfo& ProviderOf(Format format);
+
+[[nodiscard]] constexpr bool IsFailure(QBFResult code) {
+    return static_cast<std::int32_t>(code) >= 0x8000;
+}
+
+/// One operation's result and trace.
+struct Run {
+    QBFResult result;
+    std::vector<TraceRecord> trace;
+};
+
+/// A provider at one location with a file of its own, away from the user's files: providers keep at most 79 characters
+/// of a name, truncate before they write, and have fixed names for some locations.
+class ProviderSession {
+public:
+    /// @param fileName  The user's file, whose last part the provider and its trace get to see.
+    ProviderSession(const ProviderInfo& provider, StorageLocation location, std::uint32_t channel,
+                    std::string_view fileName);
+
+    [[nodiscard]] const ProviderInfo& Provider() const { return provider_; }
+    [[nodiscard]] std::uint32_t Channel() const { return channel_; }
+
+    /// What the next retrieve reads.
+    void PutFile(std::string_view bytes) const;
+    /// What the last store has written; none when it has written no file.
+    [[nodiscard]] std::optional<std::string> TakeFile() const;
+
+    [[nodiscard]] Run Store(host::Database& database) const;
+    [[nodiscard]] Run Retrieve(host::Database& database) const;
+
+private:
+    using Operation = QBFResult (*IStorageProvider::*)(StorageLocation, CDatabase*, unsigned long);
+
+    [[nodiscard]] Run Drive(Operation operation, host::Database& database) const;
+
+    const ProviderInfo& provider_;
+    StorageLocation location_;
+    std::uint32_t channel_;
+    std::string fileName_;
+    PrivateDirectory directory_;
+    std::filesystem::path filesPath_;  ///< Holds the session's file and nothing else.
+};
+
+}  // namespace tal::talstore
+
+#endif

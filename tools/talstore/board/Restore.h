@@ -1,0 +1,84 @@
+/// @file
+/// What a board with a given layout makes of a file, found out by letting the library retrieve it.
+#ifndef TALSTORE_RESTORE_H
+#define TALSTORE_RESTORE_H
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "ReferenceHost.h"
+#include "board/ProviderSession.h"
+#include "formats/StorageFile.h"
+#include "formats/StoredContents.h"
+
+namespace tal::talstore {
+
+/// How a variable of the layout ends.
+enum class Outcome {
+    Restored,
+    Changed,    ///< Restored, but not to the value that the document shows.
+    Partly,     ///< Restored, but some of its bytes keep what the board held before.
+    Refused,    ///< The file holds it, but the board does not take it.
+    Defaulted,  ///< Takes its default.
+    ReadOnly,   ///< Takes its default: it is in a read-only object, which this format never stores.
+    Left        ///< Neither restored nor defaulted: the board gives up before it sets the defaults.
+};
+constexpr std::size_t kOutcomeCount = 7;
+
+/// "restored", "changed" and so on.
+[[nodiscard]] const char* NameOf(Outcome outcome);
+
+/// Whether nothing is lost.
+[[nodiscard]] constexpr bool IsAsExpected(Outcome outcome) {
+    return outcome == Outcome::Restored || outcome == Outcome::ReadOnly;
+}
+
+struct VariableReport {
+    host::Variable* variable = nullptr;
+    bool isStored = true;  ///< False in read-only objects of formats that leave them out.
+    Outcome outcome = Outcome::Defaulted;
+    std::size_t item = kNone;  ///< The last item that was stored for it.
+    std::string reason;
+};
+
+/// What becomes of an item of the file.
+enum class Fate { Taken, Refused, Ignored };
+
+struct ItemReport {
+    Fate fate = Fate::Ignored;
+    std::string boardPath;  ///< Where the board looks it up; empty when it does not.
+    host::Variable* variable = nullptr;
+    std::string reason;
+};
+
+struct RestoreReport {
+    Run run;
+    std::string failure;                    ///< Why the retrieve fails, empty when it does not.
+    std::vector<VariableReport> variables;  ///< In tree order, without those that hold objects.
+    std::vector<ItemReport> items;          ///< One per item of the contents.
+
+    [[nodiscard]] std::array<std::size_t, kOutcomeCount> Counts() const;
+    [[nodiscard]] std::size_t IgnoredCount() const;
+    /// Whether every variable is as expected and no item is refused or ignored.
+    [[nodiscard]] bool IsClean() const;
+};
+
+/// Retrieves the file twice, over different values, so that whatever the file does not set shows.
+/// @param session   Of a provider of the file's format.
+/// @param contents  Of the file.
+/// @param layout    Holds afterwards what a board that held its defaults holds; retrieved marks included.
+[[nodiscard]] RestoreReport Restore(const ProviderSession& session, const StorageFile& file,
+                                    const StoredContents& contents, host::Database& layout);
+
+using VariableVisitor = std::function<void(host::Variable& variable, bool isWritable)>;
+
+/// Visits every variable that has a value, in the order in which all providers walk the tree.
+/// @param visit  Is told whether all objects round the variable are writable.
+void VisitVariables(const host::Database& layout, const VariableVisitor& visit);
+
+}  // namespace tal::talstore
+
+#endif

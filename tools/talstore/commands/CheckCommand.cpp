@@ -1,0 +1,129 @@
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "board/DocumentValues.h"
+#include "board/Value.h"
+#include "commands/Commands.h"
+#include "commands/Report.h"
+#include "common/Text.h"
+
+namespace tal::talstore {
+
+using tools::Count;
+using tools::Printable;
+
+namespace {
+
+/// Why a value that is well-formed XML is not read back as it stands in the document.
+std::string ChangedReason(const StoredItem& item) {
+    if (item.texts.empty()) {
+        return "it has no value";
+    }
+    if (item.texts.size() == 1 && item.texts.front().empty()) {
+        return "an empty text does not come back: the reader takes the last text before it";
+    }
+    return item.type == "STRING" ? "the text is too long, or holds an entity or a line break"
+                                 : "a number is out of range, has more digits than are kept, or is none";
+}
+
+/// Reports what does not come back as it stands in the document.
+void CheckValues(const StorageFile& file, StoredContents& contents) {
+    const DocumentValues values = ReadDocumentValues(file, contents);
+    for (const auto& [index, reason] : values.refused) {
+        const StoredItem& item = contents.items[index];
+        contents.findings.push_back({Severity::Error, "xml.refused", item.place, item.path,
+                                     reason + "; all variables behind it take their defaults"});
+    }
+    for (const VariableReport& variable : values.report.variables) {
+        const bool isChanged = variable.outcome == Outcome::Changed || variable.outcome == Outcome::Partly;
+        if (isChanged && variable.item != kNone) {
+            const StoredItem& item = contents.items[variable.item];
+            contents.findings.push_back({Severity::Warning, "xml.changed", item.place, item.path,
+                                         variable.reason + ": " + ChangedReason(item)});
+        }
+    }
+}
+
+Json RestoreJson(const std::string& layoutName, const StoredContents& contents, const RestoreReport& report) {
+    Json variables = Json::array();
+    for (const VariableReport& variable : report.variables) {
+        Json entry = {{"path", variable.variable->Path()}, {"outcome", NameOf(variable.outcome)}};
+        if (!variable.reason.empty()) {
+            entry["reason"] = variable.reason;
+        }
+        if (variable.item != kNone) {
+            entry["place"] = PlaceJson(contents.items[variable.item].place);
+        }
+        variables.push_back(std::move(entry));
+    }
+    Json ignored = Json::array();
+    for (const std::size_t index : LostItems(report)) {
+        ignored.push_back({{"path", contents.items[index].path},
+                           {"place", PlaceJson(contents.items[index].place)},
+                           {"reason", report.items[index].reason}});
+    }
+    return {{"layout", layoutName},         {"result", report.run.result},       {"failure", report.failure},
+            {"counts", CountsJson(report)}, {"variables", std::move(variables)}, {"ignored", std::move(ignored)}};
+}
+
+void PrintRestore(const Console& console, const std::string& layoutName, const StoredContents& contents,
+                  const RestoreReport& report, bool showsAll) {
+    console.out << "\na board with " << Printable(layoutName) << ": " << CountsText(report)
+                << (report.failure.empty() ? "" : "; the retrieve fails: " + Printable(report.failure)) << '\n';
+    Table table;
+    for (const VariableReport& variable : report.variables) {
+        if (showsAll || !IsAsExpected(variable.outcome)) {
+            table.Add({{NameOf(variable.outcome), ColourOf(variable.outcome)},
+                       Printable(variable.variable->Path()),
+                       Printable(variable.reason)});
+        }
+    }
+    for (const std::size_t index : LostItems(report)) {
+        const bool isRefused = report.items[index].fate == Fate::Refused;
+        table.Add({{isRefused ? "refused" : "ignored", Colour::Yellow},
+                   Printable(contents.items[index].path),
+                   Printable(report.items[index].reason)});
+    }
+    table.Print(console);
+}
+
+}  // namespace
+
+int Check(const CheckOptions& options, const Console& console) {
+    const auto layout = LoadLayout(options.common.layout);
+    const StorageFile file = LoadStorageFile(options.file, ParseFormat(options.common.format), layout != nullptr);
+    StoredContents contents = Inspect(file, layout.get());
+    if (file.format == Format::Xml) {
+        CheckValues(file, contents);
+    }
+    std::stable_sort(contents.findings.begin(), contents.findings.end(),
+                     [](const Finding& a, const Finding& b) { return a.place.offset < b.place.offset; });
+    const Json findings = FindingsJson(contents.findings);
+    Json json = {{"file", file.name},
+                 {"format", NameOf(file.format)},
+                 {"size", file.bytes.size()},
+                 {"whole", contents.isWhole},
+                 {"findings", findings}};
+    if (!options.common.asJson) {
+        console.out << Printable(file.name) << ": " << Describe(file, contents) << ", "
+                    << Count(contents.findings.size(), "finding") << '\n';
+        PrintFindings(console, contents.findings);
+    }
+    bool isFine = !HasProblem(contents.findings);
+    if (layout != nullptr) {
+        const ProviderSession session(ProviderOf(file.format), 0, options.common.channel, file.name);
+        const RestoreReport report = Restore(session, file, contents, *layout);
+        isFine = isFine && report.IsClean() && !IsFailure(report.run.result);
+        if (options.common.asJson) {
+            json["restore"] = RestoreJson(options.common.layout, contents, report);
+        } else {
+            PrintRestore(console, options.common.layout, contents, report, options.showsAll);
+        }
+    }
+    if (options.common.asJson) {
+        PrintJson(console, json);
+    }
+    return isFine ? kFine : kProblems;
+}
+
+}  // namespace tal::talstore

@@ -1,0 +1,101 @@
+/// @file
+/// The commands. Each takes what its command line says, writes to the console and returns an ExitStatus; each throws
+/// InputError or host::DescriptionError.
+#ifndef TALSTORE_COMMANDS_H
+#define TALSTORE_COMMANDS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "commands/Console.h"
+
+namespace tal::talstore {
+
+/// What most commands take.
+struct CommonOptions {
+    bool asJson = false;
+    std::string layout;  ///< Name of the description; empty for none.
+    std::string format;  ///< "xml", "secure", "binary", or empty: to be recognised.
+    std::uint32_t channel = 0;
+};
+
+struct ShowOptions {
+    CommonOptions common;
+    std::string file;
+};
+int Show(const ShowOptions& options, const Console& console);
+
+struct CheckOptions {
+    CommonOptions common;
+    std::string file;
+    bool showsAll = false;
+};
+int Check(const CheckOptions& options, const Console& console);
+
+/// What the commands take that drive one provider.
+struct DriveOptions {
+    bool asJson = false;
+    bool showsTrace = false;
+    std::string layout;
+    std::string file;      ///< May be empty for providers without files.
+    std::string provider;  ///< Empty: the one of the file's format.
+    std::uint32_t location = 0;
+    std::uint32_t channel = 0;
+};
+
+struct StoreOptions {
+    DriveOptions drive;
+    std::vector<std::string> settings;  ///< "PATH=VALUE"
+};
+int Store(const StoreOptions& options, const Console& console);
+
+int Retrieve(const DriveOptions& options, const Console& console);
+
+/// The hardware codes of a board's record.
+struct BoardCode {
+    const char* name;
+    std::size_t word;  ///< In the record.
+};
+constexpr std::size_t kBoardCodeCount = 7;
+constexpr BoardCode kBoardCodes[kBoardCodeCount] = {{"mcb", 9},  {"nab", 10},  {"traf", 11}, {"rab", 12},
+                                                    {"dsp", 13}, {"supp", 14}, {"aux", 15}};
+
+struct BoardOptions {
+    bool asJson = false;
+    bool showsTrace = false;
+    std::string layout;  ///< Empty: one that has exactly the variables that a board sets.
+    std::uint32_t channelCount = 1;
+    std::uint32_t variant = 0;
+    std::uint32_t codes[kBoardCodeCount] = {};  ///< In the order of kBoardCodes.
+};
+int Board(const BoardOptions& options, const Console& console);
+
+struct DiffOptions {
+    CommonOptions common;
+    std::string first;
+    std::string second;
+    bool isSummary = false;
+};
+int Diff(const DiffOptions& options, const Console& console);
+
+struct ConvertOptions {
+    CommonOptions common;
+    std::string input;
+    std::string output;
+    std::string outputFormat;  ///< Empty: what the output's name says.
+};
+int Convert(const ConvertOptions& options, const Console& console);
+
+struct LayoutOptions {
+    std::string file;
+    std::string output = "-";
+    std::uint32_t stringCapacity = 256;
+    bool withDefaults = false;
+};
+int Layout(const LayoutOptions& options, const Console& console);
+
+}  // namespace tal::talstore
+
+#endif

@@ -1,0 +1,262 @@
+#include <nlohmann/json.hpp>
+#include <unordered_map>
+
+#include "TypeTable.h"
+#include "board/DocumentValues.h"
+#include "board/Value.h"
+#include "commands/Commands.h"
+#include "commands/Report.h"
+#include "common/Text.h"
+
+namespace tal::talstore {
+
+using tools::HexBytes;
+using tools::Printable;
+using tools::Quoted;
+
+namespace {
+
+/// One variable's value on one side.
+struct Entry {
+    std::string path;
+    std::optional<VariableType> type;
+    /// As a board reads it; none for a document's value that no board takes.
+    std::optional<std::string_view> bytes;
+    std::vector<std::string> texts;  ///< Of a document.
+
+    /// Of a variable whose type may be known only on the other side.
+    [[nodiscard]] std::string Text(std::optional<VariableType> knownType) const {
+        if (!bytes) {
+            return texts.empty() ? "" : Quoted(texts.front());
+        }
+        return knownType ? ValueText(*knownType, *bytes) : HexBytes(*bytes);
+    }
+    [[nodiscard]] Json ToJson(std::optional<VariableType> knownType) const {
+        if (!bytes) {
+            return texts;
+        }
+        return knownType ? Json(ValueJson(*knownType, *bytes)) : Json({{"hex", HexBytes(*bytes)}});
+    }
+};
+
+/// One of the two files, with everything that its entries refer to.
+class Side {
+public:
+    Side(const std::string& name, const CommonOptions& options)
+        : layout_(LoadLayout(options.layout)),
+          file_(LoadStorageFile(name, ParseFormat(options.format), layout_ != nullptr)),
+          contents_(Inspect(file_, layout_.get())) {
+        if (layout_ != nullptr) {
+            const ProviderSession session(ProviderOf(file_.format), 0, options.channel, file_.name);
+            restored_ = Restore(session, file_, contents_, *layout_);
+        }
+        if (file_.format == Format::Xml) {
+            document_ = ReadDocumentValues(file_, contents_);
+        }
+        for (std::size_t i = 0; i < contents_.items.size(); ++i) {
+            if (HasValue(contents_.items[i])) {
+                Add(EntryOf(i));
+            }
+        }
+    }
+
+    [[nodiscard]] const StorageFile& File() const { return file_; }
+    [[nodiscard]] const StoredContents& Contents() const { return contents_; }
+    /// In the order of the file.
+    [[nodiscard]] const std::vector<Entry>& Entries() const { return entries_; }
+    /// @return null when there is none.
+    [[nodiscard]] const Entry* Find(const std::string& path) const {
+        const auto found = indices_.find(path);
+        return found == indices_.end() ? nullptr : &entries_[found->second];
+    }
+    [[nodiscard]] bool IsXml() const { return file_.format == Format::Xml; }
+
+private:
+    static bool HasValue(const StoredItem& item) {
+        VariableType type = 0;
+        return !item.holdsObjects && !(host::FindTypeByName(item.type, type) && host::HoldsObjects(type));
+    }
+
+    /// Of two variables with the same path the last one counts.
+    void Add(Entry entry) {
+        const auto [index, isNew] = indices_.emplace(entry.path, entries_.size());
+        if (isNew) {
+            entries_.push_back(std::move(entry));
+        } else {
+            entries_[index->second] = std::move(entry);
+        }
+    }
+
+    Entry EntryOf(std::size_t index) const {
+        const StoredItem& item = contents_.items[index];
+        Entry entry = {item.path, std::nullopt, std::nullopt, item.texts};
+        if (layout_ != nullptr && !restored_.items[index].boardPath.empty()) {
+            entry.path = restored_.items[index].boardPath;
+        }
+        if (IsXml()) {
+            const host::Variable* const variable = document_.report.items[index].variable;
+            if (variable != nullptr && variable->Retrieved()) {
+                entry.type = variable->Type();
+                entry.bytes = BytesOf(*variable);
+            }
+            return entry;
+        }
+        entry.bytes = item.bytes;
+        const host::Variable* const variable = layout_ == nullptr ? nullptr : restored_.items[index].variable;
+        if (variable != nullptr && variable->SizeInBytes() == item.bytes.size()) {
+            entry.type = variable->Type();
+        }
+        return entry;
+    }
+
+    std::unique_ptr<host::Database> layout_;
+    StorageFile file_;
+    StoredContents contents_;
+    RestoreReport restored_;
+    DocumentValues document_;
+    std::vector<Entry> entries_;
+    std::unordered_map<std::string, std::size_t> indices_;
+};
+
+enum class Difference { OnlyInFirst, OnlyInSecond, Value, Size };
+
+struct DifferenceStyle {
+    const char* text;
+    const char* code;  ///< For programs.
+    Colour colour;
+};
+constexpr DifferenceStyle kDifferences[] = {{"only in A", "onlyInA", Colour::Red},
+                                            {"only in B", "onlyInB", Colour::Green},
+                                            {"differs", "differs", Colour::Yellow},
+                                            {"size differs", "sizeDiffers", Colour::Yellow}};
+
+struct Comparison {
+    const Side& first;
+    const Side& second;
+
+    /// What a document cannot tell apart is the same when one of the files is a document.
+    [[nodiscard]] std::optional<Difference> Compare(const Entry& a, const Entry& b) const {
+        if (!a.bytes || !b.bytes) {
+            const bool isSame = !a.bytes && !b.bytes && a.texts == b.texts;
+            return isSame ? std::nullopt : std::optional(Difference::Value);
+        }
+        const std::optional<VariableType> type = a.type ? a.type : b.type;
+        const bool isDocument = first.IsXml() || second.IsXml();
+        if (isDocument && type == VARIABLE_TYPE_STRING) {
+            return AreSameInXml(*type, *a.bytes, *b.bytes) ? std::nullopt : std::optional(Difference::Value);
+        }
+        if (a.bytes->size() != b.bytes->size()) {
+            return Difference::Size;
+        }
+        const bool hasSameType = !a.type || !b.type || *a.type == *b.type;
+        const bool isSame = isDocument && type ? AreSameInXml(*type, *a.bytes, *b.bytes) : *a.bytes == *b.bytes;
+        return hasSameType && isSame ? std::nullopt : std::optional(Difference::Value);
+    }
+};
+
+/// Collects the differences for both kinds of output.
+class Differences {
+public:
+    explicit Differences(const DiffOptions& options) : options_(options) {}
+
+    void Add(Difference difference, const Entry* a, const Entry* b) {
+        ++counts_[static_cast<std::size_t>(difference)];
+        if (options_.isSummary) {
+            return;
+        }
+        const DifferenceStyle& style = kDifferences[static_cast<std::size_t>(difference)];
+        const Entry& any = a != nullptr ? *a : *b;
+        const auto typeOf = [&](const Entry* entry, const Entry* other) {
+            return entry->type || other == nullptr ? entry->type : other->type;
+        };
+        if (options_.common.asJson) {
+            json_.push_back({{"kind", style.code},
+                             {"path", any.path},
+                             {"a", a == nullptr ? Json(nullptr) : a->ToJson(typeOf(a, b))},
+                             {"b", b == nullptr ? Json(nullptr) : b->ToJson(typeOf(b, a))}});
+        } else {
+            table_.Add({{style.text, style.colour},
+                        Printable(any.path),
+                        a == nullptr ? "-" : a->Text(typeOf(a, b)),
+                        b == nullptr ? "-" : b->Text(typeOf(b, a))});
+        }
+    }
+
+    void CountSame() { ++sameCount_; }
+
+    [[nodiscard]] bool AreNone() const {
+        return std::all_of(std::begin(counts_), std::end(counts_), [](std::size_t count) { return count == 0; });
+    }
+
+    void Print(const Console& console, const Side& first, const Side& second) const {
+        if (options_.common.asJson) {
+            PrintAsJson(console, first, second);
+            return;
+        }
+        if (!table_.IsEmpty()) {
+            table_.Print(console);
+        }
+        console.out << sameCount_ << " the same";
+        for (std::size_t i = 0; i < std::size(kDifferences); ++i) {
+            console.out << ", " << counts_[i] << ' ' << kDifferences[i].text;
+        }
+        console.out << '\n';
+    }
+
+private:
+    static Json SideJson(const Side& side) {
+        return {{"file", side.File().name}, {"format", NameOf(side.File().format)}, {"whole", side.Contents().isWhole}};
+    }
+
+    void PrintAsJson(const Console& console, const Side& first, const Side& second) const {
+        Json counts = {{"same", sameCount_}};
+        for (std::size_t i = 0; i < std::size(kDifferences); ++i) {
+            counts[kDifferences[i].code] = counts_[i];
+        }
+        Json json = {{"a", SideJson(first)}, {"b", SideJson(second)}, {"counts", std::move(counts)}};
+        if (!options_.isSummary) {
+            json["differences"] = json_;
+        }
+        PrintJson(console, json);
+    }
+
+    const DiffOptions& options_;
+    std::size_t counts_[std::size(kDifferences)] = {};
+    std::size_t sameCount_ = 0;
+    Table table_{{"", "PATH", "A", "B"}};
+    Json json_ = Json::array();
+};
+
+}  // namespace
+
+int Diff(const DiffOptions& options, const Console& console) {
+    const Side first(options.first, options.common);
+    const Side second(options.second, options.common);
+    const Comparison comparison = {first, second};
+    Differences differences(options);
+    for (const Entry& a : first.Entries()) {
+        const Entry* const b = second.Find(a.path);
+        if (b == nullptr) {
+            differences.Add(Difference::OnlyInFirst, &a, nullptr);
+        } else if (const auto difference = comparison.Compare(a, *b)) {
+            differences.Add(*difference, &a, b);
+        } else {
+            differences.CountSame();
+        }
+    }
+    for (const Entry& b : second.Entries()) {
+        if (first.Find(b.path) == nullptr) {
+            differences.Add(Difference::OnlyInSecond, nullptr, &b);
+        }
+    }
+    differences.Print(console, first, second);
+    for (const Side* const side : {&first, &second}) {
+        if (!side->Contents().isWhole) {
+            TellFindings(console, side->File().name, side->Contents().findings);
+        }
+    }
+    const bool areBothWhole = first.Contents().isWhole && second.Contents().isWhole;
+    return differences.AreNone() && areBothWhole ? kFine : kProblems;
+}
+
+}  // namespace tal::talstore

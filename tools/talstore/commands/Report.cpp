@@ -1,0 +1,184 @@
+#include "commands/Report.h"
+
+#include <nlohmann/json.hpp>
+
+#include "DatabaseDescription.h"
+#include "TypeTable.h"
+#include "common/Text.h"
+#include "files/InputError.h"
+
+namespace tal::talstore {
+
+using tools::Count;
+using tools::HexNumber;
+using tools::Printable;
+using tools::Quoted;
+
+namespace {
+
+struct SeverityStyle {
+    const char* name;
+    Colour colour;
+};
+
+constexpr SeverityStyle kSeverities[] = {{"note", Colour::Grey}, {"warning", Colour::Yellow}, {"error", Colour::Red}};
+
+const SeverityStyle& StyleOf(Severity severity) {
+    return kSeverities[static_cast<std::size_t>(severity)];
+}
+
+}  // namespace
+
+void PrintJson(const Console& console, const Json& json) {
+    console.out << json.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+}
+
+std::string PlaceText(const Place& place) {
+    return place.line != 0 ? std::to_string(place.line) + ':' + std::to_string(place.column)
+                           : "byte " + std::to_string(place.offset);
+}
+
+Json PlaceJson(const Place& place) {
+    Json json = {{"offset", place.offset}};
+    if (place.line != 0) {
+        json["line"] = place.line;
+        json["column"] = place.column;
+    }
+    return json;
+}
+
+const char* NameOf(Severity severity) {
+    return StyleOf(severity).name;
+}
+
+Json FindingsJson(const std::vector<Finding>& findings) {
+    Json json = Json::array();
+    for (const Finding& finding : findings) {
+        Json entry = {{"severity", NameOf(finding.severity)},
+                      {"code", finding.code},
+                      {"place", PlaceJson(finding.place)},
+                      {"message", finding.message}};
+        if (!finding.path.empty()) {
+            entry["path"] = finding.path;
+        }
+        json.push_back(std::move(entry));
+    }
+    return json;
+}
+
+void PrintFindings(const Console& console, const std::vector<Finding>& findings) {
+    Table table;
+    for (const Finding& finding : findings) {
+        table.Add({{NameOf(finding.severity), StyleOf(finding.severity).colour},
+                   PlaceText(finding.place),
+                   Printable(finding.path),
+                   Printable(finding.message)});
+    }
+    table.Print(console);
+}
+
+void TellFindings(const Console& console, const std::string& fileName, const std::vector<Finding>& findings,
+                  Severity lowest) {
+    for (const Finding& finding : findings) {
+        if (finding.severity >= lowest) {
+            console.err << "talstore: " << Printable(fileName) << ": " << PlaceText(finding.place) << ": "
+                        << (finding.path.empty() ? "" : Printable(finding.path) + ": ") << Printable(finding.message)
+                        << '\n';
+        }
+    }
+}
+
+std::string Describe(const StorageFile& file, const StoredContents& contents) {
+    const char* const kind = file.format == Format::Xml      ? "XML document, "
+                             : file.format == Format::Secure ? "secure binary file, "
+                                                             : "raw binary file, ";
+    return kind + Count(file.bytes.size(), "byte") + ", " + Count(contents.items.size(), "variable");
+}
+
+Json TraceJson(const std::vector<TraceRecord>& trace) {
+    Json json = Json::array();
+    for (const TraceRecord& record : trace) {
+        json.push_back({{"code", record.code}, {"operation", record.operation}, {"message", record.message}});
+    }
+    return json;
+}
+
+void PrintTrace(const Console& console, const std::vector<TraceRecord>& trace) {
+    Table table;
+    for (const TraceRecord& record : trace) {
+        table.Add({{HexNumber(static_cast<std::uint32_t>(record.code), 4),
+                    IsFailure(record.code) ? Colour::Red : Colour::Grey},
+                   Printable(record.operation),
+                   Printable(record.message)});
+    }
+    table.Print(console);
+}
+
+Colour ColourOf(Outcome outcome) {
+    switch (outcome) {
+        case Outcome::Restored:
+            return Colour::Green;
+        case Outcome::ReadOnly:
+            return Colour::Grey;
+        case Outcome::Refused:
+        case Outcome::Left:
+            return Colour::Red;
+        default:
+            return Colour::Yellow;
+    }
+}
+
+std::string CountsText(const RestoreReport& report) {
+    std::string text;
+    const auto counts = report.Counts();
+    const auto add = [&](std::size_t count, const char* name) {
+        if (count != 0) {
+            text += (text.empty() ? "" : ", ") + std::to_string(count) + ' ' + name;
+        }
+    };
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        add(counts[i], NameOf(static_cast<Outcome>(i)));
+    }
+    add(report.IgnoredCount(), "ignored");
+    return text.empty() ? "nothing" : text;
+}
+
+Json CountsJson(const RestoreReport& report) {
+    Json json;
+    const auto counts = report.Counts();
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        json[NameOf(static_cast<Outcome>(i))] = counts[i];
+    }
+    json["ignored"] = report.IgnoredCount();
+    return json;
+}
+
+std::vector<std::size_t> LostItems(const RestoreReport& report) {
+    std::vector<std::size_t> lost;
+    for (std::size_t i = 0; i < report.items.size(); ++i) {
+        const ItemReport& item = report.items[i];
+        const bool hasNoValue = item.variable == nullptr || host::HoldsObjects(item.variable->Type());
+        if (item.fate != Fate::Taken && hasNoValue) {
+            lost.push_back(i);
+        }
+    }
+    return lost;
+}
+
+std::unique_ptr<host::Database> LoadLayout(const std::string& fileName) {
+    return fileName.empty() ? nullptr : host::LoadDatabaseFromFile(fileName);
+}
+
+std::optional<Format> ParseFormat(const std::string& name) {
+    if (name.empty()) {
+        return std::nullopt;
+    }
+    for (const Format format : {Format::Xml, Format::Secure, Format::Binary}) {
+        if (name == NameOf(format)) {
+            return format;
+        }
+    }
+    throw InputError("unknown format " + Quoted(name));
+}
+
+}  // namespace tal::talstore

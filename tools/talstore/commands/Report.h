@@ -1,0 +1,61 @@
+/// @file
+/// What several commands print in the same way, for people and for programs.
+#ifndef TALSTORE_REPORT_H
+#define TALSTORE_REPORT_H
+
+#include <memory>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ReferenceHost.h"
+#include "board/Restore.h"
+#include "commands/Console.h"
+#include "commands/Table.h"
+#include "formats/Finding.h"
+#include "formats/StorageFile.h"
+
+namespace tal::talstore {
+
+using Json = nlohmann::ordered_json;
+
+/// Two spaces of indentation; bytes that are not UTF-8 become U+FFFD.
+void PrintJson(const Console& console, const Json& json);
+
+/// "12:5" in a document, "byte 120" elsewhere.
+[[nodiscard]] std::string PlaceText(const Place& place);
+[[nodiscard]] Json PlaceJson(const Place& place);
+
+[[nodiscard]] const char* NameOf(Severity severity);
+[[nodiscard]] Json FindingsJson(const std::vector<Finding>& findings);
+void PrintFindings(const Console& console, const std::vector<Finding>& findings);
+
+/// The findings from that severity on, one per line on the error stream: "talstore: FILE: PLACE: PATH: MESSAGE".
+void TellFindings(const Console& console, const std::string& fileName, const std::vector<Finding>& findings,
+                  Severity lowest = Severity::Warning);
+
+/// "secure binary file, 1234 bytes, 45 variables"
+[[nodiscard]] std::string Describe(const StorageFile& file, const StoredContents& contents);
+
+[[nodiscard]] Json TraceJson(const std::vector<TraceRecord>& trace);
+/// One record per line: its code, its operation, its message.
+void PrintTrace(const Console& console, const std::vector<TraceRecord>& trace);
+
+[[nodiscard]] Colour ColourOf(Outcome outcome);
+/// "40 restored, 1 refused, 3 ignored"
+[[nodiscard]] std::string CountsText(const RestoreReport& report);
+[[nodiscard]] Json CountsJson(const RestoreReport& report);
+
+/// The items that the board does not take, except those whose variable has a report of its own.
+[[nodiscard]] std::vector<std::size_t> LostItems(const RestoreReport& report);
+
+/// @return null when no layout is given. Throws host::DescriptionError.
+[[nodiscard]] std::unique_ptr<host::Database> LoadLayout(const std::string& fileName);
+
+/// Ignores nothing: every name has to be known. Throws InputError.
+[[nodiscard]] std::optional<Format> ParseFormat(const std::string& name);
+
+}  // namespace tal::talstore
+
+#endif

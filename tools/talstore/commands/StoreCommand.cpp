@@ -1,0 +1,64 @@
+#include <nlohmann/json.hpp>
+
+#include "board/Value.h"
+#include "commands/Drive.h"
+#include "common/Text.h"
+#include "files/InputError.h"
+#include "files/WholeFile.h"
+
+namespace tal::talstore {
+
+using tools::Count;
+using tools::Printable;
+
+namespace {
+
+void ApplySetting(host::Database& database, const std::string& setting) {
+    const std::size_t equals = setting.find('=');
+    if (equals == std::string::npos) {
+        throw InputError("--set " + setting + ": expected PATH=VALUE");
+    }
+    host::Variable* const variable = database.Find(setting.substr(0, equals));
+    if (variable == nullptr) {
+        throw InputError("--set " + setting + ": there is no such variable in the layout");
+    }
+    SetValue(*variable, std::string_view(setting).substr(equals + 1));
+}
+
+}  // namespace
+
+int Store(const StoreOptions& options, const Console& console) {
+    const DriveOptions& drive = options.drive;
+    const auto layout = LoadLayout(drive.layout);
+    for (const std::string& setting : options.settings) {
+        ApplySetting(*layout, setting);
+    }
+    const ProviderInfo& provider = ChooseProvider(drive, FormatOfName(drive.file));
+    const ProviderSession session(provider, drive.location, drive.channel, drive.file);
+    const Run run = session.Store(*layout);
+    const std::optional<std::string> bytes = session.TakeFile();
+    const bool isStored = !IsFailure(run.result) && bytes.has_value();
+    if (isStored && drive.file.empty()) {
+        throw InputError("a file is needed");
+    }
+    if (isStored) {
+        WriteWholeFile(drive.file, *bytes, console.out);
+    }
+    // What is written to standard output must stay a storage file.
+    const Console told = {drive.file == "-" ? console.err : console.out, console.err, console.hasColour, console.width};
+    if (drive.asJson) {
+        Json json = RunJson(provider, drive, run);
+        json["file"] = isStored ? Json(drive.file) : Json(nullptr);
+        json["size"] = isStored ? Json(bytes->size()) : Json(nullptr);
+        PrintJson(told, json);
+    } else {
+        PrintRun(told, drive, run);
+        told.out << provider.name << ", location " << drive.location << ": " << ResultText(run.result) << ", "
+                 << (isStored ? Count(bytes->size(), "byte") + " stored in " + Printable(drive.file)
+                              : std::string("no file is written"))
+                 << '\n';
+    }
+    return IsFailure(run.result) ? kProblems : kFine;
+}
+
+}  // namespace tal::talstore

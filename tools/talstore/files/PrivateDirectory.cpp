@@ -1,0 +1,25 @@
+#include "files/PrivateDirectory.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "files/InputError.h"
+
+namespace tal::talstore {
+
+PrivateDirectory::PrivateDirectory() {
+    std::string name = (std::filesystem::temp_directory_path() / "talstore-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) {
+        throw InputError(name + ": " + std::strerror(errno));
+    }
+    path_ = name;
+}
+
+PrivateDirectory::~PrivateDirectory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+}  // namespace tal::talstore

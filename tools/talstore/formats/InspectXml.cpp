@@ -1,0 +1,360 @@
+#include "formats/InspectXml.h"
+
+#include <expat.h>
+
+#include <array>
+#include <exception>
+#include <memory>
+#include <new>
+#include <set>
+#include <type_traits>
+#include <unordered_map>
+
+#include "TypeTable.h"
+#include "common/Text.h"
+
+namespace tal::talstore {
+
+using tools::Count;
+using tools::Quoted;
+
+namespace {
+
+constexpr std::size_t kLongestLevelPath = 759;
+
+/// What the reader keeps per nesting level; level 0 is the region.
+struct Level {
+    std::string path;
+    bool hasName = false;
+    bool isInsideObjectElement = false;
+    std::uint32_t openArrays = 0;
+    std::string arrayName;
+    bool arrayHasName = false;
+};
+
+/// Follows the reader's own steps, so that it knows which variables the reader looks up, and by which path.
+class XmlInspector {
+public:
+    StoredContents Inspect(std::string_view document) {
+        if (parser_ == nullptr) {
+            throw std::bad_alloc();
+        }
+        // A reader that has just started takes what is outside of regions for a region with an empty name.
+        levels_[0].hasName = true;
+        XML_SetUserData(parser_.get(), this);
+        XML_SetElementHandler(parser_.get(), OnStart, OnEnd);
+        XML_SetCharacterDataHandler(parser_.get(), OnText);
+        const XML_Status status =
+            XML_Parse(parser_.get(), document.data(), static_cast<int>(document.size()), XML_TRUE);
+        if (failure_) {
+            std::rethrow_exception(failure_);
+        }
+        if (status != XML_STATUS_OK) {
+            contents_.isWhole = false;
+            ReportSyntaxError();
+        }
+        return std::move(contents_);
+    }
+
+private:
+    // ---- The parser's callbacks, which must not throw
+
+    template <class Step>
+    static void Guarded(void* self, Step step) noexcept {
+        auto& inspector = *static_cast<XmlInspector*>(self);
+        try {
+            step(inspector);
+        } catch (...) {
+            inspector.failure_ = std::current_exception();
+            XML_StopParser(inspector.parser_.get(), XML_FALSE);
+        }
+    }
+    static void XMLCALL OnStart(void* self, const char* name, const char** attributes) {
+        Guarded(self, [&](XmlInspector& inspector) { inspector.StartElement(name, attributes); });
+    }
+    static void XMLCALL OnEnd(void* self, const char* name) {
+        Guarded(self, [&](XmlInspector& inspector) { inspector.EndElement(name); });
+    }
+    static void XMLCALL OnText(void* self, const char* text, int length) {
+        Guarded(self, [&](XmlInspector& inspector) {
+            if (inspector.keepsText_) {
+                inspector.text_.append(text, static_cast<std::size_t>(length));
+            }
+        });
+    }
+
+    // ---- Findings
+
+    [[nodiscard]] Place Here() const {
+        return {static_cast<std::uint64_t>(XML_GetCurrentByteIndex(parser_.get())),
+                XML_GetCurrentLineNumber(parser_.get()), XML_GetCurrentColumnNumber(parser_.get()) + 1};
+    }
+
+    void Report(Severity severity, const char* code, Place place, std::string path, std::string message) {
+        contents_.findings.push_back({severity, code, place, std::move(path), std::move(message)});
+    }
+
+    void ReportSyntaxError() {
+        const XML_Error error = XML_GetErrorCode(parser_.get());
+        std::string message = "not well-formed XML: " + std::string(XML_ErrorString(error)) +
+                              "; a board stops reading here and sets no defaults";
+        if (error == XML_ERROR_INVALID_TOKEN || error == XML_ERROR_UNDEFINED_ENTITY ||
+            error == XML_ERROR_TAG_MISMATCH) {
+            message += " (the format writes '<', '&' and '\"' in names and texts as they are)";
+        }
+        Report(Severity::Error, "xml.syntax", Here(), {}, std::move(message));
+    }
+
+    void ReportName(const char* what, const std::string& name, std::size_t longest, const std::string& path) {
+        if (name.size() < longest) {
+            return;
+        }
+        const std::string limit = std::to_string(longest);
+        Report(Severity::Warning, "xml.name-limit", Here(), path,
+               name.size() == longest ? std::string("the ") + what + "'s name has " + limit +
+                                            " characters, the most that are stored: it may have been cut"
+                                      : std::string("the ") + what + "'s name has " + std::to_string(name.size()) +
+                                            " characters, the most that are stored are " + limit);
+    }
+
+    // ---- Elements
+
+    /// @return the value of the attribute "name"; null and a finding when there is none.
+    const char* NameAttribute(const char* element, const char** attributes) {
+        for (; attributes[0] != nullptr; attributes += 2) {
+            if (std::string_view(attributes[0]) == "name") {
+                return attributes[1];
+            }
+        }
+        Report(Severity::Error, "xml.no-name", Here(), {},
+               std::string("the ") + element + " has no name: nothing in it is restored");
+        return nullptr;
+    }
+
+    void StartElement(const char* name, const char** attributes) {
+        const std::string_view element = name;
+        text_.clear();
+        keepsText_ = element == "type" || element == "size" || element == "value" || element == "element";
+        if (element == "region") {
+            StartRegion(attributes);
+        } else if (element == "object") {
+            StartObject(attributes);
+        } else if (element == "variable") {
+            StartVariable(attributes);
+        } else if (element == "array") {
+            StartArray();
+        } else if (element == "objectElement") {
+            StartObjectElement();
+        } else if (!keepsText_ && element != "storage" && unknownElements_.insert(name).second) {
+            Report(Severity::Note, "xml.unknown-element", Here(), {},
+                   "unknown element \"" + std::string(element) + "\"; readers ignore it");
+        }
+    }
+
+    void EndElement(const char* name) {
+        const std::string_view element = name;
+        if (element == "region") {
+            openNodes_.pop_back();
+        } else if (element == "object") {
+            openNodes_.pop_back();
+            arraysOfElements_.pop_back();
+            depth_ -= depth_ > 0 ? 1 : 0;
+            hasVariableName_ = false;
+        } else if (element == "variable") {
+            EndVariable();
+        } else if (element == "array") {
+            EndArray();
+        } else if (element == "objectElement") {
+            arraysOfElements_.pop_back();
+        } else if (keepsText_ && !openItems_.empty()) {
+            KeepText(element, contents_.items[openItems_.back()]);
+        }
+        keepsText_ = false;
+    }
+
+    void KeepText(std::string_view element, StoredItem& item) {
+        if (element == "type") {
+            item.type = text_;
+        } else if (element == "size") {
+            item.size = text_;
+        } else {
+            item.texts.push_back(text_);
+        }
+    }
+
+    Level& OpenLevel() {
+        levels_[depth_] = Level();
+        return levels_[depth_];
+    }
+
+    void OpenNode(const char* name, bool isRegion) {
+        StoredNode node;
+        node.name = name == nullptr ? "" : name;
+        node.place = Here();
+        node.parent = isRegion || openNodes_.empty() ? kNone : openNodes_.back();
+        node.array = isRegion || arraysOfElements_.empty() ? kNone : arraysOfElements_.back();
+        node.isRegion = isRegion;
+        openNodes_.push_back(contents_.nodes.size());
+        contents_.nodes.push_back(std::move(node));
+    }
+
+    void StartRegion(const char** attributes) {
+        depth_ = 0;
+        Level& level = OpenLevel();
+        const char* const name = NameAttribute("region", attributes);
+        OpenNode(name, true);
+        if (name != nullptr) {
+            level.path = std::string_view(name).substr(0, kLongestLevelPath);
+            level.hasName = true;
+            ReportName("region", name, kLongestXmlRegionName, level.path);
+        }
+    }
+
+    void StartObject(const char** attributes) {
+        const char* const name = NameAttribute("object", attributes);
+        OpenNode(name, false);
+        arraysOfElements_.push_back(kNone);
+        ++depth_;
+        if (depth_ >= levels_.size()) {
+            return;
+        }
+        Level& level = OpenLevel();
+        const Level& parent = levels_[depth_ - 1];
+        if (name == nullptr || !parent.hasName) {
+            return;
+        }
+        level.path = (parent.path + '/' + name).substr(0, kLongestLevelPath);
+        level.hasName = true;
+        ReportName("object", name, kLongestXmlName, level.path);
+    }
+
+    void StartVariable(const char** attributes) {
+        const char* const name = NameAttribute("variable", attributes);
+        hasVariableName_ = name != nullptr;
+        variableName_ = std::string_view(hasVariableName_ ? name : "").substr(0, kLongestXmlName);
+        StoredItem item;
+        item.name = hasVariableName_ ? name : "";
+        item.place = Here();
+        item.node = openNodes_.empty() ? kNone : openNodes_.back();
+        item.path = levels_[std::min(depth_, levels_.size() - 1)].path + '/' + variableName_;
+        if (hasVariableName_) {
+            ReportName("variable", name, kLongestXmlName, item.path);
+        }
+        if (depth_ >= levels_.size()) {
+            Report(Severity::Error, "xml.too-deep", item.place, item.path,
+                   "the variable is inside " + std::to_string(depth_) +
+                       " objects, at most 5 are supported: it is not restored, and the retrieve fails");
+        }
+        openItems_.push_back(contents_.items.size());
+        contents_.items.push_back(std::move(item));
+    }
+
+    void StartArray() {
+        if (!openItems_.empty()) {
+            contents_.items[openItems_.back()].isArray = true;
+        }
+        if (depth_ < levels_.size() && levels_[depth_].openArrays++ == 0) {
+            Level& level = levels_[depth_];
+            level.isInsideObjectElement = false;
+            level.arrayName = variableName_;
+            level.arrayHasName = hasVariableName_;
+        }
+    }
+
+    void EndArray() {
+        if (depth_ >= levels_.size() || levels_[depth_].openArrays == 0) {
+            return;
+        }
+        Level& level = levels_[depth_];
+        if (--level.openArrays == 0) {
+            level.isInsideObjectElement = false;
+            variableName_ = level.arrayName;
+            hasVariableName_ = level.arrayHasName;
+        }
+    }
+
+    void StartObjectElement() {
+        arraysOfElements_.push_back(openItems_.empty() ? kNone : openItems_.back());
+        if (!openItems_.empty()) {
+            contents_.items[openItems_.back()].holdsObjects = true;
+        }
+        if (depth_ < levels_.size()) {
+            levels_[depth_].isInsideObjectElement = true;
+        }
+    }
+
+    void EndVariable() {
+        const std::size_t index = openItems_.back();
+        openItems_.pop_back();
+        StoredItem& item = contents_.items[index];
+        CheckItem(item);
+        if (depth_ >= levels_.size() || !levels_[depth_].hasName || item.name.empty()) {
+            return;
+        }
+        if (!hasVariableName_) {
+            Report(Severity::Warning, "xml.stray-object", item.place, item.path,
+                   "an object is in the variable, but in no array: the variable is not restored");
+            return;
+        }
+        if (levels_[depth_].isInsideObjectElement) {
+            Report(Severity::Warning, "xml.stray-variable", item.place, item.path,
+                   "the variable is in an array's element, not in an object: it is not restored");
+            return;
+        }
+        item.path = levels_[depth_].path + '/' + variableName_;
+        item.isHandedOn = true;
+        contents_.handedOn.push_back(index);
+        const auto [first, isNew] = firstPlaces_.emplace(item.path, item.place);
+        if (!isNew) {
+            Report(Severity::Warning, "duplicate-path", item.place, item.path,
+                   "the path is stored before, in line " + std::to_string(first->second.line) + ", column " +
+                       std::to_string(first->second.column) + "; the last one counts");
+        }
+    }
+
+    void CheckItem(const StoredItem& item) {
+        VariableType type = 0;
+        if (item.type.empty()) {
+            Report(Severity::Warning, "xml.no-type", item.place, item.path, "the variable has no type and no value");
+        } else if (!host::FindTypeByName(item.type, type)) {
+            Report(Severity::Warning, "xml.unknown-type", item.place, item.path,
+                   "unknown type " + Quoted(item.type) + "; readers go by the type that the board has registered");
+        } else if (item.isArray && !item.holdsObjects && item.size != std::to_string(item.texts.size())) {
+            Report(Severity::Warning, "xml.element-count", item.place, item.path,
+                   "the size is " + Quoted(item.size) + ", but " + Count(item.texts.size(), "element") +
+                       " follow; readers ignore the size");
+        }
+    }
+
+    struct ParserDeleter {
+        void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
+    };
+    std::unique_ptr<std::remove_pointer_t<XML_Parser>, ParserDeleter> parser_{XML_ParserCreate(nullptr)};
+    std::exception_ptr failure_;
+    StoredContents contents_;
+
+    // What the reader keeps.
+    std::size_t depth_ = 0;
+    std::array<Level, kDeepestXmlObject + 1> levels_;
+    std::string variableName_;
+    bool hasVariableName_ = false;
+
+    // What is open here.
+    std::vector<std::size_t> openNodes_;
+    std::vector<std::size_t> openItems_;
+    /// Per open object and object element: the array whose element an object right here is.
+    std::vector<std::size_t> arraysOfElements_;
+    bool keepsText_ = false;
+    std::string text_;
+
+    std::set<std::string, std::less<>> unknownElements_;
+    std::unordered_map<std::string, Place> firstPlaces_;
+};
+
+}  // namespace
+
+StoredContents InspectXml(std::string_view document) {
+    return XmlInspector().Inspect(document);
+}
+
+}  // namespace tal::talstore

@@ -1,0 +1,61 @@
+/// @file
+/// What a storage file holds, whatever its format.
+#ifndef TALSTORE_STORED_CONTENTS_H
+#define TALSTORE_STORED_CONTENTS_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "formats/Finding.h"
+
+namespace tal::talstore {
+
+enum class Format { Xml, Secure, Binary };
+
+/// "xml", "secure", "binary"
+[[nodiscard]] constexpr const char* NameOf(Format format) {
+    return format == Format::Xml ? "xml" : format == Format::Secure ? "secure" : "binary";
+}
+
+constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+/// A region or object of an XML document.
+struct StoredNode {
+    std::string name;
+    Place place;
+    std::size_t parent = kNone;  ///< Index of the node around it; none for regions.
+    std::size_t array = kNone;   ///< Index of the object array's item that it is an element of.
+    bool isRegion = false;
+};
+
+/// One variable in the file.
+struct StoredItem {
+    std::string path;  ///< As the reader looks it up while no channel is replaced.
+    Place place;
+    std::string_view bytes;  ///< Secure and binary: its content, inside the file's bytes.
+
+    // XML documents only.
+    std::string name;
+    std::size_t node = kNone;        ///< Index of the region or object that it is in.
+    std::string type;                ///< The text of its type.
+    std::string size;                ///< The text of its size.
+    std::vector<std::string> texts;  ///< Its value, or the elements of its array.
+    bool isArray = false;
+    bool holdsObjects = false;
+    bool isHandedOn = false;  ///< Whether the reader looks it up at all.
+};
+
+struct StoredContents {
+    std::vector<StoredNode> nodes;  ///< XML documents only; parents stand before their children.
+    std::vector<StoredItem> items;  ///< In the order in which they begin in the file.
+    /// Indices of the items that the reader looks up, in its order.
+    std::vector<std::size_t> handedOn;
+    std::vector<Finding> findings;
+    bool isWhole = true;  ///< False when a reader stops before the end of the file.
+};
+
+}  // namespace tal::talstore
+
+#endif
