@@ -2,12 +2,14 @@
 /// The contract's functions over the database, its regions, objects and variables.
 #include <new>
 
+#include "DatabaseObserver.h"
 #include "Device/DeviceSupport/DeviceSupport.h"
 #include "ReferenceHost.h"
 
 namespace {
 
 using tal::host::Database;
+using tal::host::DatabaseObserver;
 using tal::host::Object;
 using tal::host::Region;
 using tal::host::Variable;
@@ -17,6 +19,10 @@ Object& ObjectOf(CStorageObject* object) {
 }
 Variable& VariableOf(CVariable* variable) {
     return *static_cast<Variable*>(variable);
+}
+
+Database& DatabaseOf(CDatabase* database) {
+    return *static_cast<Database*>(database);
 }
 
 // The iterator position is the number of the next variable, counted from 1, so that null is none.
@@ -41,7 +47,10 @@ QBFResult CDatabase_GetVariableByPath(CDatabase* database, const char* path, CVa
     if (database == nullptr || path == nullptr || variable == nullptr) {
         return QBF_E_INVALID_ARGUMENT;
     }
-    Variable* const found = static_cast<Database*>(database)->FindRegistered(path);
+    Variable* const found = DatabaseOf(database).FindRegistered(path);
+    if (DatabaseObserver* const observer = DatabaseOf(database).Observer()) {
+        observer->OnLookUp(path, found);
+    }
     if (found == nullptr) {
         return QBF_E_NOT_FOUND;
     }
@@ -53,7 +62,7 @@ QBFResult CDatabase_UpdatePathHashTable(CDatabase* database) try {
     if (database == nullptr) {
         return QBF_E_INVALID_ARGUMENT;
     }
-    static_cast<Database*>(database)->UpdatePathTable();
+    DatabaseOf(database).UpdatePathTable();
     return QBF_OK;
 } catch (const std::bad_alloc&) {
     return QBF_E_FAILED;
@@ -63,7 +72,7 @@ QBFResult CDatabase_SetAsNotRetrieved(CDatabase* database) {
     if (database == nullptr) {
         return QBF_E_INVALID_ARGUMENT;
     }
-    for (Variable* variable : static_cast<Database*>(database)->Variables()) {
+    for (Variable* variable : DatabaseOf(database).Variables()) {
         variable->SetRetrieved(false);
     }
     return QBF_OK;
@@ -73,7 +82,10 @@ QBFResult CDatabase_SetNotRetrievedVariablesToDefault(CDatabase* database) {
     if (database == nullptr) {
         return QBF_E_INVALID_ARGUMENT;
     }
-    for (Variable* variable : static_cast<Database*>(database)->Variables()) {
+    if (DatabaseObserver* const observer = DatabaseOf(database).Observer()) {
+        observer->OnDefaulting();
+    }
+    for (Variable* variable : DatabaseOf(database).Variables()) {
         if (!variable->Retrieved()) {
             variable->SetToDefault();
         }
@@ -140,6 +152,9 @@ QBFResult CVariable_GetContentAddress(CVariable* variable, void** address) {
         return QBF_E_INVALID_ARGUMENT;
     }
     *address = VariableOf(variable).Content();
+    if (DatabaseObserver* const observer = VariableOf(variable).Owner().Observer()) {
+        observer->OnContentAddress(VariableOf(variable));
+    }
     return QBF_OK;
 }
 
@@ -148,5 +163,8 @@ QBFResult CVariable_SetRetrieved(CVariable* variable, int retrieved) {
         return QBF_E_INVALID_ARGUMENT;
     }
     VariableOf(variable).SetRetrieved(retrieved != 0);
+    if (DatabaseObserver* const observer = VariableOf(variable).Owner().Observer()) {
+        observer->OnMark(VariableOf(variable), retrieved != 0);
+    }
     return QBF_OK;
 }

@@ -52,9 +52,10 @@ void LinkLast(HostListNode& sentinel, HostListNode& link, void* element) {
 
 }  // namespace
 
-Variable::Variable(const std::string& objectPath, const std::string& name, VariableType type,
+Variable::Variable(const Database& database, const std::string& objectPath, const std::string& name, VariableType type,
                    std::uint32_t elementCount)
-    : path_(objectPath + "/" + name),
+    : database_(database),
+      path_(objectPath + "/" + name),
       nameOffset_(objectPath.size() + 1),
       pathHash_(PathTable::Hash(path_)),
       type_(type),
@@ -196,7 +197,7 @@ Object& Object::AddValue(const std::string& name, VariableType type, std::size_t
 }
 
 Variable& Object::AddVariable(const std::string& name, VariableType type, std::uint32_t elementCount) {
-    variables_.push_back(std::unique_ptr<Variable>(new Variable(path_, name, type, elementCount)));
+    variables_.push_back(std::unique_ptr<Variable>(new Variable(database_, path_, name, type, elementCount)));
     database_.variables_.push_back(variables_.back().get());
     return *variables_.back();
 }

@@ -40,6 +40,7 @@ struct CVariable {};
 namespace tal::host {
 
 class Database;
+class DatabaseObserver;
 class Object;
 
 /// One variable. Its value lies between two guards of 16 bytes each, see Database::GuardsIntact.
@@ -56,6 +57,8 @@ public:
     /// Region, objects and variable, joined by '/'.
     [[nodiscard]] const std::string& Path() const { return path_; }
     [[nodiscard]] std::size_t PathHash() const { return pathHash_; }
+    /// The database that it belongs to.
+    [[nodiscard]] const Database& Owner() const { return database_; }
     [[nodiscard]] VariableType Type() const { return type_; }
     /// Elements of an array, capacity of a string in bytes, 1 for everything else.
     [[nodiscard]] std::uint32_t ElementCount() const { return elementCount_; }
@@ -96,12 +99,14 @@ public:
 private:
     friend class Object;
 
-    Variable(const std::string& objectPath, const std::string& name, VariableType type, std::uint32_t elementCount);
+    Variable(const Database& database, const std::string& objectPath, const std::string& name, VariableType type,
+             std::uint32_t elementCount);
     void HoldValue(const void* value, std::size_t sizeInBytes);
     Object& HoldObject(std::unique_ptr<Object> object);
     /// @return the address of the element; throws std::out_of_range.
     [[nodiscard]] std::uint8_t* Element(std::size_t index, std::size_t elementSize) const;
 
+    const Database& database_;
     std::string path_;  ///< Ends with the name.
     std::size_t nameOffset_;
     std::size_t pathHash_;
@@ -278,6 +283,10 @@ public:
     /// What CDatabase_UpdatePathHashTable does: variables added since the last call become known to FindRegistered.
     void UpdatePathTable() { registered_.Rebuild(variables_); }
     [[nodiscard]] Variable* FindRegistered(std::string_view path) const { return registered_.Find(path); }
+    /// The observer is borrowed, and sees the calls of the contract until another one, or null, takes its place.
+    void SetObserver(DatabaseObserver* observer) { observer_ = observer; }
+    [[nodiscard]] DatabaseObserver* Observer() const { return observer_; }
+
     /// Every variable in the order of adding.
     [[nodiscard]] const std::vector<Variable*>& Variables() const { return variables_; }
 
@@ -287,6 +296,7 @@ private:
     std::vector<std::unique_ptr<Region>> regionsInOrder_;
     std::vector<Variable*> variables_;
     PathTable registered_;
+    DatabaseObserver* observer_ = nullptr;
     PathTable index_;  ///< For Find; brought up to date when variables have been added.
 };
 
