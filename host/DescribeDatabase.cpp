@@ -2,8 +2,9 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <nlohmann/json.hpp>
+#include <type_traits>
+#include <utility>
 
 #include "DatabaseDescription.h"
 #include "TypeTable.h"
@@ -14,7 +15,7 @@ namespace {
 
 using nlohmann::json;
 
-json JsonFrom(double value) {
+json JsonFromReal(double value) {
     if (std::isnan(value)) {
         return "nan";
     }
@@ -27,56 +28,33 @@ json JsonFrom(double value) {
 /// The shortest decimal number that gives the same float, instead of the digits of its exact value.
 json JsonFromFloat(float value) {
     if (!std::isfinite(value)) {
-        return JsonFrom(value);
+        return JsonFromReal(value);
     }
     char text[32] = {};
     std::to_chars(text, text + sizeof text - 1, value);
     return std::strtod(text, nullptr);
 }
 
-json JsonFromWord(std::uint32_t word) {
-    return word != 0;
+template <class Element>
+json JsonFrom(Element value) {
+    if constexpr (std::is_same_v<Element, float>) {
+        return JsonFromFloat(value);
+    } else if constexpr (std::is_same_v<Element, double>) {
+        return JsonFromReal(value);
+    } else {
+        return value;
+    }
 }
 
-template <class T>
-json JsonFromInteger(T value) {
-    return value;
+json DescribeElements(const TypeInfo& type, const std::uint8_t* content, std::size_t count) {
+    json elements = json::array();
+    VisitElementType(type, [&](auto zero) {
+        for (std::size_t i = 0; i < count; ++i) {
+            elements.push_back(JsonFrom(ReadElement<decltype(zero)>(content + i * type.elementSize)));
+        }
+    });
+    return elements;
 }
-
-template <class T, json (*Describe)(T)>
-json DescribeElement(const std::uint8_t* element) {
-    T value;
-    std::memcpy(&value, element, sizeof value);
-    return Describe(value);
-}
-
-using DescribeOne = json (*)(const std::uint8_t* element);
-
-/// By type code, up to the two types that hold objects; strings are described as a whole.
-constexpr DescribeOne kDescribeElement[] = {
-    DescribeElement<std::uint8_t, JsonFromInteger>,
-    DescribeElement<std::uint8_t, JsonFromInteger>,
-    DescribeElement<std::uint16_t, JsonFromInteger>,
-    DescribeElement<std::uint16_t, JsonFromInteger>,
-    DescribeElement<std::uint32_t, JsonFromInteger>,
-    DescribeElement<std::uint32_t, JsonFromInteger>,
-    DescribeElement<std::int8_t, JsonFromInteger>,
-    DescribeElement<std::int8_t, JsonFromInteger>,
-    DescribeElement<std::int16_t, JsonFromInteger>,
-    DescribeElement<std::int16_t, JsonFromInteger>,
-    DescribeElement<std::int32_t, JsonFromInteger>,
-    DescribeElement<std::int32_t, JsonFromInteger>,
-    DescribeElement<std::uint32_t, JsonFromWord>,
-    DescribeElement<std::uint32_t, JsonFromWord>,
-    DescribeElement<std::uint8_t, JsonFromInteger>,
-    DescribeElement<std::uint8_t, JsonFromInteger>,
-    nullptr,
-    DescribeElement<float, JsonFromFloat>,
-    DescribeElement<float, JsonFromFloat>,
-    DescribeElement<double, JsonFrom>,
-    DescribeElement<double, JsonFrom>,
-};
-static_assert(std::size(kDescribeElement) == VARIABLE_TYPE_OBJECT);
 
 [[noreturn]] void Fail(const Variable& variable, const std::string& problem) {
     throw DescriptionError(variable.Path() + ": " + problem);
@@ -94,25 +72,20 @@ json DescribeObjects(const std::vector<std::unique_ptr<Object>>& objects) {
 
 void DescribeValue(const Variable& variable, const TypeInfo& type, json& description) {
     const std::uint64_t elementCount = variable.ElementCount();
-    const bool hasCount = type.isArray || variable.Type() == VARIABLE_TYPE_STRING;
-    if (variable.SizeInBytes() != elementCount * type.elementSize || (elementCount != 1 && !hasCount)) {
+    if (variable.SizeInBytes() != elementCount * type.elementSize || (elementCount != 1 && !HasElementCount(type))) {
         Fail(variable, std::to_string(variable.SizeInBytes()) + " bytes do not match " + std::to_string(elementCount) +
                            " elements of type " + type.name);
     }
     const std::uint8_t* const content = variable.DefaultContent();
-    if (hasCount) {
+    if (HasElementCount(type)) {
         description["count"] = elementCount;
     }
-    if (variable.Type() == VARIABLE_TYPE_STRING) {
+    if (type.kind == TypeKind::String) {
         const char* const text = reinterpret_cast<const char*>(content);
         description["default"] = std::string(text, strnlen(text, variable.SizeInBytes()));
-    } else if (type.isArray) {
-        json& elements = description["default"] = json::array();
-        for (std::size_t i = 0; i < elementCount; ++i) {
-            elements.push_back(kDescribeElement[variable.Type()](content + i * type.elementSize));
-        }
     } else {
-        description["default"] = kDescribeElement[variable.Type()](content);
+        json elements = DescribeElements(type, content, elementCount);
+        description["default"] = type.isArray ? std::move(elements) : std::move(elements.front());
     }
 }
 
@@ -122,12 +95,12 @@ json DescribeVariable(const Variable& variable) {
         Fail(variable, "type code " + std::to_string(variable.Type()) + " is not defined");
     }
     json description = {{"name", variable.Name()}, {"type", type->name}};
-    if (variable.Type() == VARIABLE_TYPE_OBJECT) {
-        description["object"] = DescribeObject(*variable.Objects().front());
-    } else if (variable.Type() == VARIABLE_TYPE_OBJECT_ARRAY) {
+    if (type->kind != TypeKind::Object) {
+        DescribeValue(variable, *type, description);
+    } else if (type->isArray) {
         description["objects"] = DescribeObjects(variable.Objects());
     } else {
-        DescribeValue(variable, *type, description);
+        description["object"] = DescribeObject(*variable.Objects().front());
     }
     return description;
 }

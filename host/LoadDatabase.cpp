@@ -7,10 +7,11 @@
 #include <cstring>
 #include <fstream>
 #include <initializer_list>
-#include <iterator>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <type_traits>
+#include <vector>
 
 #include "TypeTable.h"
 
@@ -159,10 +160,6 @@ bool BoolFrom(const json& value, const std::string& place) {
     return value.get<bool>();
 }
 
-std::uint32_t WordFrom(const json& value, const std::string& place) {
-    return BoolFrom(value, place) ? 1 : 0;
-}
-
 struct NamedNumber {
     const char* name;
     double value;
@@ -196,35 +193,50 @@ float FloatFrom(const json& value, const std::string& place) {
 
 // ---- From a description to a database --------------------------------------------------------------------------
 
-template <class T>
-using FromJson = T (*)(const json& value, const std::string& place);
-template <class T>
-using AddScalar = Object& (Object::*)(const std::string& name, T value);
-template <class T>
-using AddArray = Object& (Object::*)(const std::string& name, const std::vector<T>& values);
-
-template <class T, FromJson<T> Convert, AddScalar<T> Add>
-void LoadScalar(Object& object, const std::string& name, const json& variable, const std::string& place) {
-    RequireKeysOfType(variable, place, {"name", "type", "default"});
-    const auto value = variable.find("default");
-    (object.*Add)(name, value == variable.end() ? T{} : Convert(*value, FieldPlace(place, "default")));
+template <class Element>
+Element ElementFrom(const json& value, const std::string& place) {
+    if constexpr (std::is_same_v<Element, bool>) {
+        return BoolFrom(value, place);
+    } else if constexpr (std::is_same_v<Element, float>) {
+        return FloatFrom(value, place);
+    } else if constexpr (std::is_same_v<Element, double>) {
+        return NumberFrom(value, place);
+    } else {
+        return IntegerFrom<Element>(value, place);
+    }
 }
 
-template <class T, FromJson<T> Convert, AddArray<T> Add>
-void LoadArray(Object& object, const std::string& name, const json& variable, const std::string& place) {
+void LoadScalar(Object& object, const std::string& name, const TypeInfo& type, const json& variable,
+                const std::string& place) {
+    RequireKeysOfType(variable, place, {"name", "type", "default"});
+    std::vector<std::uint8_t> bytes(type.elementSize);
+    if (const auto value = variable.find("default"); value != variable.end()) {
+        VisitElementType(type, [&](auto zero) {
+            WriteElement(bytes.data(), ElementFrom<decltype(zero)>(*value, FieldPlace(place, "default")));
+        });
+    }
+    object.Raw(name, type.code, 1, bytes);
+}
+
+void LoadArray(Object& object, const std::string& name, const TypeInfo& type, const json& variable,
+               const std::string& place) {
     RequireKeysOfType(variable, place, {"name", "type", "count", "default"});
-    std::vector<T> values(CountField(variable, place));
+    const std::uint32_t count = CountField(variable, place);
+    std::vector<std::uint8_t> bytes(std::size_t{count} * type.elementSize);
     if (variable.contains("default")) {
         const json& defaults = ArrayField(variable, place, "default");
-        if (defaults.size() != values.size()) {
+        if (defaults.size() != count) {
             Fail(FieldPlace(place, "default"),
-                 "has " + std::to_string(defaults.size()) + " values, but count is " + std::to_string(values.size()));
+                 "has " + std::to_string(defaults.size()) + " values, but count is " + std::to_string(count));
         }
-        for (std::size_t i = 0; i < values.size(); ++i) {
-            values[i] = Convert(defaults[i], ElementPlace(place, "default", i));
-        }
+        VisitElementType(type, [&](auto zero) {
+            for (std::size_t i = 0; i < count; ++i) {
+                WriteElement(bytes.data() + i * type.elementSize,
+                             ElementFrom<decltype(zero)>(defaults[i], ElementPlace(place, "default", i)));
+            }
+        });
     }
-    (object.*Add)(name, values);
+    object.Raw(name, type.code, count, bytes);
 }
 
 void LoadString(Object& object, const std::string& name, const json& variable, const std::string& place) {
@@ -238,34 +250,6 @@ void LoadString(Object& object, const std::string& name, const json& variable, c
     }
     object.String(name, capacity, text);
 }
-
-using LoadValue = void (*)(Object& object, const std::string& name, const json& variable, const std::string& place);
-
-/// By type code, up to the two types that hold objects.
-constexpr LoadValue kLoadValue[] = {
-    LoadScalar<std::uint8_t, IntegerFrom, &Object::U8>,
-    LoadArray<std::uint8_t, IntegerFrom, &Object::U8Array>,
-    LoadScalar<std::uint16_t, IntegerFrom, &Object::U16>,
-    LoadArray<std::uint16_t, IntegerFrom, &Object::U16Array>,
-    LoadScalar<std::uint32_t, IntegerFrom, &Object::U32>,
-    LoadArray<std::uint32_t, IntegerFrom, &Object::U32Array>,
-    LoadScalar<std::int8_t, IntegerFrom, &Object::S8>,
-    LoadArray<std::int8_t, IntegerFrom, &Object::S8Array>,
-    LoadScalar<std::int16_t, IntegerFrom, &Object::S16>,
-    LoadArray<std::int16_t, IntegerFrom, &Object::S16Array>,
-    LoadScalar<std::int32_t, IntegerFrom, &Object::S32>,
-    LoadArray<std::int32_t, IntegerFrom, &Object::S32Array>,
-    LoadScalar<std::uint32_t, WordFrom, &Object::Bool>,
-    LoadArray<std::uint32_t, WordFrom, &Object::BoolArray>,
-    LoadScalar<std::uint8_t, IntegerFrom, &Object::Char>,
-    LoadArray<std::uint8_t, IntegerFrom, &Object::CharArray>,
-    LoadString,
-    LoadScalar<float, FloatFrom, &Object::Float>,
-    LoadArray<float, FloatFrom, &Object::FloatArray>,
-    LoadScalar<double, NumberFrom, &Object::Double>,
-    LoadArray<double, NumberFrom, &Object::DoubleArray>,
-};
-static_assert(std::size(kLoadValue) == VARIABLE_TYPE_OBJECT);
 
 void LoadObject(Object& object, const json& description, const std::string& place, int depth);
 
@@ -303,16 +287,17 @@ void LoadObjectArray(Object& object, const std::string& name, const json& variab
 
 void LoadVariable(Object& object, const std::string& name, const json& variable, const std::string& place, int depth) {
     const std::string typeName = TextFrom(Field(variable, place, "type"), FieldPlace(place, "type"));
-    VariableType type = 0;
-    if (!FindTypeByName(typeName, type)) {
+    VariableType code = 0;
+    if (!FindTypeByName(typeName, code)) {
         Fail(place, "unknown type " + Quoted(typeName));
     }
-    if (type == VARIABLE_TYPE_OBJECT) {
-        LoadNested(object, name, variable, place, depth + 1);
-    } else if (type == VARIABLE_TYPE_OBJECT_ARRAY) {
-        LoadObjectArray(object, name, variable, place, depth + 1);
+    const TypeInfo& type = *FindType(code);
+    if (type.kind == TypeKind::String) {
+        LoadString(object, name, variable, place);
+    } else if (type.kind == TypeKind::Object) {
+        (type.isArray ? LoadObjectArray : LoadNested)(object, name, variable, place, depth + 1);
     } else {
-        kLoadValue[type](object, name, variable, place);
+        (type.isArray ? LoadArray : LoadScalar)(object, name, type, variable, place);
     }
 }
 

@@ -6,32 +6,43 @@ namespace tal::host {
 
 namespace {
 
+constexpr std::uint32_t kPointerSize = sizeof(CStorageObject*);
+
 constexpr TypeInfo kTypes[] = {
-    {"U8", 1, false},
-    {"U8_ARRAY", 1, true},
-    {"U16", 2, false},
-    {"U16_ARRAY", 2, true},
-    {"U32", 4, false},
-    {"U32_ARRAY", 4, true},
-    {"S8", 1, false},
-    {"S8_ARRAY", 1, true},
-    {"S16", 2, false},
-    {"S16_ARRAY", 2, true},
-    {"S32", 4, false},
-    {"S32_ARRAY", 4, true},
-    {"BOOL", 4, false},
-    {"BOOL_ARRAY", 4, true},
-    {"CHAR", 1, false},
-    {"CHAR_ARRAY", 1, true},
-    {"STRING", 1, false},
-    {"FLOAT", 4, false},
-    {"FLOAT_ARRAY", 4, true},
-    {"DOUBLE", 8, false},
-    {"DOUBLE_ARRAY", 8, true},
-    {"OBJECT", sizeof(CStorageObject*), false},
-    {"OBJECT_ARRAY", sizeof(CStorageObject*), true},
+    {VARIABLE_TYPE_U8, "U8", TypeKind::Unsigned, 1, false},
+    {VARIABLE_TYPE_U8_ARRAY, "U8_ARRAY", TypeKind::Unsigned, 1, true},
+    {VARIABLE_TYPE_U16, "U16", TypeKind::Unsigned, 2, false},
+    {VARIABLE_TYPE_U16_ARRAY, "U16_ARRAY", TypeKind::Unsigned, 2, true},
+    {VARIABLE_TYPE_U32, "U32", TypeKind::Unsigned, 4, false},
+    {VARIABLE_TYPE_U32_ARRAY, "U32_ARRAY", TypeKind::Unsigned, 4, true},
+    {VARIABLE_TYPE_S8, "S8", TypeKind::Signed, 1, false},
+    {VARIABLE_TYPE_S8_ARRAY, "S8_ARRAY", TypeKind::Signed, 1, true},
+    {VARIABLE_TYPE_S16, "S16", TypeKind::Signed, 2, false},
+    {VARIABLE_TYPE_S16_ARRAY, "S16_ARRAY", TypeKind::Signed, 2, true},
+    {VARIABLE_TYPE_S32, "S32", TypeKind::Signed, 4, false},
+    {VARIABLE_TYPE_S32_ARRAY, "S32_ARRAY", TypeKind::Signed, 4, true},
+    {VARIABLE_TYPE_BOOL, "BOOL", TypeKind::Bool, 4, false},
+    {VARIABLE_TYPE_BOOL_ARRAY, "BOOL_ARRAY", TypeKind::Bool, 4, true},
+    {VARIABLE_TYPE_CHAR, "CHAR", TypeKind::Char, 1, false},
+    {VARIABLE_TYPE_CHAR_ARRAY, "CHAR_ARRAY", TypeKind::Char, 1, true},
+    {VARIABLE_TYPE_STRING, "STRING", TypeKind::String, 1, false},
+    {VARIABLE_TYPE_FLOAT, "FLOAT", TypeKind::Real, 4, false},
+    {VARIABLE_TYPE_FLOAT_ARRAY, "FLOAT_ARRAY", TypeKind::Real, 4, true},
+    {VARIABLE_TYPE_DOUBLE, "DOUBLE", TypeKind::Real, 8, false},
+    {VARIABLE_TYPE_DOUBLE_ARRAY, "DOUBLE_ARRAY", TypeKind::Real, 8, true},
+    {VARIABLE_TYPE_OBJECT, "OBJECT", TypeKind::Object, kPointerSize, false},
+    {VARIABLE_TYPE_OBJECT_ARRAY, "OBJECT_ARRAY", TypeKind::Object, kPointerSize, true},
 };
-static_assert(std::size(kTypes) == VARIABLE_TYPE_OBJECT_ARRAY + 1);
+
+constexpr bool EveryTypeStandsAtItsCode() {
+    for (VariableType code = 0; code < std::size(kTypes); ++code) {
+        if (kTypes[code].code != code) {
+            return false;
+        }
+    }
+    return std::size(kTypes) == VARIABLE_TYPE_OBJECT_ARRAY + 1;
+}
+static_assert(EveryTypeStandsAtItsCode());
 
 }  // namespace
 
@@ -40,9 +51,9 @@ const TypeInfo* FindType(VariableType code) {
 }
 
 bool FindTypeByName(std::string_view name, VariableType& code) {
-    for (VariableType candidate = 0; candidate < std::size(kTypes); ++candidate) {
-        if (name == kTypes[candidate].name) {
-            code = candidate;
+    for (const TypeInfo& type : kTypes) {
+        if (name == type.name) {
+            code = type.code;
             return true;
         }
     }
