@@ -14,7 +14,6 @@
 #include "support/FileProviders.h"
 #include "support/Files.h"
 #include "support/TraceRecorder.h"
-#include "support/XmlFixture.h"
 
 namespace tal::test {
 
@@ -276,39 +275,6 @@ TEST(DocumentedPromises, NoOperationStartsAThread) {
         EXPECT_EQ(provider->RetrieveAll(0, database.Handle(), 0), QBFResult{QBF_OK});
         EXPECT_EQ(ThreadCount(), before);
     }
-}
-
-class DocumentedSurprises : public XmlFixture {};
-
-TEST_F(DocumentedSurprises, AFloatComesBackWithSevenDigits) {
-    constexpr float kJustAboveOne = 1.00000012F;
-    database_.AddRegion("R").AddObject("O").Float("a", kJustAboveOne);
-    ASSERT_EQ(Store(), QBFResult{QBF_OK});
-    ASSERT_EQ(Retrieve(), QBFResult{QBF_OK});
-    EXPECT_EQ(database_.At("R/O/a").Get<float>(), 1.0F);
-}
-
-/// Stores a string, makes its NUL another letter, and restores it.
-std::string RestoredFromADamagedFile(const FileProvider& files) {
-    const TemporaryDirectory directory;
-    host::Database database;
-    database.AddRegion("R").AddObject("O").String("s", 4, "abc");
-    IStorageProvider* const provider = files.Prepare("file");
-    EXPECT_EQ(provider->StoreAll(0, database.Handle(), 0), QBFResult{QBF_OK});
-    std::string bytes = ReadFile("file");
-    bytes.back() = 'd';
-    WriteFile("file", bytes);
-    EXPECT_EQ(provider->RetrieveAll(0, database.Handle(), 0), QBFResult{QBF_OK});
-    const std::vector<std::uint8_t> restored = database.At("R/O/s").Bytes();
-    return {restored.begin(), restored.end()};
-}
-
-TEST_F(DocumentedSurprises, AStringOfABinaryFileMayLackItsNul) {
-    EXPECT_EQ(RestoredFromADamagedFile(kBinaryFiles), "abcd");
-}
-
-TEST_F(DocumentedSurprises, AStringOfASecureFileMayLackItsNul) {
-    EXPECT_EQ(RestoredFromADamagedFile(kSecureFiles), "abcd");
 }
 
 }  // namespace
