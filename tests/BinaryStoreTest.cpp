@@ -235,6 +235,48 @@ TEST_F(BinaryStore, FailingIterationEndsTheObjectOnly) {
     EXPECT_EQ(ReadFile(kCalibrationFile), Bytes({1, 4}));
 }
 
+TEST_F(BinaryStore, VariableThatComesWithAFailedStepIsLeftAlone) {
+    database_.AddRegion("R").AddObject("O").U8("V", 1).U8("W", 2).U8("X", 3);
+    HostCalls host;
+    host.Override("CStorageObject_GetNextVariable", 2, 0x8003);
+    ExpectFailedStore();
+    EXPECT_THAT(
+        traces_.Lines(),
+        ElementsAre(Info("StoreAll", "CBinaryFileStorageProvider: Storing all..."),
+                    Info("OpenFile", "  Binary file calibration opened for storage location 0"),
+                    Info("ManageStorage", "  Processing region: R"), Info("ProcessObject", "  Processing object: O"),
+                    Info("ProcessObject", "  Processing variable: V"),
+                    Info("ProcessObject",
+                         "Writing 1 bytes to storage from address " + AddressOf(database_.At("R/O/V")) + "..."),
+                    Line(QBF_W_WARNING, "ProcessObject", "CStorageObject_GetNextVariable() failed"),
+                    Line(QBF_W_WARNING, "ManageStorage", "Failed to process object O"),
+                    Info("CloseFile", "  Binary file closed for storage location 0")));
+    EXPECT_EQ(host.Count("CVariable_GetType"), 1);
+    EXPECT_EQ(host.Count("CVariable_GetContentAddress"), 1);
+    EXPECT_EQ(ReadFile(kCalibrationFile), Bytes({1}));
+}
+
+TEST_F(BinaryStore, EmptyObjectInsideAVariableHasNoBytes) {
+    host::Object& object = database_.AddRegion("R").AddObject("O").U8("V", 1);
+    object.AddNested("N");
+    object.U8("W", 2);
+    EXPECT_EQ(StoredBytes(), Bytes({1, 2}));
+}
+
+/// Promise 17
+TEST_F(BinaryStore, NamesOfTheHostAreNotWrittenTo) {
+    const std::string longName(200, 'n');
+    host::Object& object = database_.AddRegion("CalibrationTabRf3").AddObject("Channel.3.");
+    object.U8("Rf3", 1).AddNested("N", longName).U8(longName, 2);
+    EXPECT_EQ(provider_->StoreAll(0, database_.Handle(), 3), QBFResult{QBF_OK});
+    EXPECT_EQ(provider_->RetrieveAll(0, database_.Handle(), 3), QBFResult{QBF_OK});
+    EXPECT_EQ(database_.Regions()[0]->Name(), "CalibrationTabRf3");
+    EXPECT_EQ(object.Name(), "Channel.3.");
+    EXPECT_EQ(object.Variables()[0]->Name(), "Rf3");
+    EXPECT_EQ(object.Variables()[1]->Objects()[0]->Name(), longName);
+    EXPECT_EQ(object.Variables()[1]->Objects()[0]->Variables()[0]->Name(), longName);
+}
+
 TEST_F(BinaryStore, VariableWithoutNameIsLeftOut) {
     BuildThreeVariables();
     HostCalls host;

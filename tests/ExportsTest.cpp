@@ -1,21 +1,19 @@
-// What the built library offers and asks for, read from its dynamic symbol table.
+// What the built library offers and asks for, read from its symbol tables.
 
-#include <elf.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <link.h>
 
 #include <algorithm>
 #include <cctype>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "support/Files.h"
+#include "support/SharedLibrary.h"
 
 namespace {
 
+using tal::test::SharedLibrary;
 using testing::Contains;
 using testing::ElementsAreArray;
 using testing::Not;
@@ -76,74 +74,14 @@ constexpr const char* kBoardImports[] = {
     "Bsp_getNumberOfChannels", "Bsp_getZorHwVariant", "DS_trace", "trace_begin", "trace_end", "trace_printf",
 };
 
-/// A shared library of this machine's own word size.
-class SharedLibrary {
-public:
-    explicit SharedLibrary(const char* path) : bytes_(tal::test::ReadFile(path)) {
-        const auto header = Read<ElfW(Ehdr)>(0);
-        for (std::size_t i = 0; i < header.e_shnum; ++i) {
-            const auto section = SectionAt(i);
-            if (section.sh_type == SHT_DYNSYM) {
-                ReadSymbols(section);
-            } else if (section.sh_type == SHT_DYNAMIC) {
-                ReadDependencies(section);
-            }
-        }
-    }
-
-    std::vector<std::string> exported;   // Sorted.
-    std::vector<std::string> undefined;  // Sorted.
-    std::vector<std::string> needed;
-    bool bindsItsOwnSymbols = false;
-
-private:
-    template <class T>
-    [[nodiscard]] T Read(std::size_t offset) const {
-        T value;
-        std::memcpy(&value, bytes_.substr(offset, sizeof value).data(), sizeof value);
-        return value;
-    }
-
-    [[nodiscard]] ElfW(Shdr) SectionAt(std::size_t index) const {
-        return Read<ElfW(Shdr)>(Read<ElfW(Ehdr)>(0).e_shoff + index * sizeof(ElfW(Shdr)));
-    }
-
-    /// The text at `offset` in the string table that belongs to `section`.
-    [[nodiscard]] std::string TextOf(const ElfW(Shdr) & section, std::size_t offset) const {
-        return bytes_.c_str() + SectionAt(section.sh_link).sh_offset + offset;
-    }
-
-    void ReadSymbols(const ElfW(Shdr) & section) {
-        for (std::size_t at = 0; at < section.sh_size; at += sizeof(ElfW(Sym))) {
-            const auto symbol = Read<ElfW(Sym)>(section.sh_offset + at);
-            const std::string name = TextOf(section, symbol.st_name);
-            if (!name.empty() && ELF32_ST_BIND(symbol.st_info) != STB_LOCAL) {
-                (symbol.st_shndx == SHN_UNDEF ? undefined : exported).push_back(name);
-            }
-        }
-        std::sort(exported.begin(), exported.end());
-        std::sort(undefined.begin(), undefined.end());
-    }
-
-    void ReadDependencies(const ElfW(Shdr) & section) {
-        for (std::size_t at = 0; at < section.sh_size; at += sizeof(ElfW(Dyn))) {
-            const auto entry = Read<ElfW(Dyn)>(section.sh_offset + at);
-            if (entry.d_tag == DT_NEEDED) {
-                needed.push_back(TextOf(section, entry.d_un.d_val));
-            } else if (entry.d_tag == DT_SYMBOLIC ||
-                       (entry.d_tag == DT_FLAGS && (entry.d_un.d_val & DF_SYMBOLIC) != 0)) {
-                bindsItsOwnSymbols = true;
-            }
-        }
-    }
-
-    std::string bytes_;
-};
-
 const SharedLibrary& Library() {
     static const SharedLibrary library(TAL_TEST_LIBRARY);
     return library;
 }
+
+constexpr const char* kProviderSources[] = {
+    "CBinaryFileStorageProvider.cpp",       "CDummyStorageProvider.cpp",       "CReadOnlyXmlFileStorageProvider.cpp",
+    "CSecureBinaryFileStorageProvider.cpp", "CXmlFileStorageProviderBase.cpp", "ReadOnlyZorBspStorageProvider.cpp"};
 
 template <class Predicate>
 std::vector<std::string> UndefinedIf(Predicate predicate) {
@@ -185,6 +123,18 @@ TEST(Exports, TheLibraryNeedsTheBoardsLibrariesAndExpatAndNoHost) {
 TEST(Exports, TheBoardSupportInstanceIsCreatedUnderTheRuntimesGuard) {
     EXPECT_THAT(Library().undefined, Contains("__cxa_guard_acquire"));
     EXPECT_THAT(Library().undefined, Contains("__cxa_guard_release"));
+}
+
+TEST(Exports, EachProvidersSourceSetsUpTheStandardStreamsOnceWhenTheLibraryIsLoaded) {
+    constexpr std::string_view kInitialiserOfTheStreams = "_ZStL8__ioinit";
+    for (const char* source : kProviderSources) {
+        EXPECT_EQ(std::count_if(Library().locals.begin(), Library().locals.end(),
+                                [&](const SharedLibrary::LocalSymbol& symbol) {
+                                    return symbol.source == source && symbol.name == kInitialiserOfTheStreams;
+                                }),
+                  1)
+            << source;
+    }
 }
 
 TEST(Exports, AHostMayPutItsOwnFunctionsInFront) {

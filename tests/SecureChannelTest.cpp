@@ -97,6 +97,21 @@ TEST_F(SecureChannel, WithoutAChannelNumberPathsStayAsTheyAreUntraced) {
     }
 }
 
+/// Promise 17
+TEST_F(SecureChannel, NamesOfTheHostAreNotWrittenTo) {
+    const std::string longName(200, 'n');
+    host::Object& object = database_.AddRegion("CalibrationTabRf3").AddObject("Channel.3.CalibrationTabRf3");
+    object.U8("Channel.3.", 1).AddNested("N", longName).U8(longName, 2);
+    CSecureBinaryFileStorageProvider_SetChannelNumber(3);
+    EXPECT_EQ(Store(), QBFResult{QBF_OK});
+    EXPECT_EQ(Retrieve(), QBFResult{QBF_OK});
+    EXPECT_EQ(database_.Regions()[0]->Name(), "CalibrationTabRf3");
+    EXPECT_EQ(object.Name(), "Channel.3.CalibrationTabRf3");
+    EXPECT_EQ(object.Variables()[0]->Name(), "Channel.3.");
+    EXPECT_EQ(object.Variables()[1]->Objects()[0]->Name(), longName);
+    EXPECT_EQ(object.Variables()[1]->Objects()[0]->Variables()[0]->Name(), longName);
+}
+
 TEST_F(SecureChannel, TheObjectPartHolds1209Characters) {
     host::Object& outer = database_.AddRegion("R").AddObject(std::string(700, 'o'));
     outer.AddNested(std::string(506, 'p')).AddNested(std::string(10, 'q'));

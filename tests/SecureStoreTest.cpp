@@ -375,6 +375,45 @@ TEST_F(SecureStore, FailingIterationEndsTheObjectOnly) {
     EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/A/V", Bytes({1})) + SecureRecord("R/B/V", Bytes({4})));
 }
 
+TEST_F(SecureStore, VariableThatComesWithAFailedStepIsLeftAlone) {
+    database_.AddRegion("R").AddObject("O").U8("V", 1).U8("W", 2).U8("X", 3);
+    HostCalls host;
+    host.Override("CStorageObject_GetNextVariable", 2, 0x8003);
+    ExpectFailedStore();
+    EXPECT_THAT(traces_.Lines(),
+                ElementsAre(Info("StoreAll", "CSecureBinaryFileStorageProvider: Storing all..."),
+                            Info("OpenFile", "  Reading Binary file calibration (for storage location 0)"),
+                            Info("ManageStore", "Processing region: R"), Info("ProcessObject", "Processing object: O"),
+                            Info("ProcessObject", "Processing variable path: R/O/V"), Writing(1, "R/O/V"),
+                            Line(QBF_W_WARNING, "ProcessObject", "CStorageObject_GetNextVariable() failed"),
+                            Line(QBF_W_WARNING, "ManageStore", "Failed to process object O"),
+                            Info("ManageStore", "fsync started for secure binary file, storage location 0"),
+                            Info("ManageStore", "fsync completed for secure binary file, storage location 0"),
+                            Info("CloseFile", "Binary file closed for storage location 0"),
+                            Info("ManageStore", "Secure binary file closed for storage location 0"),
+                            Line(QBF_N_NOTICE, "ManageStore",
+                                 "Failed to fsync file directory for storage location 0, could not open directory")));
+    EXPECT_EQ(host.Count("CVariable_GetType"), 1);
+    EXPECT_EQ(host.Count("CVariable_GetContentAddress"), 1);
+    EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/O/V", Bytes({1})));
+}
+
+TEST_F(SecureStore, EmptyObjectInsideAVariableHasNoRecordAndItsNameStaysInTheFollowingPaths) {
+    host::Object& object = database_.AddRegion("R").AddObject("O").U8("V", 1);
+    object.AddNested("N");
+    object.U8("W", 2);
+    EXPECT_EQ(StoredBytes(), SecureRecord("R/O/V", Bytes({1})) + SecureRecord("R/O/N/W", Bytes({2})));
+}
+
+TEST_F(SecureStore, ObjectIsWritableByAnyWordButZero) {
+    database_.AddRegion("R").AddObject("O").U8("V", 1);
+    for (const QBFResult answer : {QBFResult{2}, QBFResult{0x100}, QBFResult{0x80000000U}, QBFResult{0xFFFFFFFFU}}) {
+        HostCalls host;
+        host.FailAll("CStorageObject_IsWritable", answer);
+        EXPECT_EQ(StoredBytes(), SecureRecord("R/O/V", Bytes({1}))) << answer;
+    }
+}
+
 TEST_F(SecureStore, VariableWithoutNameIsLeftOut) {
     BuildThreeVariables();
     HostCalls host;

@@ -285,6 +285,17 @@ TEST_F(XmlRetrieveStructure, ObjectsInsideARegionThatIsNestedTooDeepAreRestored)
     EXPECT_EQ(U8At("A/B/c"), 1);
 }
 
+// ---- Attributes
+
+TEST_F(XmlRetrieveStructure, AnAttributeWhoseValueIsNameIsNoName) {
+    object_.U8("a");
+    EXPECT_EQ(RetrieveFrom(Document("<region kind=\"name\" name=\"R\"><object kind=\"name\" name=\"O\">"
+                                    "<variable kind=\"name\" name=\"a\"><value>7</value></variable>"
+                                    "</object></region>")),
+              QBFResult{QBF_OK});
+    EXPECT_EQ(U8At("R/O/a"), 7);
+}
+
 // ---- Elements without a name
 
 TEST_F(XmlRetrieveStructure, NothingBeneathARegionWithoutANameIsRestored) {
