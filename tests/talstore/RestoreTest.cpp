@@ -78,7 +78,7 @@ TEST_F(Restoring, BehindABadStartMarkerVariablesAreLeft) {
     EXPECT_THAT(Restore(Format::Secure, Record("R/O/a", "\x05") + std::string(20, 'x')),
                 ElementsAre("restored R/O/a", "left R/O/b"));
     EXPECT_THAT(report_.failure, HasSubstr("Start marker missing"));
-    EXPECT_TRUE(talstore::IsFailure(report_.run.result));
+    EXPECT_TRUE(QBF_IsFailure(report_.run.result));
 }
 
 TEST_F(Restoring, ACutSecureFileDefaultsTheRest) {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
@@ -30,6 +31,9 @@ struct Ended {
 /// Runs the installed program in a process of its own. Call it in a TemporaryDirectory.
 /// @param arguments  For a shell.
 [[nodiscard]] Ended TalstoreProcess(const std::string& arguments);
+
+/// What stands in for fsync while it is set.
+extern std::function<int(int descriptor)> onSync;
 
 /// A record of a secure file.
 [[nodiscard]] std::string Record(std::string_view path, std::string_view data);
@@ -56,7 +60,7 @@ class StorageFiles : public testing::Test {
 protected:
     StorageFiles();
 
-    /// Stores the layout with these values.
+    /// Stores the layout with these values, be it that some of them do not come back.
     static void StoreFile(const std::string& name, const std::vector<std::string>& settings = {});
 
     TemporaryDirectory directory_;

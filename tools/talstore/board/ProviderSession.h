@@ -34,13 +34,9 @@ struct ProviderInfo {
 /// The read-write provider of the format.
 [[nodiscard]] const ProviderInfo& ProviderOf(Format format);
 
-[[nodiscard]] constexpr bool IsFailure(QBFResult code) {
-    return static_cast<std::int32_t>(code) >= 0x8000;
-}
-
 /// One operation's result and trace.
 struct Run {
-    QBFResult result;
+    QBFResult result = QBF_OK;
     std::vector<TraceRecord> trace;
 };
 

@@ -79,7 +79,7 @@ public:
         const std::vector<std::string> opposite = RetrieveOverOpposites();
         layout_.ResetToDefaults();
         report_.run = session_.Retrieve(layout_);
-        if (IsFailure(report_.run.result)) {
+        if (QBF_IsFailure(report_.run.result)) {
             report_.failure = ReasonForFailure();
         }
         report_.items.resize(contents_.items.size());
@@ -152,7 +152,7 @@ private:
             } else if (item != nullptr && UnregisteredPath(record)) {
                 item->fate = Fate::Ignored;
                 item->reason = UnregisteredReason(item->boardPath);
-            } else if (item != nullptr && IsFailure(record.code) && item->fate == Fate::Taken) {
+            } else if (item != nullptr && QBF_IsFailure(record.code) && item->fate == Fate::Taken) {
                 item->fate = Fate::Refused;
                 item->reason = Reason(record.message);
             }
@@ -266,14 +266,14 @@ private:
 
     /// A retrieve that cannot open its file takes nothing of it.
     [[nodiscard]] bool IsFileRead() const {
-        return !IsFailure(report_.run.result) || handled_ != 0 || contents_.handedOn.empty();
+        return !QBF_IsFailure(report_.run.result) || handled_ != 0 || contents_.handedOn.empty();
     }
 
     /// What made the retrieve fail, and not the record that only passes it on.
     [[nodiscard]] std::string ReasonForFailure() const {
         const auto& trace = report_.run.trace;
         const auto record = std::find_if(trace.rbegin(), trace.rend(), [](const TraceRecord& candidate) {
-            return IsFailure(candidate.code) && candidate.message != "Error when calling ManageRetrieve";
+            return QBF_IsFailure(candidate.code) && candidate.message != "Error when calling ManageRetrieve";
         });
         return record == trace.rend() ? "it does not say why" : Reason(record->message);
     }
@@ -364,6 +364,17 @@ std::array<std::size_t, kOutcomeCount> RestoreReport::Counts() const {
 std::size_t RestoreReport::IgnoredCount() const {
     return static_cast<std::size_t>(
         std::count_if(items.begin(), items.end(), [](const ItemReport& item) { return item.fate == Fate::Ignored; }));
+}
+
+std::vector<std::size_t> RestoreReport::LostItems() const {
+    std::vector<std::size_t> lost;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        const bool hasNoValue = items[i].variable == nullptr || host::HoldsObjects(items[i].variable->Type());
+        if (items[i].fate != Fate::Taken && hasNoValue) {
+            lost.push_back(i);
+        }
+    }
+    return lost;
 }
 
 bool RestoreReport::IsClean() const {

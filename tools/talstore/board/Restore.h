@@ -62,6 +62,8 @@ struct RestoreReport {
 
     [[nodiscard]] std::array<std::size_t, kOutcomeCount> Counts() const;
     [[nodiscard]] std::size_t IgnoredCount() const;
+    /// The items that the board does not take, except those whose variable has a report of its own.
+    [[nodiscard]] std::vector<std::size_t> LostItems() const;
     /// Whether every variable is as expected and no item is refused or ignored.
     [[nodiscard]] bool IsClean() const;
 };

@@ -123,7 +123,7 @@ int Board(const BoardOptions& options, const Console& console) {
         PrintBoard(console, options, rows, run);
     }
     const bool isEverythingSet = std::all_of(rows.begin(), rows.end(), [](const BoardRow& row) { return row.IsSet(); });
-    return isEverythingSet && !IsFailure(run.result) ? kFine : kProblems;
+    return isEverythingSet && !QBF_IsFailure(run.result) ? kFine : kProblems;
 }
 
 }  // namespace tal::talstore

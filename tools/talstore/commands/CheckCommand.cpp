@@ -57,7 +57,7 @@ Json RestoreJson(const std::string& layoutName, const StoredContents& contents, 
         variables.push_back(std::move(entry));
     }
     Json ignored = Json::array();
-    for (const std::size_t index : LostItems(report)) {
+    for (const std::size_t index : report.LostItems()) {
         ignored.push_back({{"path", contents.items[index].path},
                            {"place", PlaceJson(contents.items[index].place)},
                            {"reason", report.items[index].reason}});
@@ -78,7 +78,7 @@ void PrintRestore(const Console& console, const std::string& layoutName, const S
                        Printable(variable.reason)});
         }
     }
-    for (const std::size_t index : LostItems(report)) {
+    for (const std::size_t index : report.LostItems()) {
         const bool isRefused = report.items[index].fate == Fate::Refused;
         table.Add({{isRefused ? "refused" : "ignored", Colour::Yellow},
                    Printable(contents.items[index].path),
@@ -113,7 +113,7 @@ int Check(const CheckOptions& options, const Console& console) {
     if (layout != nullptr) {
         const ProviderSession session(ProviderOf(file.format), 0, options.common.channel, file.name);
         const RestoreReport report = Restore(session, file, contents, *layout);
-        isFine = isFine && report.IsClean() && !IsFailure(report.run.result);
+        isFine = isFine && report.IsClean() && !QBF_IsFailure(report.run.result);
         if (options.common.asJson) {
             json["restore"] = RestoreJson(options.common.layout, contents, report);
         } else {

@@ -7,6 +7,7 @@
 #include "commands/Commands.h"
 #include "common/Text.h"
 #include "files/InputError.h"
+#include "files/Interrupt.h"
 
 namespace tal::talstore {
 
@@ -24,8 +25,8 @@ constexpr char kAbout[] =
     "Whatever a command says about restoring comes from the library itself.";
 
 constexpr char kExitStatuses[] =
-    "Exit status: 0 fine, 1 differences or problems were found, 2 wrong use or input that cannot be read.\n"
-    "A file named - is standard input.";
+    "Exit status: 0 fine, 1 differences or problems were found, 2 wrong use or input that cannot be read,\n"
+    "130 Ctrl-C. A file named - is standard input.";
 
 class CommandLine {
 public:
@@ -238,6 +239,8 @@ private:
 int RunTalstore(const std::vector<std::string>& arguments, const Console& console) {
     try {
         return CommandLine(console).Run(arguments);
+    } catch (const Interrupted& interrupted) {
+        return kInterrupted + interrupted.signal;
     } catch (const std::bad_alloc&) {
         console.err << "talstore: out of memory\n";
     } catch (const std::exception& error) {

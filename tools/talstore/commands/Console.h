@@ -11,8 +11,9 @@ namespace tal::talstore {
 /// The tool's exit statuses.
 enum ExitStatus {
     kFine = 0,
-    kProblems = 1,  ///< Differences or problems were found.
-    kCannot = 2     ///< Wrong use, or input that cannot be read.
+    kProblems = 1,      ///< Differences or problems were found.
+    kCannot = 2,        ///< Wrong use, or input that cannot be read.
+    kInterrupted = 128  ///< Plus the signal's number: 130 on Ctrl-C.
 };
 
 struct Console {

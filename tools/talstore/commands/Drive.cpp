@@ -16,7 +16,7 @@ namespace {
 /// The failures of a run for people who have not asked for the whole trace.
 void PrintFailures(const Console& console, const Run& run) {
     for (const TraceRecord& record : run.trace) {
-        if (IsFailure(record.code)) {
+        if (QBF_IsFailure(record.code)) {
             console.err << "talstore: " << Printable(record.operation) << ": " << Printable(record.message) << '\n';
         }
     }

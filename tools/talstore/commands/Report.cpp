@@ -6,6 +6,7 @@
 #include "TypeTable.h"
 #include "common/Text.h"
 #include "files/InputError.h"
+#include "files/WholeFile.h"
 
 namespace tal::talstore {
 
@@ -107,7 +108,7 @@ void PrintTrace(const Console& console, const std::vector<TraceRecord>& trace) {
     Table table;
     for (const TraceRecord& record : trace) {
         table.Add({{HexNumber(static_cast<std::uint32_t>(record.code), 4),
-                    IsFailure(record.code) ? Colour::Red : Colour::Grey},
+                    QBF_IsFailure(record.code) ? Colour::Red : Colour::Grey},
                    Printable(record.operation),
                    Printable(record.message)});
     }
@@ -153,16 +154,22 @@ Json CountsJson(const RestoreReport& report) {
     return json;
 }
 
-std::vector<std::size_t> LostItems(const RestoreReport& report) {
-    std::vector<std::size_t> lost;
-    for (std::size_t i = 0; i < report.items.size(); ++i) {
-        const ItemReport& item = report.items[i];
-        const bool hasNoValue = item.variable == nullptr || host::HoldsObjects(item.variable->Type());
-        if (item.fate != Fate::Taken && hasNoValue) {
-            lost.push_back(i);
-        }
+Json LossesJson(const std::vector<Loss>& losses) {
+    Json json = Json::array();
+    for (const Loss& loss : losses) {
+        json.push_back({{"kind", loss.kind}, {"path", loss.path}, {"reason", loss.reason}});
     }
-    return lost;
+    return json;
+}
+
+void AddLosses(Table& table, const std::vector<Loss>& losses) {
+    for (const Loss& loss : losses) {
+        table.Add({{loss.kind, Colour::Yellow}, Printable(loss.path), Printable(loss.reason)});
+    }
+}
+
+Console BesideFile(const Console& console, const std::string& fileName) {
+    return {IsStandardOutput(fileName) ? console.err : console.out, console.err, console.hasColour, console.width};
 }
 
 std::unique_ptr<host::Database> LoadLayout(const std::string& fileName) {

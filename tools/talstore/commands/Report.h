@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ReferenceHost.h"
+#include "board/Losses.h"
 #include "board/Restore.h"
 #include "commands/Console.h"
 #include "commands/Table.h"
@@ -47,8 +48,11 @@ void PrintTrace(const Console& console, const std::vector<TraceRecord>& trace);
 [[nodiscard]] std::string CountsText(const RestoreReport& report);
 [[nodiscard]] Json CountsJson(const RestoreReport& report);
 
-/// The items that the board does not take, except those whose variable has a report of its own.
-[[nodiscard]] std::vector<std::size_t> LostItems(const RestoreReport& report);
+[[nodiscard]] Json LossesJson(const std::vector<Loss>& losses);
+void AddLosses(Table& table, const std::vector<Loss>& losses);
+
+/// Where a command prints that writes the file: what goes to standard output must stay a storage file.
+[[nodiscard]] Console BesideFile(const Console& console, const std::string& fileName);
 
 /// @return null when no layout is given. Throws host::DescriptionError.
 [[nodiscard]] std::unique_ptr<host::Database> LoadLayout(const std::string& fileName);

@@ -73,7 +73,7 @@ int Retrieve(const DriveOptions& options, const Console& console) {
         console.out << provider.name << ", location " << options.location << ": " << ResultText(report.run.result)
                     << ", " << CountsText(report) << '\n';
     }
-    return IsFailure(report.run.result) ? kProblems : kFine;
+    return QBF_IsFailure(report.run.result) ? kProblems : kFine;
 }
 
 }  // namespace tal::talstore

@@ -25,6 +25,19 @@ void ApplySetting(host::Database& database, const std::string& setting) {
     SetValue(*variable, std::string_view(setting).substr(equals + 1));
 }
 
+bool DoesNotComeBack(const host::Variable& stored, const VariableReport& restored) {
+    return !IsAsExpected(restored.outcome) || !IsSameValue(stored.Type(), BytesOf(stored), BytesOf(*restored.variable));
+}
+
+void PrintStored(const Console& console, const std::vector<Loss>& losses, const std::string& failure) {
+    Table table;
+    AddLosses(table, losses);
+    table.Print(console);
+    if (!failure.empty()) {
+        console.out << "no board can read it: " << Printable(failure) << '\n';
+    }
+}
+
 }  // namespace
 
 int Store(const StoreOptions& options, const Console& console) {
@@ -37,28 +50,34 @@ int Store(const StoreOptions& options, const Console& console) {
     const ProviderSession session(provider, drive.location, drive.channel, drive.file);
     const Run run = session.Store(*layout);
     const std::optional<std::string> bytes = session.TakeFile();
-    const bool isStored = !IsFailure(run.result) && bytes.has_value();
+    const bool isStored = !QBF_IsFailure(run.result) && bytes.has_value();
     if (isStored && drive.file.empty()) {
         throw InputError("a file is needed");
     }
+    ReadBack after;
     if (isStored) {
         WriteWholeFile(drive.file, *bytes, console.out);
+        after = ReadBackFrom(session, {drive.file, *bytes, *provider.format}, *layout, LoadLayout(drive.layout),
+                             DoesNotComeBack);
     }
-    // What is written to standard output must stay a storage file.
-    const Console told = {drive.file == "-" ? console.err : console.out, console.err, console.hasColour, console.width};
+    const Console told = BesideFile(console, drive.file);
     if (drive.asJson) {
         Json json = RunJson(provider, drive, run);
         json["file"] = isStored ? Json(drive.file) : Json(nullptr);
         json["size"] = isStored ? Json(bytes->size()) : Json(nullptr);
+        json["readable"] = isStored ? Json(after.IsReadable()) : Json(nullptr);
+        json["notCarried"] = LossesJson(after.losses);
         PrintJson(told, json);
     } else {
         PrintRun(told, drive, run);
+        PrintStored(told, after.losses, after.report.failure);
         told.out << provider.name << ", location " << drive.location << ": " << ResultText(run.result) << ", "
                  << (isStored ? Count(bytes->size(), "byte") + " stored in " + Printable(drive.file)
                               : std::string("no file is written"))
                  << '\n';
     }
-    return IsFailure(run.result) ? kProblems : kFine;
+    const bool comesBack = after.IsReadable() && after.losses.empty();
+    return !QBF_IsFailure(run.result) && comesBack ? kFine : kProblems;
 }
 
 }  // namespace tal::talstore

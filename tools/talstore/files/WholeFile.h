@@ -12,8 +12,13 @@ namespace tal::talstore {
 /// The whole file; "-" is standard input. Throws InputError, also for more than 64 MiB, which no storage file has.
 [[nodiscard]] std::string ReadWholeFile(const std::string& name);
 
-/// Replaces the file in one step: whoever looks sees the old bytes or the new ones. "-" is standard output. Throws
-/// InputError; the old file is then untouched.
+/// @return whether writing the file of that name is writing to standard output: "-", or a name that leads there.
+[[nodiscard]] bool IsStandardOutput(const std::string& name);
+
+/// Replaces a regular file, or one that is not there, in one step and for good: whoever looks sees the old bytes or the
+/// new ones, also after a power cut. What a link leads to is replaced, the link stays. A device or a pipe is written
+/// to, a directory is refused. Throws InputError; a regular file is then as it was, unless only its directory could not
+/// be synced.
 void WriteWholeFile(const std::string& name, std::string_view bytes, std::ostream& standardOutput);
 
 }  // namespace tal::talstore
