@@ -15,6 +15,7 @@ using nlohmann::json;
 using tal::host::Database;
 using tal::host::DescribeDatabase;
 using tal::host::DescriptionError;
+using tal::host::LoadDatabase;
 using tal::host::LoadDatabaseFromFile;
 using tal::host::LoadDatabaseFromText;
 using tal::host::Variable;
@@ -168,6 +169,37 @@ const AcceptedVariable kAcceptedVariables[] = {
 
 INSTANTIATE_TEST_SUITE_P(, HostDescriptionOfVariable, testing::ValuesIn(kAcceptedVariables));
 
+TEST(HostDescription, KeysMayStandInAnyOrder) {
+    const auto database = LoadDatabaseFromText(
+        R"({"regions": [{"objects": [{"variables": [{"default": [7, 8], "count": 2, "type": "U8_ARRAY", "name": "a"}],
+            "writable": false, "name": "O"}], "name": "R"}]})");
+
+    EXPECT_EQ(database->At("R/O/a").Bytes(), (std::vector<std::uint8_t>{7, 8}));
+    EXPECT_FALSE(database->Regions()[0]->Objects()[0]->Writable());
+}
+
+TEST(HostDescription, OfAKeyThatIsThereTwiceTheLastCounts) {
+    const auto database = LoadVariables(R"({"name": "a", "type": "U8", "default": [1], "default": 2})");
+
+    EXPECT_EQ(database->At("R/O/a").Get<std::uint8_t>(), 2);
+}
+
+TEST(HostDescription, NameIsTakenWithItsEscapesResolved) {
+    const auto database = LoadVariables(R"({"name": "a\"\u00e9", "type": "U8", "default": 9})");
+
+    EXPECT_EQ(database->At("R/O/a\"\xC3\xA9").Get<std::uint8_t>(), 9);
+}
+
+TEST(HostDescription, VariablesAfterANestedObjectAndAnArrayKeepTheirOwnValues) {
+    const auto database = LoadVariables(R"(
+        {"name": "v", "type": "OBJECT", "object": {"name": "N", "variables": [{"name": "a", "type": "U8"}]}},
+        {"name": "w", "type": "U8_ARRAY", "count": 2, "default": [1, 2]},
+        {"name": "x", "type": "U8", "default": 3})");
+
+    EXPECT_EQ(database->At("R/O/w").Bytes(), (std::vector<std::uint8_t>{1, 2}));
+    EXPECT_EQ(database->At("R/O/x").Get<std::uint8_t>(), 3);
+}
+
 TEST(HostDescription, SixtyFourObjectsInOneAnotherAreAccepted) {
     EXPECT_EQ(RefusalOfText(NestedObjects(64)), "accepted");
 }
@@ -316,6 +348,46 @@ TEST(HostDescription, JsonNestedWithoutEndIsRefused) {
     EXPECT_EQ(RefusalOfText(std::string(100000, '[')), "description: not valid JSON at line 1, column 100001");
 }
 
+// ---- Descriptions that a program has made ----------------------------------------------------------------------
+
+std::string RefusalOfValue(const json& description) {
+    return Refusal([&description] { static_cast<void>(LoadDatabase(description)); });
+}
+
+json WithDefault(const char* type, const json& value) {
+    json description = json::parse(WithVariables("{}"));
+    description["regions"][0]["objects"][0]["variables"][0] = {{"name", "a"}, {"type", type}, {"default", value}};
+    return description;
+}
+
+TEST(HostDescriptionOfAProgram, HasTheValuesOfTheProgram) {
+    EXPECT_EQ(LoadDatabase(WithDefault("S16", -300))->At("R/O/a").Get<std::int16_t>(), -300);
+    EXPECT_EQ(LoadDatabase(WithDefault("U16", 300))->At("R/O/a").Get<std::uint16_t>(), 300);
+    EXPECT_EQ(LoadDatabase(WithDefault("DOUBLE", 0.1))->At("R/O/a").Get<double>(), 0.1);
+    EXPECT_EQ(LoadDatabase(WithDefault("BOOL", true))->At("R/O/a").Get<bool>(), true);
+}
+
+TEST(HostDescriptionOfAProgram, IsHeldToTheRangeOfItsTypes) {
+    EXPECT_EQ(RefusalOfValue(WithDefault("U8", 256)),
+              "regions[0].objects[0].variables[0].default: 256 is out of range (0 to 255)");
+}
+
+TEST(HostDescriptionOfAProgram, IsRefusedWhereItHoldsWhatNoTextCan) {
+    EXPECT_EQ(RefusalOfValue(WithDefault("U8", json::binary({1}))),
+              "regions[0].objects[0].variables[0].default: must be an integer, found null");
+}
+
+TEST(HostDescriptionOfAProgram, IsRefusedHoweverDeepItIsNested) {
+    json nested = json::array();
+    for (int i = 0; i < 100000; ++i) {
+        json outer = json::array();
+        outer.push_back(std::move(nested));
+        nested = std::move(outer);
+    }
+
+    EXPECT_EQ(RefusalOfValue({{"regions", std::move(nested)}}), "regions[0]: must be an object, found array");
+}
+
 // ---- Files -----------------------------------------------------------------------------------------------------
 
 class HostDescriptionFile : public testing::Test {
@@ -332,6 +404,22 @@ TEST_F(HostDescriptionFile, IsLoaded) {
     Write(WithVariables(R"({"name": "a", "type": "U8", "default": 9})"));
 
     EXPECT_EQ(LoadDatabaseFromFile(name_)->At("R/O/a").Get<std::uint8_t>(), 9);
+}
+
+TEST_F(HostDescriptionFile, IsLoadedWhateverItsSize) {
+    std::string variables;
+    for (int i = 0; i < 5000; ++i) {
+        variables +=
+            R"({"name": "v)" + std::to_string(i) + R"(", "type": "U16", "default": )" + std::to_string(i) + "},";
+    }
+    Write(WithVariables(variables + R"({"name": "last", "type": "U16"})"));
+
+    EXPECT_EQ(LoadDatabaseFromFile(name_)->At("R/O/v4999").Get<std::uint16_t>(), 4999);
+}
+
+TEST_F(HostDescriptionFile, ThatIsNoRegularFileIsReadToItsEnd) {
+    EXPECT_EQ(Refusal([] { static_cast<void>(LoadDatabaseFromFile("/dev/null")); }),
+              "/dev/null: description: not valid JSON at line 1, column 1");
 }
 
 TEST_F(HostDescriptionFile, ThatIsMissingIsNamed) {
