@@ -81,4 +81,14 @@ TEST(Files, AFileThatEndsEarlyDiffers) {
     EXPECT_EQ(tal::test::DifferenceOfFiles("file", "golden"), R"(at byte 2: "ab" instead of "abc")");
 }
 
+TEST(Files, ADeviceIsToldFromAFileInItsPlaceAndFromNothing) {
+    const TemporaryDirectory directory;
+    WriteFile("file", "");
+    EXPECT_TRUE(tal::test::IsDevice("/dev/null"));
+    EXPECT_FALSE(tal::test::IsDevice("missing"));
+    const testing::AssertionResult file = tal::test::IsDevice("file");
+    EXPECT_FALSE(file);
+    EXPECT_STREQ(file.message(), "\"file\" is no device on this machine, and this test needs one");
+}
+
 }  // namespace

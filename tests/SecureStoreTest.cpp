@@ -269,6 +269,7 @@ TEST_F(SecureStore, FailedFlushIsReportedAndTheFileIsSyncedAndClosed) {
 }
 
 TEST_F(SecureStore, FullDiskIsReported) {
+    ASSERT_TRUE(IsDevice("/dev/full"));
     BuildThreeVariables();
     CSecureBinaryFileStorageProvider_SetStorageFilenames("/dev/full", "", "");
     ExpectFailedStore();

@@ -761,6 +761,7 @@ TEST_F(XmlStorageFiles, FailedWriteIsIgnored) {
 }
 
 TEST_F(XmlStorageFiles, FullDiskThatShowsInTheFlushIsNotReported) {
+    ASSERT_TRUE(IsDevice("/dev/full"));
     SetFirstName("/dev/full");
     traces_.Clear();
 

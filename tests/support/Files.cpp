@@ -63,6 +63,13 @@ void WriteFile(const std::filesystem::path& path, std::string_view bytes) {
     close(file);
 }
 
+testing::AssertionResult IsDevice(const std::filesystem::path& path) {
+    if (std::filesystem::is_character_file(path)) {
+        return testing::AssertionSuccess();
+    }
+    return testing::AssertionFailure() << path << " is no device on this machine, and this test needs one";
+}
+
 std::string DifferenceOfFiles(const std::filesystem::path& file, const std::filesystem::path& golden) {
     const std::string bytes = ReadFile(file);
     const std::string expected = ReadFile(golden);

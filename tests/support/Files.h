@@ -2,6 +2,8 @@
 #ifndef TAL_TEST_FILES_H
 #define TAL_TEST_FILES_H
 
+#include <gtest/gtest.h>
+
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -28,6 +30,12 @@ private:
 
 /// Replaces the file's bytes; fails the test when it cannot.
 void WriteFile(const std::filesystem::path& path, std::string_view bytes);
+
+/// Whether the path is a character device, for tests that write to "/dev/full" and its like: where a file has taken its
+/// place they have to say so, and neither pass nor fill it.
+///
+///     ASSERT_TRUE(IsDevice("/dev/full"));
+[[nodiscard]] testing::AssertionResult IsDevice(const std::filesystem::path& path);
 
 /// @return where `file` first differs from the golden file and what stands there in both; empty where they are equal.
 [[nodiscard]] std::string DifferenceOfFiles(const std::filesystem::path& file, const std::filesystem::path& golden);

@@ -122,6 +122,7 @@ TEST_F(Program, ReadsStandardInput) {
 }
 
 TEST_F(Program, SaysWhenItsOutputIsLost) {
+    ASSERT_TRUE(IsDevice("/dev/full"));
     StoreFile("unit.sbin");
     EXPECT_EQ(TalstoreProcess("show unit.sbin > /dev/full 2> /dev/null; echo $?").out, "2\n");
 }

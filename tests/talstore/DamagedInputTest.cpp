@@ -79,6 +79,7 @@ TEST(DamagedFile, IsNamedWithTheFirstThingThatIsWrong) {
 }
 
 TEST(DamagedFile, ThatNeverEndsIsRefused) {
+    ASSERT_TRUE(IsDevice("/dev/zero"));
     const TemporaryDirectory directory;
     const Ended ended = TalstoreProcess("show /dev/zero --format secure");
     EXPECT_EQ(ended.status, 2);
