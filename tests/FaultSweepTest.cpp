@@ -74,6 +74,7 @@ struct Operation {
     bool stores;
     const char* fileName;  ///< Null: there is none.
     std::vector<Outcome> hostCalls;
+    std::vector<Outcome> emptyHandedHostCalls;  ///< That answer a success and hand nothing out.
     std::vector<Outcome> fileCalls;
     std::vector<Outcome> allocations;
 };
@@ -110,6 +111,30 @@ const Operation kOperations[] = {
       {"CVariable_GetName", QBF_OK, "0x8004 CXmlFileStorageProviderBase_StoreObject: Could not get variable name"},
       {"CVariable_GetContentAddress", QBF_OK,
        "0x8003 CXmlFileStorageProviderBase_WriteVariable: Could not get content address"}},
+     {{"CStorageRegion_GetName", QBF_E_FAILED,
+       "0x8004 CXmlFileStorageProviderBase_ManageStore: Could not get region name"},
+      {"CStorageObject_GetName", QBF_E_FAILED,
+       "0x8004 CXmlFileStorageProviderBase_StoreObject: Could not get object name"},
+      {"CStorageObject_GetName", QBF_OK, "0x8004 CXmlFileStorageProviderBase_StoreObject: Could not get object name"},
+      {"CStorageObject_GetVariableIterator", QBF_E_FAILED,
+       "0x8004 CXmlFileStorageProviderBase_StoreObject: Could not get variable name"},
+      {"CStorageObject_GetVariableIterator", QBF_OK,
+       "0x8004 CXmlFileStorageProviderBase_StoreObject: Could not get variable name"},
+      {"CStorageObject_GetNextVariable", QBF_E_FAILED,
+       "0x8004 CXmlFileStorageProviderBase_StoreObject: Could not get variable name"},
+      {"CStorageObject_GetNextVariable", QBF_OK,
+       "0x8004 CXmlFileStorageProviderBase_StoreObject: Could not get variable name"},
+      {"CVariable_GetName", QBF_E_FAILED,
+       "0x8004 CXmlFileStorageProviderBase_StoreObject: Could not get variable name"},
+      {"CVariable_GetName", QBF_OK, "0x8004 CXmlFileStorageProviderBase_StoreObject: Could not get variable name"},
+      {"CVariable_GetContentAddress", QBF_E_FAILED,
+       "0x8000 CXmlFileStorageProviderBase_WriteVariable: Could not get content address"},
+      {"CVariable_GetContentAddress", QBF_OK,
+       "0x8000 CXmlFileStorageProviderBase_WriteVariable: Could not get content address"},
+      {"CVariable_GetContentAddress", QBF_E_FAILED,
+       "0x8000 CXmlFileStorageProviderBase_StoreObject: CVariable_GetContentAddress() failed"},
+      // An array without elements needs no content.
+      {"CVariable_GetContentAddress", QBF_OK, ""}},
      // Nobody looks at what becomes of a single write, only at the closing.
      {{"fopen storage_calibration_database.xml w+", QBF_E_FAILED,
        "0x8005 CXmlFileStorageProviderBase_OpenFile: Could not open storage file storage_calibration_database.xml "
@@ -147,6 +172,23 @@ const Operation kOperations[] = {
       {"CList_GetNext", QBF_OK, ""},
       {"CDatabase_SetNotRetrievedVariablesToDefault", QBF_E_FAILED,
        "0x8003 CXmlFileStorageProviderBase_ManageRetrieve: Error when setting missing variables to default"}},
+     {{"CDatabase_UpdatePathHashTable", QBF_OK, ""},
+      {"CDatabase_SetAsNotRetrieved", QBF_OK, ""},
+      {"CDatabase_GetVariableByPath", QBF_OK,
+       "0x820 CXmlFileStorageProviderBase_UpdateVariable:     File storage_calibration_database.xml contains variable "
+       "that is not registered ("},
+      {"CVariable_GetContentAddress", QBF_OK,
+       "0x8000 CXmlFileStorageProviderBase_UpdateVariable: Could not get content address"},
+      {"CVariable_GetContentAddress", QBF_OK, ""},
+      {"CVariable_SetRetrieved", QBF_OK, ""},
+      {"CList_PushTail", QBF_OK, ""},
+      {"CList_StartIterationFromHead", QBF_E_FAILED,
+       "0x8000 CXmlFileStorageProviderBase_UpdateArray: Could not iterate array element list"},
+      {"CList_GetNext", QBF_E_FAILED,
+       "0x8000 CXmlFileStorageProviderBase_UpdateArray: Could not iterate array element list"},
+      {"CList_StartIterationFromHead", QBF_OK, ""},
+      {"CList_GetNext", QBF_OK, ""},
+      {"CDatabase_SetNotRetrievedVariablesToDefault", QBF_OK, ""}},
      {{"stat", QBF_E_FAILED,
        "0x8000 CXmlFileStorageProviderBase_OpenFile: Error while trying to stat file storage_calibration_database.xml"},
       {"fopen", QBF_E_FAILED, "0x8000 CXmlFileStorageProviderBase_OpenFile: Error opening XML file"},
@@ -179,6 +221,21 @@ const Operation kOperations[] = {
        "0x8000 CBinaryFileStorageProvider_ProcessObject: Could not get address for variable "},
       {"CVariable_GetContentAddress", QBF_E_FAILED,
        "0x8000 CBinaryFileStorageProvider_ProcessObject: CVariable_GetContentAddress() failed"}},
+     {{"CStorageRegion_GetName", QBF_E_FAILED,
+       "0x8004 CBinaryFileStorageProvider_ManageStorage: Could not get region name"},
+      {"CStorageObject_GetName", QBF_E_FAILED,
+       "0x8004 CBinaryFileStorageProvider_ProcessObject: Could not get object name"},
+      {"CStorageObject_GetVariableIterator", QBF_E_FAILED,
+       "0x1000 CBinaryFileStorageProvider_ProcessObject: CStorageObject_GetNextVariable() failed"},
+      {"CStorageObject_GetNextVariable", QBF_E_FAILED,
+       "0x8004 CBinaryFileStorageProvider_ProcessObject: Could not get variable name"},
+      {"CVariable_GetName", QBF_E_FAILED,
+       "0x8004 CBinaryFileStorageProvider_ProcessObject: Could not get variable name"},
+      {"CVariable_GetContentAddress", QBF_E_FAILED,
+       "0x8000 CBinaryFileStorageProvider_ProcessObject: Could not get address for variable "},
+      {"CVariable_GetContentAddress", QBF_E_FAILED,
+       "0x8000 CBinaryFileStorageProvider_ProcessObject: CVariable_GetContentAddress() failed"},
+      {"CVariable_GetContentAddress", QBF_OK, ""}},
      {{"fopen", QBF_E_FAILED,
        "0x8005 CBinaryFileStorageProvider_OpenFile: Could not open file storage_calibration_database.bin (errno is: "
        "5)"},
@@ -213,6 +270,25 @@ const Operation kOperations[] = {
       {"CVariable_SetRetrieved", QBF_OK, ""},
       {"CDatabase_SetNotRetrievedVariablesToDefault", QBF_E_FAILED,
        "0x8003 CBinaryFileStorageProvider_RetrieveAll: Error when setting missing variables to default"}},
+     {{"CDatabase_UpdatePathHashTable", QBF_OK, ""},
+      {"CDatabase_SetAsNotRetrieved", QBF_OK, ""},
+      {"CStorageRegion_GetName", QBF_E_FAILED,
+       "0x8004 CBinaryFileStorageProvider_ManageStorage: Could not get region name"},
+      {"CStorageObject_GetName", QBF_E_FAILED,
+       "0x8004 CBinaryFileStorageProvider_ProcessObject: Could not get object name"},
+      {"CStorageObject_GetVariableIterator", QBF_E_FAILED,
+       "0x1000 CBinaryFileStorageProvider_ProcessObject: CStorageObject_GetNextVariable() failed"},
+      {"CStorageObject_GetNextVariable", QBF_E_FAILED,
+       "0x8004 CBinaryFileStorageProvider_ProcessObject: Could not get variable name"},
+      {"CVariable_GetName", QBF_E_FAILED,
+       "0x8004 CBinaryFileStorageProvider_ProcessObject: Could not get variable name"},
+      {"CVariable_GetContentAddress", QBF_E_FAILED,
+       "0x8000 CBinaryFileStorageProvider_ProcessObject: Could not get address for variable "},
+      {"CVariable_GetContentAddress", QBF_E_FAILED,
+       "0x8000 CBinaryFileStorageProvider_ProcessObject: CVariable_GetContentAddress() failed"},
+      {"CVariable_GetContentAddress", QBF_OK, ""},
+      {"CVariable_SetRetrieved", QBF_OK, ""},
+      {"CDatabase_SetNotRetrievedVariablesToDefault", QBF_OK, ""}},
      {{"fopen", QBF_E_FAILED,
        "0x8005 CBinaryFileStorageProvider_OpenFile: Could not open file storage_calibration_database.bin (errno is: "
        "5)"},
@@ -242,6 +318,23 @@ const Operation kOperations[] = {
        "0x8000 CSecureBinaryFileStorageProvider_ProcessObject: Could not get address for variable "},
       {"CVariable_GetContentAddress", QBF_E_FAILED,
        "0x8000 CSecureBinaryFileStorageProvider_ProcessObject: CVariable_GetContentAddress() failed"}},
+     {{"CStorageRegion_GetName", QBF_E_FAILED,
+       "0x8004 CSecureBinaryFileStorageProvider_ManageStore: Could not get region name"},
+      {"CStorageObject_GetName", QBF_E_FAILED,
+       "0x8004 CSecureBinaryFileStorageProvider_ProcessObject: Could not get object name"},
+      {"CStorageObject_GetName", QBF_E_FAILED,
+       "0x8000 CSecureBinaryFileStorageProvider_ProcessObject: Failed to get name for object array element"},
+      {"CStorageObject_GetVariableIterator", QBF_E_FAILED,
+       "0x1000 CSecureBinaryFileStorageProvider_ProcessObject: CStorageObject_GetNextVariable() failed"},
+      {"CStorageObject_GetNextVariable", QBF_E_FAILED,
+       "0x8004 CSecureBinaryFileStorageProvider_ProcessObject: Could not get variable name"},
+      {"CVariable_GetName", QBF_E_FAILED,
+       "0x8004 CSecureBinaryFileStorageProvider_ProcessObject: Could not get variable name"},
+      {"CVariable_GetContentAddress", QBF_E_FAILED,
+       "0x8000 CSecureBinaryFileStorageProvider_ProcessObject: Could not get address for variable "},
+      {"CVariable_GetContentAddress", QBF_E_FAILED,
+       "0x8000 CSecureBinaryFileStorageProvider_ProcessObject: CVariable_GetContentAddress() failed"},
+      {"CVariable_GetContentAddress", QBF_OK, ""}},
      {{"fopen storage_calibration_database.sbin w+", QBF_E_FAILED,
        "0x8005 CSecureBinaryFileStorageProvider_OpenFile: Could not open file storage_calibration_database.sbin (errno "
        "is: 5)"},
@@ -282,6 +375,16 @@ const Operation kOperations[] = {
       {"CVariable_SetRetrieved", QBF_OK, ""},
       {"CDatabase_SetNotRetrievedVariablesToDefault", QBF_E_FAILED,
        "0x8003 CSecureBinaryFileStorageProvider_ManageRetrieve: Error when setting missing variables to default"}},
+     {{"CDatabase_UpdatePathHashTable", QBF_OK, ""},
+      {"CDatabase_SetAsNotRetrieved", QBF_OK, ""},
+      {"CDatabase_GetVariableByPath", QBF_OK,
+       "0x101 CSecureBinaryFileStorageProvider_PrepareForVariableUpdate: File storage_calibration_database.sbin "
+       "contains variable that is not registered ("},
+      {"CDatabase_GetVariableByPath Config/Radio/Tx/Filter/Lane0/", QBF_OK, ""},
+      // A record whose variable has no address is dropped without a trace.
+      {"CVariable_GetContentAddress", QBF_OK, ""},
+      {"CVariable_SetRetrieved", QBF_OK, ""},
+      {"CDatabase_SetNotRetrievedVariablesToDefault", QBF_OK, ""}},
      {{"fopen", QBF_E_FAILED,
        "0x8005 CSecureBinaryFileStorageProvider_OpenFile: Could not open file storage_calibration_database.sbin (errno "
        "is: 5)"},
@@ -309,6 +412,13 @@ const Operation kOperations[] = {
       {"CVariable_SetRetrieved", QBF_OK, ""},
       {"CDatabase_SetNotRetrievedVariablesToDefault", QBF_E_FAILED,
        "0x8000 retrieveAll: Error when setting missing variables to default"}},
+     {{"CDatabase_UpdatePathHashTable", QBF_OK, ""},
+      {"CDatabase_SetAsNotRetrieved", QBF_OK, ""},
+      {"CDatabase_GetVariableByPath", QBF_OK, "0x8002 updateVariable:     Variable HDBCommonBoard/"},
+      {"CVariable_GetContentAddress", QBF_OK,
+       "0x800b updateVariable:     Something went wrong for variable HDBCommonBoard/"},
+      {"CVariable_SetRetrieved", QBF_OK, ""},
+      {"CDatabase_SetNotRetrievedVariablesToDefault", QBF_OK, ""}},
      {},
      {{"allocation", QBF_OK, "0x8000 retrieveAll: Error when setting "}}},
 };
@@ -457,6 +567,20 @@ void FailAllocation(Callees& callees, int nth) {
 
 TEST_P(FaultSweep, AnyHostCallThatFailsEndsAsDocumentedAndDoesNoHarm) {
     Sweep(GetParam().hostCalls, FailHostCall);
+}
+
+template <QBFResult Code>
+void AnswerEmptyHanded(Callees& callees, int nth) {
+    callees.host.Fail(nth, Code);
+}
+
+// As signed 32-bit numbers these are negative, which are no failures.
+TEST_P(FaultSweep, TheLowestSuccessWithNothingHandedOutEndsAsDocumentedAndDoesNoHarm) {
+    Sweep(GetParam().emptyHandedHostCalls, AnswerEmptyHanded<0x80000000>);
+}
+
+TEST_P(FaultSweep, TheHighestNegativeSuccessWithNothingHandedOutEndsAsDocumentedAndDoesNoHarm) {
+    Sweep(GetParam().emptyHandedHostCalls, AnswerEmptyHanded<0xFFFFFFFF>);
 }
 
 TEST_P(FaultSweep, AnyFileCallThatFailsEndsAsDocumentedAndDoesNoHarm) {

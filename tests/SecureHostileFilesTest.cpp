@@ -271,30 +271,62 @@ TEST_F(SecureHostileFiles, LargeRecordOfAPipeIsRestored) {
     EXPECT_TRUE(database_.At("R/O/B").Retrieved());
 }
 
-TEST_F(SecureHostileFiles, PipeThatClaimsTooMuchTakesNoMoreMemoryThanTwiceWhatArrivesBesideIt) {
+TEST_F(SecureHostileFiles, PipeThatClaimsTooMuchForItsVariableTakesNoMemory) {
     const AllocationFaults memory;
     EXPECT_EQ(RetrieveFromPipe(SecureHeader(5, 0xFFFFFFFF) + std::string("R/O/A\0", 6) + std::string(30000, 'x')),
               QBFResult{QBF_OK});
     EXPECT_THAT(traces_.Failures(), ElementsAre(ShortData(-1, 30000)));
-    EXPECT_LE(memory.PeakBytes(), 3U * 30000U);
-    EXPECT_EQ(memory.LiveAllocations(), 0);
+    EXPECT_EQ(memory.Allocations(), 0);
     ExpectAllDefaults();
 }
 
-TEST_F(SecureHostileFiles, RecordOfAPipeThatOutgrowsTheMemoryIsSkippedWhole) {
-    AllocationFaults memory;
-    memory.Fail(2);
+TEST_F(SecureHostileFiles, RecordOfAnotherSizeIsReadPastWithoutABuffer) {
+    const AllocationFaults memory;
+    EXPECT_EQ(RetrieveFrom(SecureRecord("R/O/A", std::string(20000, 'x'))), QBFResult{QBF_OK});
+    EXPECT_EQ(traces_.LinesOf(QBF_E_SIZE_MISMATCH).size(), 1U);
+    EXPECT_EQ(memory.Allocations(), 0);
+}
+
+TEST_F(SecureHostileFiles, RecordThatNoVariableWantsIsReadPastWithoutABuffer) {
+    const AllocationFaults memory;
+    EXPECT_EQ(RetrieveFrom(SecureRecord("R/O/Large", std::string(20000, 'x'))), QBFResult{QBF_OK});
+    EXPECT_EQ(traces_.LinesOf(QBF_N_NOTICE_2).size(), 1U);
+    EXPECT_EQ(memory.Allocations(), 0);
+}
+
+TEST_F(SecureHostileFiles, ShortRecordThatNoVariableWantsIsReportedAsShortAlone) {
+    EXPECT_EQ(RetrieveFrom(SecureHeader(5, 20000) + std::string("R/O/Z\0", 6) + "x"), QBFResult{QBF_OK});
+    EXPECT_THAT(traces_.Failures(), ElementsAre(ShortData(20000, 1)));
+    EXPECT_THAT(traces_.LinesOf(QBF_N_NOTICE_2), testing::IsEmpty());
+}
+
+TEST_F(SecureHostileFiles, ShortRecordOfAnotherSizeIsReportedAsShortAlone) {
+    EXPECT_EQ(RetrieveFrom(SecureHeader(5, 20000) + std::string("R/O/A\0", 6) + "x"), QBFResult{QBF_OK});
+    EXPECT_THAT(traces_.Failures(), ElementsAre(ShortData(20000, 1)));
+}
+
+TEST_F(SecureHostileFiles, RecordsAfterOneThatIsReadPastAreRestored) {
     EXPECT_EQ(RetrieveFromPipe(SecureRecord("R/O/Large", std::string(20000, 'x')) + GoodFile()), QBFResult{QBF_OK});
-    EXPECT_THAT(traces_.Failures(), ElementsAre(Line(QBF_E_FAILED, "ManageRetrieve",
-                                                     "Could not allocate 8192 bytes for variable R/O/Large")));
     EXPECT_TRUE(database_.At("R/O/A").Retrieved());
     EXPECT_TRUE(database_.At("R/O/B").Retrieved());
 }
 
-TEST_F(SecureHostileFiles, TruncatedPipeWithoutMemoryEnds) {
+TEST_F(SecureHostileFiles, RecordWithoutMemoryIsSkippedWhole) {
+    database_.AddRegion("S").AddObject("O").String("Large", 20000);
+    AllocationFaults memory;
+    memory.Fail(1);
+    EXPECT_EQ(RetrieveFromPipe(SecureRecord("S/O/Large", std::string(20000, 'x')) + GoodFile()), QBFResult{QBF_OK});
+    EXPECT_THAT(traces_.Failures(), ElementsAre(Line(QBF_E_FAILED, "ManageRetrieve",
+                                                     "Could not allocate 20000 bytes for variable S/O/Large")));
+    EXPECT_TRUE(database_.At("R/O/A").Retrieved());
+    EXPECT_TRUE(database_.At("R/O/B").Retrieved());
+}
+
+TEST_F(SecureHostileFiles, TruncatedRecordWithoutMemoryEndsTheRetrieve) {
+    database_.AddRegion("S").AddObject("O").String("Large", 20000);
     AllocationFaults memory;
     memory.FailFrom(1);
-    EXPECT_EQ(RetrieveFromPipe(SecureHeader(5, 0xFFFFFFFF) + std::string("R/O/A\0", 6) + "x"), QBFResult{QBF_OK});
+    EXPECT_EQ(RetrieveFromPipe(SecureHeader(9, 20000) + std::string("S/O/Large\0", 10) + "x"), QBFResult{QBF_OK});
     ExpectAllDefaults();
 }
 

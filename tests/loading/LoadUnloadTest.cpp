@@ -15,6 +15,7 @@
 
 #include "Device/DeviceSupport/DeviceSupport.h"
 #include "Device/DeviceSupport/HwNames.h"
+#include "host/ReferenceHost.h"
 #include "loading/ReleasedBlocks.h"
 
 namespace {
@@ -118,6 +119,40 @@ TEST(LoadUnload, ReleasesEveryNameOnceFromTheLastTableAndRowToTheFirst) {
     std::reverse(names.begin(), names.end());
     EXPECT_EQ(releasedNames, names);
     EXPECT_EQ(names.size(), 85U);
+}
+
+struct DefaultFile {
+    const char* entryPoint;
+    StorageLocation location;
+    const char* fileName;
+};
+
+constexpr DefaultFile kDefaultFiles[] = {
+    {"CBinaryFileStorageProvider_GetInterface", 0, "storage_calibration_database.bin"},
+    {"CBinaryFileStorageProvider_GetInterface", 3, "storage_hardware_database.bin"},
+    {"CBinaryFileStorageProvider_GetInterface", 6, "/lib/firmware/bin/ApplicationsConfiguration.bin"},
+    {"CSecureBinaryFileStorageProvider_GetInterface", 0, "storage_calibration_database.sbin"},
+    {"CSecureBinaryFileStorageProvider_GetInterface", 1, "storage_calibration_database.sbin"},
+    {"CSecureBinaryFileStorageProvider_GetInterface", 2, "storage_calibration_database.sbin"},
+    {"CSecureBinaryFileStorageProvider_GetInterface", 3, "storage_hardware_database.sbin"},
+    {"CSecureBinaryFileStorageProvider_GetInterface", 6, "/lib/firmware/bin/Applications.sbin"},
+};
+
+TEST(Loaded, TheBinaryProvidersHaveTheirFileNamesBeforeInitialize) {
+    for (const DefaultFile& expected : kDefaultFiles) {
+        SCOPED_TRACE(expected.fileName);
+        const LoadedLibrary library;
+        IStorageProvider* provider = nullptr;
+        library.Find<decltype(CBinaryFileStorageProvider_GetInterface)>(expected.entryPoint)(&provider);
+        tal::host::Database database;
+
+        testing::internal::CaptureStderr();
+        provider->RetrieveAll(expected.location, database.Handle(), 0);
+        const std::string trace = testing::internal::GetCapturedStderr();
+
+        const std::string report = std::string("Could not open file ") + expected.fileName + " (errno is: 2)";
+        EXPECT_NE(trace.find(report), std::string::npos) << trace;
+    }
 }
 
 TEST(LoadUnload, GivesTheNamesAfreshWhenLoadedAgain) {

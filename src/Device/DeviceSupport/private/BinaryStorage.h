@@ -11,13 +11,15 @@
 #include <cstdio>
 
 #include "Device/DeviceSupport/private/BoundedText.h"
+#include "Device/DeviceSupport/private/HostAnswers.h"
 #include "Device/DeviceSupport/private/HostWalk.h"
 #include "Device/DeviceSupport/private/StorageFile.h"
 #include "Device/DeviceSupport/private/Tracing.h"
 
 namespace tal {
 
-/// The printf argument for the "%d" of a number of bytes.
+/// The printf argument for the "%d" of a number of bytes. One beyond 2^31 - 1 is shown as a negative number, on every
+/// machine as on a 32-bit board.
 [[nodiscard]] constexpr int PrintableSize(std::size_t sizeInBytes) {
     return static_cast<int>(sizeInBytes);
 }
@@ -85,8 +87,8 @@ QBFResult ProcessRegions(CDatabase* database, EnterRegion enterRegion, ProcessOb
     constexpr const char* kTraceSource = Traces::kSource;
     QBFResult result = QBF_OK;
     ForEachRegion(database, [&](CStorageRegion* region) {
-        char* regionName = nullptr;
-        if (QBF_IsFailure(CStorageRegion_GetName(region, &regionName))) {
+        const char* const regionName = NameOf(region);
+        if (regionName == nullptr) {
             result = QBF_E_FAILED;
             DS_TRACE(Traces::kWalkRegions, QBF_E_NO_NAME, "Could not get region name");
             return Walk::Stop;
@@ -95,8 +97,8 @@ QBFResult ProcessRegions(CDatabase* database, EnterRegion enterRegion, ProcessOb
         ForEachObject(region, [&](CStorageObject* object) {
             if (QBF_IsFailure(processObject(object))) {
                 result = QBF_E_FAILED;
-                char* objectName = nullptr;
-                if (QBF_IsFailure(CStorageObject_GetName(object, &objectName))) {
+                const char* const objectName = NameOf(object);
+                if (objectName == nullptr) {
                     DS_TRACE(Traces::kWalkRegions, QBF_W_WARNING, "Failed to process object");
                 } else {
                     DS_TRACE(Traces::kWalkRegions, QBF_W_WARNING, "Failed to process object %s", objectName);
@@ -110,7 +112,7 @@ QBFResult ProcessRegions(CDatabase* database, EnterRegion enterRegion, ProcessOb
 }
 
 /// Hands each variable of the object to `processVariable(CVariable*)` and goes on after a failure, except that
-/// QBF_E_BAD_TYPE abandons the object.
+/// QBF_E_BAD_TYPE abandons the object. A step of the host that hands out no variable ends it.
 /// @return QBF_OK, QBF_E_FAILED when anything failed, or QBF_E_BAD_TYPE.
 template <class Traces, class ProcessVariable>
 QBFResult ProcessVariables(CStorageObject* object, ProcessVariable processVariable) {
@@ -121,6 +123,11 @@ QBFResult ProcessVariables(CStorageObject* object, ProcessVariable processVariab
             DS_TRACE(Traces::kProcessObject, QBF_W_WARNING, "CStorageObject_GetNextVariable() failed");
             result = QBF_E_FAILED;
             return Walk::Continue;
+        }
+        if (variable == nullptr) {
+            DS_TRACE(Traces::kProcessObject, QBF_E_NO_NAME, "Could not get variable name");
+            result = QBF_E_FAILED;
+            return Walk::Stop;
         }
         const QBFResult processed = processVariable(variable);
         if (QBF_IsFailure(processed)) {
@@ -143,7 +150,7 @@ QBFResult ProcessNestedObject(CVariable* variable, ProcessObject processObject) 
     constexpr const char* kTraceSource = Traces::kSource;
     DS_TRACE(Traces::kProcessObject, QBF_I_INFO, "New nested object");
     void* nested = nullptr;
-    if (QBF_IsFailure(CVariable_GetContentAddress(variable, &nested)) || nested == nullptr) {
+    if (QBF_IsFailure(GetContent(variable, true, &nested))) {
         DS_TRACE(Traces::kProcessObject, QBF_E_FAILED, "CVariable_GetContentAddress() failed");
         return QBF_E_FAILED;
     }
@@ -161,7 +168,7 @@ template <class Traces, class ProcessElement>
 QBFResult ProcessObjectArray(CVariable* variable, std::uint32_t count, ProcessElement processElement) {
     constexpr const char* kTraceSource = Traces::kSource;
     void* address = nullptr;
-    if (QBF_IsFailure(CVariable_GetContentAddress(variable, &address)) || (address == nullptr && count != 0)) {
+    if (QBF_IsFailure(GetContent(variable, count != 0, &address))) {
         DS_TRACE(Traces::kProcessObject, QBF_E_FAILED, "CVariable_GetContentAddress() failed");
         return QBF_E_FAILED;
     }

@@ -24,7 +24,12 @@ struct BinaryTraces {
     static constexpr const char* kProcessObject = ::kProcessObject;
 };
 
-tal::LocationFiles<3> BinaryFileNameTable = {{0, 3, 6}, {}, {}};
+constexpr tal::LocationFiles<3> kDefaultFiles = {{0, 3, 6},
+                                                 {"storage_calibration_database.bin", "storage_hardware_database.bin",
+                                                  "/lib/firmware/bin/ApplicationsConfiguration.bin"},
+                                                 {}};
+
+tal::LocationFiles<3> BinaryFileNameTable = kDefaultFiles;
 tal::StreamBuffer streamBuffer;
 IStorageProvider binaryInterface;
 
@@ -80,8 +85,8 @@ QBFResult ReadBytes(CVariable* variable, void* address, std::uint32_t sizeInByte
 }
 
 QBFResult ProcessPlainVariable(CVariable* variable, StorageOpenMode mode, std::FILE* file) {
-    char* name = nullptr;
-    if (QBF_IsFailure(CVariable_GetName(variable, &name))) {
+    const char* name = tal::NameOf(variable);
+    if (name == nullptr) {
         DS_TRACE(kProcessObject, QBF_E_NO_NAME, "Could not get variable name");
         return QBF_E_FAILED;
     }
@@ -89,8 +94,9 @@ QBFResult ProcessPlainVariable(CVariable* variable, StorageOpenMode mode, std::F
 
     const std::uint32_t sizeInBytes = CVariable_GetSizeInBytes(variable);
     void* address = nullptr;
-    if (QBF_IsFailure(CVariable_GetContentAddress(variable, &address)) || address == nullptr) {
-        if (QBF_IsFailure(CVariable_GetName(variable, &name))) {
+    if (QBF_IsFailure(tal::GetContent(variable, true, &address))) {
+        name = tal::NameOf(variable);
+        if (name == nullptr) {
             DS_TRACE(kProcessObject, QBF_E_FAILED, "Could not get address for variable");
         } else {
             DS_TRACE(kProcessObject, QBF_E_FAILED, "Could not get address for variable %s", name);
@@ -133,8 +139,8 @@ QBFResult ProcessVariable(CVariable* variable, StorageOpenMode mode, std::FILE* 
 }
 
 QBFResult ProcessObject(CStorageObject* object, StorageOpenMode mode, std::FILE* file) {
-    char* name = nullptr;
-    if (QBF_IsFailure(CStorageObject_GetName(object, &name))) {
+    const char* const name = tal::NameOf(object);
+    if (name == nullptr) {
         DS_TRACE(kProcessObject, QBF_E_NO_NAME, "Could not get object name");
         return QBF_E_FAILED;
     }
@@ -189,8 +195,8 @@ bool PrepareDatabase(CDatabase* database) {
 QBFResult Initialize(StorageLocation /*location*/) {
     // The word "File" is missing from this message alone.
     DS_TRACE(kInitialize, QBF_I_INFO, "CBinaryStorageProvider: Initializing...");
-    CBinaryFileStorageProvider_SetStorageFilenames("storage_calibration_database.bin", "storage_hardware_database.bin",
-                                                   "/lib/firmware/bin/ApplicationsConfiguration.bin");
+    CBinaryFileStorageProvider_SetStorageFilenames(kDefaultFiles.names[0], kDefaultFiles.names[1],
+                                                   kDefaultFiles.names[2]);
     return QBF_OK;
 }
 
@@ -200,12 +206,20 @@ QBFResult ReserveWritableSpace(StorageLocation /*location*/, unsigned long /*siz
 
 QBFResult StoreAll(StorageLocation location, CDatabase* database, unsigned long /*channelInjector*/) {
     DS_TRACE(kStoreAll, QBF_I_INFO, "CBinaryFileStorageProvider: Storing all...");
+    if (database == nullptr) {
+        DS_TRACE(kStoreAll, QBF_E_INVALID_ARGUMENT, "database is a nullptr");
+        return QBF_E_FAILED;
+    }
     const QBFResult result = ManageStorage(location, database, StorageOpenMode::Store, true);
     return QBF_IsFailure(result) ? QBF_E_FAILED : QBF_OK;
 }
 
 QBFResult RetrieveAll(StorageLocation location, CDatabase* database, unsigned long /*channelInjector*/) {
     DS_TRACE(kRetrieveAll, QBF_I_INFO, "CBinaryFileStorageProvider: Retrieving all...");
+    if (database == nullptr) {
+        DS_TRACE(kRetrieveAll, QBF_E_INVALID_ARGUMENT, "database is a nullptr");
+        return QBF_E_FAILED;
+    }
     const bool ready = PrepareDatabase(database);
     const QBFResult result = ManageStorage(location, database, StorageOpenMode::Retrieve, ready);
 

@@ -1,7 +1,6 @@
 /// The secure binary provider: one record per variable of the writable objects, with path and size, so that a file
 /// can be restored into a database whose layout has changed.
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <climits>
@@ -43,16 +42,18 @@ struct SecureTraces {
     static constexpr const char* kProcessObject = ::kProcessObject;
 };
 
-constexpr char kDefaultCalibrationFile[] = "storage_calibration_database.sbin";
+// The names of the locations 1 and 2 are never set to any others.
+constexpr tal::LocationFiles<5> kDefaultFiles = {
+    {0, 1, 2, 3, 6},
+    {"storage_calibration_database.sbin", "storage_calibration_database.sbin", "storage_calibration_database.sbin",
+     "storage_hardware_database.sbin", "/lib/firmware/bin/Applications.sbin"},
+    {}};
 
 /// The longest path that is written or accepted, without its NUL.
 constexpr std::size_t kLongestPath = 510;
 
-/// What is first read of a record whose file does not tell its length; the buffer grows with what arrives.
-constexpr std::size_t kFirstReadOfDevice = 4096;
-
 IStorageProvider secureInterface;
-tal::LocationFiles<5> SecureFileNameTable = {{0, 1, 2, 3, 6}, {}, {}};
+tal::LocationFiles<5> SecureFileNameTable = kDefaultFiles;
 tal::StreamBuffer streamBuffer;
 unsigned long ChannelNumber = 0;
 
@@ -188,14 +189,14 @@ QBFResult WriteRecord(std::string_view path, const void* address, std::uint32_t 
 }
 
 QBFResult ProcessPlainVariable(CVariable* variable, std::FILE* file) {
-    char* name = nullptr;
-    if (QBF_IsFailure(CVariable_GetName(variable, &name))) {
+    const char* const name = tal::NameOf(variable);
+    if (name == nullptr) {
         DS_TRACE(kProcessObject, QBF_E_NO_NAME, "Could not get variable name");
         return QBF_E_FAILED;
     }
     const std::uint32_t sizeInBytes = CVariable_GetSizeInBytes(variable);
     void* address = nullptr;
-    if (QBF_IsFailure(CVariable_GetContentAddress(variable, &address)) || address == nullptr) {
+    if (QBF_IsFailure(tal::GetContent(variable, true, &address))) {
         DS_TRACE(kProcessObject, QBF_E_FAILED, "Could not get address for variable %s", name);
         return QBF_E_FAILED;
     }
@@ -216,8 +217,8 @@ QBFResult ProcessObject(CStorageObject* object, std::FILE* file, AppendName appe
 /// An element stands in the path in place of its array, whose own name is in no path.
 QBFResult ProcessArrayElement(CStorageObject* element, std::FILE* file) {
     CopyBounded(ObjectPath, SavedArrayBasePath);
-    char* name = nullptr;
-    if (QBF_IsFailure(CStorageObject_GetName(element, &name))) {
+    const char* const name = tal::NameOf(element);
+    if (name == nullptr) {
         DS_TRACE(kProcessObject, QBF_E_FAILED, "Failed to get name for object array element");
         return QBF_E_FAILED;
     }
@@ -259,8 +260,8 @@ QBFResult ProcessVariable(CVariable* variable, const char* holderName, std::FILE
 }
 
 QBFResult ProcessObject(CStorageObject* object, std::FILE* file, AppendName appendName) {
-    char* name = nullptr;
-    if (QBF_IsFailure(CStorageObject_GetName(object, &name))) {
+    const char* const name = tal::NameOf(object);
+    if (name == nullptr) {
         DS_TRACE(kProcessObject, QBF_E_NO_NAME, "Could not get object name");
         return QBF_E_FAILED;
     }
@@ -353,46 +354,7 @@ QBFResult ManageStore(StorageLocation location, CDatabase* database) {
     return QBF_IsFailure(walked) || QBF_IsFailure(flushed) || QBF_IsFailure(closed) ? QBF_E_FAILED : QBF_OK;
 }
 
-/// A secure file that is being read, and how much of it is left.
-class RecordStream {
-public:
-    explicit RecordStream(std::FILE* file) : file_(file) {
-        struct stat status = {};
-        // Devices and pipes do not tell what they hold.
-        if (fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode)) {
-            knowsLength_ = true;
-            remaining_ = static_cast<std::uint64_t>(status.st_size);
-        }
-    }
-
-    /// @return how many bytes arrived; when fewer than asked for, the end of the file or a read error was met.
-    std::size_t Read(void* bytes, std::size_t size) {
-        const std::size_t arrived = std::fread(bytes, 1, size, file_);
-        remaining_ -= std::min<std::uint64_t>(arrived, remaining_);
-        return arrived;
-    }
-
-    /// Reads `size` bytes, if there are so many, and forgets them.
-    void Skip(std::size_t size) {
-        std::uint8_t scratch[512];
-        std::size_t arrived = 1;
-        for (; size > 0 && arrived > 0; size -= arrived) {
-            arrived = Read(scratch, std::min(size, sizeof scratch));
-        }
-    }
-
-    [[nodiscard]] bool IsAtEnd() const { return std::feof(file_) != 0; }
-    [[nodiscard]] bool KnowsLength() const { return knowsLength_; }
-    /// Only for a file that knows its length.
-    [[nodiscard]] std::uint64_t Remaining() const { return remaining_; }
-
-private:
-    std::FILE* file_;
-    bool knowsLength_ = false;
-    std::uint64_t remaining_ = 0;
-};
-
-/// How the attempt to read a record, or its data, ended.
+/// How the attempt to read a record ended.
 enum class Reading {
     Whole,
     Dropped,  ///< There was no memory for it; the next record can be read.
@@ -401,143 +363,183 @@ enum class Reading {
     PathTooLong
 };
 
-/// The data of one record, in a buffer of their own.
-struct RecordData {
-    std::unique_ptr<std::uint8_t[]> bytes;
-    std::uint32_t size = 0;
+/// What the database has for the path of a record.
+enum class Verdict { NotRegistered, Unreachable, SizeMismatch, WithoutAddress, HoldsObjects, Fits };
+
+struct Target {
+    Verdict verdict = Verdict::NotRegistered;
+    CVariable* variable = nullptr;
+    void* address = nullptr;
+    std::uint32_t registeredSize = 0;
 };
 
-/// Gives `data` a buffer of `capacity` bytes and keeps the first `used` ones.
-[[nodiscard]] bool Enlarge(RecordData& data, std::size_t used, std::size_t capacity) {
-    std::unique_ptr<std::uint8_t[]> larger(new (std::nothrow) std::uint8_t[capacity]);
-    if (larger == nullptr) {
-        return false;
+/// A record whose path is in `pathFromFile`.
+struct Record {
+    std::uint32_t dataSize = 0;
+    Target target;
+    std::unique_ptr<std::uint8_t[]> data;  ///< Null unless the data fit their target.
+};
+
+/// Looks the path up without a word: what is wrong with a record is traced after its data, if these arrive at all.
+Target FindTarget(CDatabase* database, std::uint32_t dataSize) {
+    Target target;
+    target.variable = tal::FindVariable(database, pathFromFile);
+    if (target.variable == nullptr) {
+        return target;
     }
-    std::copy_n(data.bytes.get(), used, larger.get());
-    data.bytes = std::move(larger);
-    return true;
+    if (QBF_IsFailure(CVariable_GetContentAddress(target.variable, &target.address))) {
+        target.verdict = Verdict::Unreachable;
+        return target;
+    }
+    target.registeredSize = CVariable_GetSizeInBytes(target.variable);
+    if (dataSize != target.registeredSize) {
+        target.verdict = Verdict::SizeMismatch;
+    } else if (target.address == nullptr) {
+        target.verdict = Verdict::WithoutAddress;
+    } else {
+        const bool holdsObjects = HoldsObjects(CVariable_GetType(target.variable));
+        target.verdict = holdsObjects ? Verdict::HoldsObjects : Verdict::Fits;
+    }
+    return target;
 }
 
-Reading ReportShortData(std::uint32_t size, std::uint64_t arrived) {
-    DS_TRACE(kManageRetrieve, QBF_E_IO, "Not all bytes read, attempted to read %d bytes, got %d", PrintableSize(size),
-             static_cast<int>(arrived));
-    return Reading::Ended;
+/// Reads past `size` bytes, without a buffer of their size.
+/// @return how many arrived.
+std::size_t Skip(std::size_t size, std::FILE* file) {
+    std::uint8_t scratch[512];
+    std::size_t skipped = 0;
+    for (std::size_t arrived = 1; skipped < size && arrived > 0; skipped += arrived) {
+        arrived = std::fread(scratch, 1, std::min(size - skipped, sizeof scratch), file);
+    }
+    return skipped;
 }
 
-/// A size field is only a claim: nothing is allocated for data that a file does not hold, and what a device holds is
-/// found out by reading, with a buffer that is never larger than twice what has arrived.
-Reading ReadData(RecordStream& stream, RecordData& data) {
-    if (stream.KnowsLength() && data.size > stream.Remaining()) {
-        return ReportShortData(data.size, stream.Remaining());
-    }
-    std::size_t capacity = stream.KnowsLength() ? data.size : std::min<std::size_t>(data.size, kFirstReadOfDevice);
-    for (std::size_t used = 0;; capacity += std::min(capacity, data.size - capacity)) {
-        if (!Enlarge(data, used, capacity)) {
+/// A size field is only a claim, so that memory is taken for data that fit a variable alone, which has as much.
+Reading ReadData(Record& record, std::FILE* file) {
+    const bool isWanted = record.target.verdict == Verdict::Fits;
+    if (isWanted) {
+        record.data.reset(new (std::nothrow) std::uint8_t[record.dataSize]);
+        if (record.data == nullptr) {
             DS_TRACE(kManageRetrieve, QBF_E_FAILED, "Could not allocate %d bytes for variable %s",
-                     PrintableSize(capacity), pathFromFile);
-            stream.Skip(data.size - used);
+                     PrintableSize(record.dataSize), pathFromFile);
+            static_cast<void>(Skip(record.dataSize, file));
             return Reading::Dropped;
         }
-        used += stream.Read(data.bytes.get() + used, capacity - used);
-        if (used != capacity) {
-            return ReportShortData(data.size, used);
-        }
-        if (used == data.size) {
-            return Reading::Whole;
-        }
     }
+    const std::size_t arrived =
+        isWanted ? std::fread(record.data.get(), 1, record.dataSize, file) : Skip(record.dataSize, file);
+    if (arrived != record.dataSize) {
+        DS_TRACE(kManageRetrieve, QBF_E_IO, "Not all bytes read, attempted to read %d bytes, got %d",
+                 PrintableSize(record.dataSize), PrintableSize(arrived));
+        return Reading::Ended;
+    }
+    return Reading::Whole;
 }
 
-/// Reads the next record: its path into `pathFromFile`, its data into `data`.
-Reading ReadRecord(RecordStream& stream, RecordData& data) {
-    tal::SecureHeaderBytes headerBytes;
-    const std::size_t headerRead = stream.Read(headerBytes, sizeof headerBytes);
-    if (headerRead == 0 && stream.IsAtEnd()) {
-        return Reading::Ended;
-    }
-    if (headerRead != sizeof headerBytes) {
-        DS_TRACE(kManageRetrieve, QBF_E_IO, "Not all meta data header bytes read, attempted to read %d bytes, got %d",
-                 PrintableSize(sizeof headerBytes), PrintableSize(headerRead));
-        return Reading::Ended;
-    }
-    const tal::SecureRecordHeader header = tal::DecodeSecureHeader(headerBytes);
-    if (header.startMarker != tal::kSecureStartMarker) {
-        return Reading::StartMarkerMissing;
-    }
-    if (header.pathLength > kLongestPath) {
+/// Reads a path with its NUL into `pathFromFile`.
+Reading ReadPath(std::uint32_t pathLength, std::FILE* file) {
+    if (pathLength > kLongestPath) {
         return Reading::PathTooLong;
     }
-
-    const std::size_t pathSize = header.pathLength + 1;
-    const std::size_t pathRead = stream.Read(pathFromFile, pathSize);
-    if (pathRead != pathSize) {
+    const std::size_t pathSize = pathLength + 1;
+    const std::size_t arrived = std::fread(pathFromFile, 1, pathSize, file);
+    if (arrived != pathSize) {
         DS_TRACE(kManageRetrieve, QBF_E_IO, "Not all variable path bytes read, attempted to read %d bytes, got %d",
-                 PrintableSize(pathSize), PrintableSize(pathRead));
+                 PrintableSize(pathSize), PrintableSize(arrived));
         return Reading::Ended;
     }
     // A path that was stored without its NUL ends with the bytes of its record.
     static_assert(kLongestPath + 1 < sizeof pathFromFile);
     pathFromFile[pathSize] = '\0';
+    return Reading::Whole;
+}
 
-    data.size = header.dataSize;
-    return ReadData(stream, data);
+Reading ReadHeader(tal::SecureRecordHeader& header, std::FILE* file) {
+    tal::SecureHeaderBytes bytes;
+    const std::size_t arrived = std::fread(bytes, 1, sizeof bytes, file);
+    if (arrived == 0 && std::feof(file) != 0) {
+        return Reading::Ended;
+    }
+    if (arrived != sizeof bytes) {
+        DS_TRACE(kManageRetrieve, QBF_E_IO, "Not all meta data header bytes read, attempted to read %d bytes, got %d",
+                 PrintableSize(sizeof bytes), PrintableSize(arrived));
+        return Reading::Ended;
+    }
+    header = tal::DecodeSecureHeader(bytes);
+    return header.startMarker == tal::kSecureStartMarker ? Reading::Whole : Reading::StartMarkerMissing;
+}
+
+/// Reads the next record, its path as it is to be looked up.
+Reading ReadRecord(CDatabase* database, Record& record, std::FILE* file) {
+    tal::SecureRecordHeader header = {};
+    Reading reading = ReadHeader(header, file);
+    if (reading == Reading::Whole) {
+        reading = ReadPath(header.pathLength, file);
+    }
+    if (reading != Reading::Whole) {
+        return reading;
+    }
+    if (ChannelNumber != 0) {
+        ReplaceAnyByOwnChannel(pathFromFile);
+    }
+    record.dataSize = header.dataSize;
+    record.target = FindTarget(database, header.dataSize);
+    return ReadData(record, file);
 }
 
 void TraceNotUpdated() {
     DS_TRACE(kPrepareForVariableUpdate, QBF_E_IO, "Variable not updated (path %s)", pathFromFile);
 }
 
-/// Puts the data of a record into the variable that `pathFromFile` names. Whatever is wrong is traced and the record is
+void Restore(const Record& record) {
+    DS_TRACE(kPrepareForVariableUpdate, QBF_I_INFO, "Restoring variable %s: %d bytes from storage to address 0x%x...",
+             pathFromFile, PrintableSize(record.dataSize), PrintableAddress(record.target.address));
+    std::memcpy(record.target.address, record.data.get(), record.dataSize);
+    static_cast<void>(CVariable_SetRetrieved(record.target.variable, 1));
+}
+
+/// Puts the data of a whole record into the variable that its path names. Whatever is wrong is traced and the record is
 /// dropped; the retrieve as a whole does not fail for it.
-void PrepareForVariableUpdate(CDatabase* database, const RecordData& data) {
+void PrepareForVariableUpdate(const Record& record) {
     if (ChannelNumber != 0) {
-        ReplaceAnyByOwnChannel(pathFromFile);
         DS_TRACE(kPrepareForVariableUpdate, QBF_I_INFO, "VariablePath after channel injection: %s", pathFromFile);
     }
-    CVariable* variable = nullptr;
-    if (QBF_IsFailure(CDatabase_GetVariableByPath(database, pathFromFile, &variable))) {
-        DS_TRACE(kPrepareForVariableUpdate, QBF_N_NOTICE_2, "File %s contains variable that is not registered (%s)",
-                 SecureFileNameTable.CurrentFileName, pathFromFile);
-        return;
+    switch (record.target.verdict) {
+        case Verdict::NotRegistered:
+            DS_TRACE(kPrepareForVariableUpdate, QBF_N_NOTICE_2, "File %s contains variable that is not registered (%s)",
+                     SecureFileNameTable.CurrentFileName, pathFromFile);
+            break;
+        case Verdict::Unreachable:
+            DS_TRACE(kPrepareForVariableUpdate, QBF_E_FAILED, "CVariable_GetContentAddress() failed");
+            TraceNotUpdated();
+            break;
+        case Verdict::SizeMismatch:
+            DS_TRACE(kPrepareForVariableUpdate, QBF_E_SIZE_MISMATCH,
+                     "*ERROR* Variable not restored: size mismatch: path %s, size from file: %d, size registered: %d",
+                     pathFromFile, PrintableSize(record.dataSize), PrintableSize(record.target.registeredSize));
+            TraceNotUpdated();
+            break;
+        case Verdict::WithoutAddress:
+            break;
+        case Verdict::HoldsObjects:
+            // No store writes such a record, and one from elsewhere would replace the host's own pointers.
+            DS_TRACE(kPrepareForVariableUpdate, QBF_E_BAD_TYPE, "Variable holds objects and has no value (path %s)",
+                     pathFromFile);
+            TraceNotUpdated();
+            break;
+        case Verdict::Fits:
+            Restore(record);
+            break;
     }
-    void* address = nullptr;
-    if (QBF_IsFailure(CVariable_GetContentAddress(variable, &address))) {
-        DS_TRACE(kPrepareForVariableUpdate, QBF_E_FAILED, "CVariable_GetContentAddress() failed");
-        TraceNotUpdated();
-        return;
-    }
-    const std::uint32_t registeredSize = CVariable_GetSizeInBytes(variable);
-    if (data.size != registeredSize) {
-        DS_TRACE(kPrepareForVariableUpdate, QBF_E_SIZE_MISMATCH,
-                 "*ERROR* Variable not restored: size mismatch: path %s, size from file: %d, size registered: %d",
-                 pathFromFile, PrintableSize(data.size), PrintableSize(registeredSize));
-        TraceNotUpdated();
-        return;
-    }
-    if (address == nullptr) {
-        return;
-    }
-    // No store writes such a record, and one from elsewhere would replace the host's own pointers.
-    if (HoldsObjects(CVariable_GetType(variable))) {
-        DS_TRACE(kPrepareForVariableUpdate, QBF_E_BAD_TYPE, "Variable holds objects and has no value (path %s)",
-                 pathFromFile);
-        TraceNotUpdated();
-        return;
-    }
-    DS_TRACE(kPrepareForVariableUpdate, QBF_I_INFO, "Restoring variable %s: %d bytes from storage to address 0x%x...",
-             pathFromFile, PrintableSize(data.size), PrintableAddress(address));
-    std::memcpy(address, data.bytes.get(), data.size);
-    static_cast<void>(CVariable_SetRetrieved(variable, 1));
 }
 
 /// Restores record by record. @return what ended it.
 Reading RestoreRecords(CDatabase* database, std::FILE* file) {
-    RecordStream stream(file);
     for (;;) {
-        RecordData data;
-        const Reading reading = ReadRecord(stream, data);
+        Record record;
+        const Reading reading = ReadRecord(database, record, file);
         if (reading == Reading::Whole) {
-            PrepareForVariableUpdate(database, data);
+            PrepareForVariableUpdate(record);
         } else if (reading != Reading::Dropped) {
             return reading;
         }
@@ -602,8 +604,8 @@ QBFResult ManageRetrieve(StorageLocation location, CDatabase* database) {
 QBFResult Initialize(StorageLocation /*location*/) {
     // The word "File" is missing from this message alone.
     DS_TRACE(kInitialize, QBF_I_INFO, "CSecureBinaryStorageProvider: Initializing...");
-    CSecureBinaryFileStorageProvider_SetStorageFilenames(kDefaultCalibrationFile, "storage_hardware_database.sbin",
-                                                         "/lib/firmware/bin/Applications.sbin");
+    CSecureBinaryFileStorageProvider_SetStorageFilenames(kDefaultFiles.names[0], kDefaultFiles.names[3],
+                                                         kDefaultFiles.names[4]);
     return QBF_OK;
 }
 
@@ -613,6 +615,10 @@ QBFResult ReserveWritableSpace(StorageLocation /*location*/, unsigned long /*siz
 
 QBFResult StoreAll(StorageLocation location, CDatabase* database, unsigned long /*channelInjector*/) {
     DS_TRACE(kStoreAll, QBF_I_INFO, "CSecureBinaryFileStorageProvider: Storing all...");
+    if (database == nullptr) {
+        DS_TRACE(kStoreAll, QBF_E_INVALID_ARGUMENT, "database is a nullptr");
+        return QBF_E_FAILED;
+    }
     return ManageStore(location, database);
 }
 
@@ -631,8 +637,8 @@ void CSecureBinaryFileStorageProvider_SetStorageFilenames(const char* calibratio
                                                           const char* applications) {
     SetFilename(0, calibration);
     // The locations 1 and 2 have no argument of their own and do not follow the first one.
-    SetFilename(1, kDefaultCalibrationFile);
-    SetFilename(2, kDefaultCalibrationFile);
+    SetFilename(1, kDefaultFiles.names[1]);
+    SetFilename(2, kDefaultFiles.names[2]);
     SetFilename(3, hardware);
     SetFilename(4, applications);
 }

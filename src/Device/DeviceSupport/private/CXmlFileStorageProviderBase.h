@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "Device/DeviceSupport/private/BoundedText.h"
+#include "Device/DeviceSupport/private/HostAnswers.h"
 #include "Device/DeviceSupport/private/StorageFile.h"
 #include "Device/DeviceSupport/private/Tracing.h"
 
@@ -102,16 +103,6 @@ void RenewElementList();
 
 /// Room behind the size of the file in readBuffer, so that one read meets the end of the file.
 constexpr std::uint32_t kReadBufferSlack = 10;
-
-/// Asks for the address of a variable's content. A null address is a failure where content is needed.
-[[nodiscard]] inline QBFResult GetContent(CVariable* variable, bool isNeeded, void** content) {
-    *content = nullptr;
-    const QBFResult result = CVariable_GetContentAddress(variable, content);
-    if (!QBF_IsFailure(result) && isNeeded && *content == nullptr) {
-        return QBF_E_FAILED;
-    }
-    return result;
-}
 
 QBFResult StoreAll(StorageLocation location, CDatabase* database, unsigned long channelInjector);
 QBFResult RetrieveAll(StorageLocation location, CDatabase* database, unsigned long channelInjector);

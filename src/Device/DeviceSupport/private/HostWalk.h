@@ -38,7 +38,7 @@ void ForEachObject(CStorageRegion* region, Visit visit) {
 }
 
 /// Visits the variables of the object with `visit(CVariable*, status)` for every answer of
-/// CStorageObject_GetNextVariable, failures included; the variable is null when the host handed out none.
+/// CStorageObject_GetNextVariable, failures included. A null variable, when the host handed out none, is the last one.
 /// @return the answer of CStorageObject_GetVariableIterator: after a failure nothing has been visited.
 template <class Visit>
 QBFResult ForEachVariable(CStorageObject* object, Visit visit) {
@@ -47,7 +47,7 @@ QBFResult ForEachVariable(CStorageObject* object, Visit visit) {
     for (QBFResult status = started; MoreVariablesFollow(status);) {
         CVariable* variable = nullptr;
         status = CStorageObject_GetNextVariable(object, &variable, &iterator);
-        if (visit(variable, status) == Walk::Stop) {
+        if (visit(variable, status) == Walk::Stop || variable == nullptr) {
             break;
         }
     }

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "Device/DeviceSupport/HwNames.h"
+#include "Device/DeviceSupport/private/HostAnswers.h"
 #include "Device/DeviceSupport/private/Tracing.h"
 
 extern "C" {
@@ -171,8 +172,10 @@ unsigned int ConvertHwVariantToHwId(std::uint32_t hwVariant) {
     return (HexDigit(hwVariant >> 4) << 8) + HexDigit(hwVariant & 0xF);
 }
 
-QBFResult FindVariable(CDatabase* database, const std::string& path, VariableType requiredType, CVariable** variable) {
-    if (QBF_IsFailure(CDatabase_GetVariableByPath(database, path.c_str(), variable))) {
+QBFResult FindVariableOfType(CDatabase* database, const std::string& path, VariableType requiredType,
+                             CVariable** variable) {
+    *variable = tal::FindVariable(database, path.c_str());
+    if (*variable == nullptr) {
         DS_TRACE("updateVariable", QBF_E_INVALID_ARGUMENT, "    Variable %s not registered in database", path.c_str());
         return QBF_E_INVALID_ARGUMENT;
     }
@@ -186,9 +189,7 @@ QBFResult FindVariable(CDatabase* database, const std::string& path, VariableTyp
 
 /// A variable without elements needs no content; for any other, a null address is a failure of the host.
 QBFResult FindContent(CVariable* variable, const std::string& path, std::uint32_t elementCount, void** address) {
-    *address = nullptr;
-    const QBFResult result = CVariable_GetContentAddress(variable, address);
-    if (QBF_IsFailure(result) || (*address == nullptr && elementCount != 0)) {
+    if (QBF_IsFailure(tal::GetContent(variable, elementCount != 0, address))) {
         DS_TRACE("updateVariable", QBF_E_BAD_TYPE, "    Something went wrong for variable %s", path.c_str());
         return QBF_E_BAD_TYPE;
     }
@@ -299,7 +300,7 @@ QBFResult ReadOnlyZorBspStorageProvider::updateVariable(CDatabase* database, con
         return QBF_E_INVALID_ARGUMENT;
     }
     CVariable* variable = nullptr;
-    const QBFResult found = FindVariable(database, path, VARIABLE_TYPE_U32, &variable);
+    const QBFResult found = FindVariableOfType(database, path, VARIABLE_TYPE_U32, &variable);
     if (QBF_IsFailure(found)) {
         return found;
     }
@@ -317,7 +318,7 @@ QBFResult ReadOnlyZorBspStorageProvider::updateVariable(CDatabase* database, con
 QBFResult ReadOnlyZorBspStorageProvider::updateVariable(CDatabase* database, const std::string& path,
                                                         const char* value) {
     CVariable* variable = nullptr;
-    const QBFResult found = FindVariable(database, path, VARIABLE_TYPE_STRING, &variable);
+    const QBFResult found = FindVariableOfType(database, path, VARIABLE_TYPE_STRING, &variable);
     if (QBF_IsFailure(found)) {
         return found;
     }

@@ -321,8 +321,8 @@ void UpdateVariable() {
     char path[kPathSize + kNameSize];
     JoinPath(path, state.pathAt[state.depth], state.VariableNameBuffer);
     DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_I_DETAIL, "Variable path %s", path);
-    CVariable* variable = nullptr;
-    if (QBF_IsFailure(CDatabase_GetVariableByPath(state.database, path, &variable)) || variable == nullptr) {
+    CVariable* const variable = FindVariable(state.database, path);
+    if (variable == nullptr) {
         DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_I_DETAIL,
                  "    File %s contains variable that is not registered (%s)", state.CurrentFileName, path);
         return;

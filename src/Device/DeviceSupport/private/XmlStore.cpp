@@ -207,9 +207,9 @@ QBFResult StoreNestedObject(CVariable* variable, XmlOutput& output) {
 enum class Stored { Yes, Failed, ObjectAbandoned };
 
 Stored StoreVariable(CVariable* variable, XmlOutput& output) {
-    char* name = nullptr;
-    // After a failed iteration step the host may have handed out no variable, which then has no name either.
-    if (variable == nullptr || QBF_IsFailure(CVariable_GetName(variable, &name))) {
+    // The host may have handed out no variable, which then has no name either.
+    const char* const name = variable == nullptr ? nullptr : NameOf(variable);
+    if (name == nullptr) {
         DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_E_NO_NAME, "Could not get variable name");
         return Stored::Failed;
     }
@@ -251,8 +251,8 @@ void WriteObjectStart(XmlOutput& output, const char* name) {
 }
 
 QBFResult StoreObject(CStorageObject* object, XmlOutput& output) {
-    char* name = nullptr;
-    if (QBF_IsFailure(CStorageObject_GetName(object, &name))) {
+    const char* const name = NameOf(object);
+    if (name == nullptr) {
         DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_E_NO_NAME, "Could not get object name");
         return QBF_E_FAILED;
     }
@@ -312,8 +312,8 @@ bool WriteDocument(XmlOutput& output, QBFResult openResult) {
     output.Literal(R"(<?xml version="1.0" encoding="UTF-8"?><storage name = "RV20">)");
     bool allStored = true;
     ForEachRegion(state.database, [&](CStorageRegion* region) {
-        char* name = nullptr;
-        if (QBF_IsFailure(CStorageRegion_GetName(region, &name))) {
+        const char* const name = NameOf(region);
+        if (name == nullptr) {
             DS_TRACE("CXmlFileStorageProviderBase_ManageStore", QBF_E_NO_NAME, "Could not get region name");
             allStored = false;
             return Walk::Stop;
@@ -352,6 +352,10 @@ QBFResult StoreAll(StorageLocation location, CDatabase* database, unsigned long 
     state.database = database;
     state.channelInjector = channelInjector;
     DS_TRACE("CXmlFileStorageProviderBase_StoreAll", QBF_I_INFO, "CXmlFileStorageProviderBase: Storing all...");
+    if (database == nullptr) {
+        DS_TRACE("CXmlFileStorageProviderBase_StoreAll", QBF_E_INVALID_ARGUMENT, "database is a nullptr");
+        return QBF_E_FAILED;
+    }
     return ManageStore(location);
 }
 
