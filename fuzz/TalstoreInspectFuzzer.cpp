@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "commands/CommandLine.h"
 #include "DatabaseDescription.h"
 #include "FuzzBasics.h"
 #include "board/Restore.h"
+#include "commands/CommandLine.h"
 
 namespace {
 

@@ -164,6 +164,24 @@ TEST_F(FaultyFiles, AFailedStatTellsNothing) {
     EXPECT_EQ(status.st_size, 0);
 }
 
+TEST_F(FaultyFiles, AStatTellsTheSizeThatATestWants) {
+    WriteFile("file", "12345");
+    files_.TellSize(-3);
+    struct stat status = {};
+    EXPECT_EQ(stat("file", &status), 0);
+    EXPECT_EQ(status.st_size, -3);
+}
+
+TEST_F(FaultyFiles, SomethingElseHappensRightBeforeTheFirstCall) {
+    WriteFile("file", "1");
+    int interruptions = 0;
+    files_.Before("stat", [&interruptions] { ++interruptions; });
+    struct stat status = {};
+    EXPECT_EQ(stat("file", &status), 0);
+    EXPECT_EQ(stat("file", &status), 0);
+    EXPECT_EQ(interruptions, 1);
+}
+
 TEST_F(FaultyFiles, AShortReadMeetsTheEndOfTheFile) {
     files_.Shorten("fread", 1, 2);
     std::FILE* const file = OpenForReading("abcdefgh");

@@ -185,14 +185,14 @@ TEST_F(HostObserverOfSecureFile, TellsTheFateOfEveryRecord) {
                                               "defaulting"));
 }
 
-TEST_F(HostObserverOfSecureFile, SeesNothingOfARecordThatTheFileCutsShort) {
+TEST_F(HostObserverOfSecureFile, SeesTheLookUpAndNoMarkOfARecordThatTheFileCutsShort) {
     database_.AddRegion("R").AddObject("O").U16("a");
     Recorder recorder;
     database_.SetObserver(&recorder);
 
     RetrieveFrom(SecureHeader(5, 2) + "R/O/a" + Bytes({0, 1}));
 
-    EXPECT_THAT(recorder.Lines(), ElementsAre("defaulting"));
+    EXPECT_THAT(recorder.Lines(), ElementsAre("look-up R/O/a: R/O/a", "address R/O/a", "defaulting"));
 }
 
 class HostObserverOfRawImage : public BinaryFixture<tal::test::BinaryProvider> {};

@@ -723,6 +723,93 @@ TEST_F(XmlRetrieveStructure, ManyElementsAreHeldAndReleased) {
     EXPECT_EQ(memory.LiveAllocations(), 0);
 }
 
+// ---- Variables inside variables, which no store writes
+
+std::string Inside(const std::string& name, const std::string& inner, const std::string& value) {
+    return "<variable name=\"" + name + "\">" + inner + "<value>" + value + "</value></variable>";
+}
+
+TEST_F(XmlRetrieveStructure, AVariableAroundAnotherOneGetsItsOwnValue) {
+    object_.U8("outer", 9).U8("inner", 8);
+    EXPECT_EQ(RetrieveVariables(Inside("outer", Value("inner", "1"), "2")), QBFResult{QBF_OK});
+    EXPECT_EQ(U8At("R/O/inner"), 1);
+    EXPECT_EQ(U8At("R/O/outer"), 2);
+}
+
+TEST_F(XmlRetrieveStructure, AVariableAroundAnObjectGetsItsOwnValue) {
+    object_.U8("outer", 9).AddNested("N").U8("inner", 8);
+    EXPECT_EQ(RetrieveVariables(Inside("outer", ObjectElement("N", Value("inner", "1")), "2")), QBFResult{QBF_OK});
+    EXPECT_EQ(U8At("R/O/N/inner"), 1);
+    EXPECT_EQ(U8At("R/O/outer"), 2);
+}
+
+TEST_F(XmlRetrieveStructure, AVariableAroundAnObjectWithoutVariablesGetsItsOwnValue) {
+    object_.U8("outer", 9);
+    EXPECT_EQ(RetrieveVariables(Inside("outer", ObjectElement("N", ""), "2")), QBFResult{QBF_OK});
+    EXPECT_EQ(U8At("R/O/outer"), 2);
+}
+
+TEST_F(XmlRetrieveStructure, AVariableAroundOneWithoutANameGetsItsOwnValue) {
+    object_.U8("outer", 9);
+    EXPECT_EQ(RetrieveVariables(Inside("outer", "<variable><value>1</value></variable>", "2")), QBFResult{QBF_OK});
+    EXPECT_EQ(U8At("R/O/outer"), 2);
+}
+
+TEST_F(XmlRetrieveStructure, AVariableWithoutANameAroundAnotherOneIsSkipped) {
+    object_.U8("inner", 8);
+    EXPECT_EQ(RetrieveVariables("<variable>" + Value("inner", "1") + "<value>2</value></variable>"), QBFResult{QBF_OK});
+    EXPECT_EQ(U8At("R/O/inner"), 1);
+}
+
+TEST_F(XmlRetrieveStructure, AnArrayAroundAVariableGetsItsOwnElements) {
+    object_.U8Array("outer", {9, 9}).U8("inner", 8);
+    EXPECT_EQ(RetrieveVariables("<variable name=\"outer\">" + Value("inner", "1") +
+                                "<array><element>2</element><element>3</element></array></variable>"),
+              QBFResult{QBF_OK});
+    EXPECT_EQ(U8At("R/O/inner"), 1);
+    EXPECT_EQ(database_.At("R/O/outer").Get<std::uint8_t>(1), 3);
+}
+
+/// The variables v1 to v<count>, each inside the one before it and with its number as its value.
+std::string VariablesInsideOneAnother(int count) {
+    std::string nested = Value("v" + std::to_string(count), std::to_string(count));
+    for (int i = count - 1; i >= 1; --i) {
+        nested = Inside("v" + std::to_string(i), nested, std::to_string(i));
+    }
+    return nested;
+}
+
+TEST_F(XmlRetrieveStructure, NineVariablesInsideOneAnotherAreRestored) {
+    object_.U8("v1", 77).U8("v9", 77);
+    EXPECT_EQ(RetrieveVariables(VariablesInsideOneAnother(9)), QBFResult{QBF_OK});
+    EXPECT_EQ(U8At("R/O/v9"), 9);
+    EXPECT_EQ(U8At("R/O/v1"), 1);
+}
+
+TEST_F(XmlRetrieveStructure, TheTenthVariableInsideOneAnotherIsReportedAndNotRestored) {
+    object_.U8("v1", 77).U8("v9", 77).U8("v10", 77);
+    HostCalls host;
+    host.FailAll("CDatabase_SetNotRetrievedVariablesToDefault");
+    EXPECT_EQ(RetrieveVariables(VariablesInsideOneAnother(10)), QBFResult{QBF_E_FAILED});
+    EXPECT_EQ(traces_.Failures().front(),
+              "0x8000 CXmlFileStorageProviderBase_StartElement: Variable v10 is nested too deep: inside 9 variables, "
+              "at most 8 are supported");
+    EXPECT_EQ(U8At("R/O/v10"), 77);
+    EXPECT_EQ(U8At("R/O/v9"), 9);
+    EXPECT_EQ(U8At("R/O/v1"), 1);
+}
+
+TEST_F(XmlRetrieveStructure, VariablesThatAParseErrorLeftOpenAreAroundNoneOfTheNextDocument) {
+    object_.U8("a", 9);
+    std::string opened;
+    for (int i = 0; i < 20; ++i) {
+        opened += "<variable name=\"v\">";
+    }
+    EXPECT_EQ(RetrieveVariables(opened), QBFResult{QBF_E_FAILED});
+    EXPECT_EQ(RetrieveVariables(Value("a", "1")), QBFResult{QBF_OK});
+    EXPECT_EQ(U8At("R/O/a"), 1);
+}
+
 }  // namespace
 
 }  // namespace tal::test

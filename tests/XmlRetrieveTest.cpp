@@ -554,19 +554,6 @@ TEST_F(XmlRetrieve, AFailureToCloseTheFileIsIgnored) {
 
 // ---- Sizes that change or do not fit
 
-TEST_F(XmlRetrieve, AFileThatHasGrownSinceItsSizeWasTakenIsReadToItsEnd) {
-    std::string variables;
-    for (int i = 0; i < 100; ++i) {
-        variables += Value("unknown" + std::to_string(i), "1");
-    }
-    WriteFile("grown.xml", DocumentOf(variables + Value("a", "5")));
-    CLibraryFaults files;
-    files.Redirect(kXmlFile, "grown.xml");
-    EXPECT_EQ(Retrieve(), QBFResult{QBF_OK});
-    ExpectRestored();
-    EXPECT_GT(files.Count("fread"), 10);
-}
-
 TEST_F(XmlRetrieve, AFileThatHasShrunkSinceItsSizeWasTakenIsReadToItsEnd) {
     WriteFile("shrunk.xml", "<storage><region name=\"R\"/></storage>");
     CLibraryFaults files;

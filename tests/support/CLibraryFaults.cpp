@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 namespace tal::test {
 
@@ -69,6 +70,25 @@ void CLibraryFaults::Redirect(std::string_view path, std::string_view replacemen
     redirections_.push_back({std::string(path), std::string(replacement)});
 }
 
+void CLibraryFaults::Before(std::string_view function, std::function<void()> action) {
+    interruptions_.push_back({std::string(function), std::move(action)});
+}
+
+void CLibraryFaults::TellSize(long size) {
+    toldSize_ = size;
+}
+
+void CLibraryFaults::Interrupt(const std::string& function) {
+    const auto interruption =
+        std::find_if(interruptions_.begin(), interruptions_.end(),
+                     [&function](const Interruption& candidate) { return candidate.function == function; });
+    if (interruption != interruptions_.end()) {
+        const std::function<void()> action = std::move(interruption->action);
+        interruptions_.erase(interruption);
+        action();
+    }
+}
+
 int CLibraryFaults::Count(std::string_view function) const {
     return static_cast<int>(std::count_if(calls_.begin(), calls_.end(), [function](const std::string& call) {
         return call.substr(0, call.find(' ')) == function;
@@ -77,6 +97,7 @@ int CLibraryFaults::Count(std::string_view function) const {
 
 CLibraryFaults::Answer CLibraryFaults::AnswerTo(const std::string& function, const std::string& argument) {
     calls_.push_back(argument.empty() ? function : function + ' ' + argument);
+    Interrupt(function);
     Answer answer;
     for (Fault& fault : faults_) {
         if (!fault.function.empty() && fault.function != function) {
@@ -235,7 +256,11 @@ public:
             errno = answer.error;
             return -1;
         }
-        return real(path, status);
+        const int result = real(path, status);
+        if (active->toldSize_) {
+            status->st_size = *active->toldSize_;
+        }
+        return result;
     }
 
 private:

@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
+#include <functional>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -51,6 +53,12 @@ public:
     /// everything later says yes and does nothing.
     void StopTheWorldAfter(int writes);
 
+    /// Lets every stat of a file tell `size` in bytes.
+    void TellSize(long size);
+
+    /// Does `action` right before the first call of `function`.
+    void Before(std::string_view function, std::function<void()> action);
+
     /// Opens `replacement` wherever `path` is asked for.
     void Redirect(std::string_view path, std::string_view replacement);
 
@@ -89,15 +97,23 @@ private:
         std::string replacement;
     };
 
+    struct Interruption {
+        std::string function;
+        std::function<void()> action;
+    };
+
     Answer AnswerTo(const std::string& function, const std::string& argument = "");
+    void Interrupt(const std::string& function);
     [[nodiscard]] std::string Redirected(const char* path) const;
 
     Watch watch_;
     std::vector<Fault> faults_;
     std::vector<Redirection> redirections_;
+    std::vector<Interruption> interruptions_;
     std::vector<std::string> calls_;
     std::set<std::FILE*> streams_;
     std::string firedAt_;
+    std::optional<long> toldSize_;
     int writesUntilStop_ = -1;
     bool isStopped_ = false;
 };

@@ -91,6 +91,8 @@ public:
         return *this;
     }
 
+    [[nodiscard]] bool RepeatsListItems() const { return isWatched_ && active->repeatsListItems_; }
+
     template <class Result, class... Parameters>
     Result Forward(Result (*real)(Parameters...), Parameters... arguments) {
         const HostCalls::Answer answer =
@@ -224,7 +226,14 @@ QBFResult CList_StartIterationFromHead(CList* list, HostIterator* iterator) {
 
 QBFResult CList_GetNext(CList* list, void** item, HostIterator* iterator) {
     static auto* const real = Real<decltype(CList_GetNext)>("CList_GetNext");
-    return HostInterposer("CList_GetNext", __builtin_return_address(0)).Forward(real, list, item, iterator);
+    HostInterposer call("CList_GetNext", __builtin_return_address(0));
+    if (!call.RepeatsListItems()) {
+        return call.Forward(real, list, item, iterator);
+    }
+    const HostIterator position = *iterator;
+    call.Forward(real, list, item, iterator);
+    *iterator = position;
+    return QBF_OK;
 }
 
 QBFResult CList_Destruct(CList* list) {

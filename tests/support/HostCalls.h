@@ -43,6 +43,9 @@ public:
     void Override(std::string_view function, int nth, QBFResult code);
     void OverrideAll(std::string_view function, QBFResult code);
 
+    /// CList_GetNext hands out the same item again and again and says each time that more follow.
+    void RepeatListItems() { repeatsListItems_ = true; }
+
     /// Whether any fault has met its call.
     [[nodiscard]] bool Fired() const { return !firedAt_.empty(); }
 
@@ -79,6 +82,7 @@ private:
     std::vector<Fault> faults_;
     std::vector<std::string> calls_;
     std::string firedAt_;
+    bool repeatsListItems_ = false;
 };
 
 }  // namespace tal::test

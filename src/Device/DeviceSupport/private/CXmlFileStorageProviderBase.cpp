@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <new>
@@ -55,10 +56,17 @@ void SelectAlternativeSource(StorageLocation location) {
     CopyBounded(state.CurrentFileName, state.StorageFileTable[kAlternativeSlot]);
 }
 
-void AllocateReadBuffer(off_t size) {
+/// The parser takes a document in one call, which counts in `int`. What is no regular file does not tell what it holds,
+/// and need not end.
+constexpr std::uint32_t kLargestDocument = INT_MAX;
+constexpr std::uint32_t kLargestDocumentOfADevice = 64 * 1024 * 1024;
+
+void AllocateReadBuffer(const struct stat& status) {
+    const auto size = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0));
     state.fileSize = static_cast<std::uint32_t>(size);
-    if (size <= INT_MAX - static_cast<off_t>(kReadBufferSlack)) {
-        state.readBuffer = new (std::nothrow) char[state.fileSize + kReadBufferSlack];
+    state.largestDocument = S_ISREG(status.st_mode) ? kLargestDocument : kLargestDocumentOfADevice;
+    if (size <= state.largestDocument - kReadBufferSlack) {
+        state.readBuffer = new (std::nothrow) char[std::size_t{state.fileSize} + kReadBufferSlack];
     }
 }
 
@@ -72,7 +80,7 @@ QBFResult OpenForReading(StorageLocation location, std::FILE** out) {
                  state.CurrentFileName);
         return QBF_E_FAILED;
     }
-    AllocateReadBuffer(status.st_size);
+    AllocateReadBuffer(status);
     *out = OpenStream(state.CurrentFileName, "r", streamBuffer);
     if (*out == nullptr) {
         DS_TRACE("CXmlFileStorageProviderBase_OpenFile", QBF_E_FAILED, "Error opening XML file");

@@ -20,10 +20,19 @@ constexpr std::size_t kPathSize = 760;
 constexpr std::size_t kRegionNameSize = 40;
 constexpr std::size_t kNameSize = 120;
 constexpr std::size_t kTextSize = 2048;
+/// Variable elements around the current one whose names are kept. The writer nests them by way of object arrays alone,
+/// so that no level has more than one.
+constexpr std::uint32_t kOuterVariables = 8;
 
 /// Room for the host's list, whose size only the host knows.
 struct ListStorage {
     alignas(std::max_align_t) unsigned char words[16 * sizeof(void*)];
+};
+
+/// A variable element that has another one inside it.
+struct OuterVariable {
+    std::uint32_t isNameless;
+    char name[kNameSize];
 };
 
 /// The one state of both configurations: all zero when the library is loaded, never destroyed.
@@ -49,10 +58,14 @@ struct XmlProviderState {
     FileName StorageFileTable[kFileSlots];
     FileName CurrentFileName;
 
-    /// Arrays that are open at each level, and the name of the outermost one: members of its object elements reuse
-    /// VariableNameBuffer before the array's own end is reached.
+    std::uint32_t largestDocument;  ///< Bytes that the file opened for reading may have.
+
+    // What the nesting of a document needs beside the depth.
+    std::uint32_t isNamelessAt[kPathLevels];  ///< Set while pathAt of that level is no path: its element has no name.
     std::uint32_t openArraysAt[kPathLevels];
-    char arrayNameAt[kPathLevels][kNameSize];
+    std::uint32_t isVariableNameless;  ///< Set while VariableNameBuffer is not the name of the open variable.
+    std::uint32_t openVariables;
+    OuterVariable outerVariables[kOuterVariables];  ///< From the outermost one; they reuse VariableNameBuffer.
 };
 
 extern XmlProviderState state;
@@ -86,8 +99,8 @@ void RemoveChannel(char (&name)[Size], const ChannelPattern& pattern) {
 }
 
 /// Selects the location's file into CurrentFileName and opens it. For reading, also takes its size and allocates
-/// readBuffer, which is left null for a file that does not fit into memory or into one call of the parser. The caller
-/// releases it, also after a failure.
+/// readBuffer, which is left null for a file that does not fit into memory or is larger than largestDocument. The
+/// caller releases it, also after a failure.
 /// @return QBF_OK; QBF_E_INVALID_ARGUMENT for a bad location or mode; QBF_E_FAILED for a read-only location or a file
 ///         that cannot be read; QBF_E_OPEN_FAILED for one that cannot be written. `errno` is that of the failed call.
 [[nodiscard]] QBFResult OpenFile(StorageLocation location, StorageOpenMode mode, std::FILE** out);
@@ -101,7 +114,7 @@ void ReleaseReadBuffer();
 /// Makes the element list an empty one, after releasing the texts of an array that nobody read.
 void RenewElementList();
 
-/// Room behind the size of the file in readBuffer, so that one read meets the end of the file.
+/// Room in readBuffer after the size of the file, so that one read meets the end of the file.
 constexpr std::uint32_t kReadBufferSlack = 10;
 
 QBFResult StoreAll(StorageLocation location, CDatabase* database, unsigned long channelInjector);

@@ -17,13 +17,6 @@ namespace {
 
 constexpr char kTraceSource[] = "src/Device/DeviceSupport/private/CXmlFileStorageProviderBase";
 
-/// Stands for the path or name of something that has none. No document can contain this character.
-constexpr char kNoName[] = "\x01";
-
-bool HasName(const char* text) {
-    return text[0] != kNoName[0];
-}
-
 // ---- Element texts
 
 /// Heads one element text, which follows it in the same allocation. The host's list holds the addresses of the texts;
@@ -38,8 +31,13 @@ std::uint32_t elementTextCount = 0;
 /// Whether the host's list can take items. One that has been destructed only has to be empty.
 bool isElementListConstructed = false;
 
-/// How many failing steps an iteration over the host's list may take before it is given up.
+/// How many steps more than there are texts an iteration over the host's list may take.
 constexpr std::uint32_t kToleratedListFailures = 16;
+
+/// After so many steps an iteration over the host's list is given up.
+std::uint32_t MostListSteps() {
+    return elementTextCount + kToleratedListFailures;
+}
 
 CList* ElementList() {
     return reinterpret_cast<CList*>(state.elementList.words);
@@ -78,7 +76,7 @@ void EmptyElementList() {
     HostIterator position = nullptr;
     bool isStarted = false;
     QBFResult status = QBF_OK;
-    for (std::uint32_t steps = elementTextCount + kToleratedListFailures; !EndsList(status) && steps > 0; --steps) {
+    for (std::uint32_t steps = MostListSteps(); !EndsList(status) && steps > 0; --steps) {
         if (isStarted) {
             void* item = nullptr;
             status = CList_GetNext(ElementList(), &item, &position);
@@ -203,7 +201,10 @@ bool ConvertElement(const VariableTypeInfo& type, const char* text, void* conten
     }
     for (std::uint32_t index = 0; static_cast<std::uint32_t>(status) != QBF_W_END_OF_LIST; ++index) {
         void* text = nullptr;
-        status = CList_GetNext(ElementList(), &text, &position);
+        // A list that hands out more than it was given need not end.
+        if (index < MostListSteps()) {
+            status = CList_GetNext(ElementList(), &text, &position);
+        }
         if (QBF_IsFailure(status) || text == nullptr) {
             DS_TRACE("CXmlFileStorageProviderBase_UpdateArray", QBF_E_FAILED, "Could not iterate array element list");
             return QBF_E_FAILED;
@@ -361,11 +362,15 @@ bool IsWithinLevels(std::uint32_t depth) {
     return depth < kPathLevels;
 }
 
-/// Starts a level: nothing of an earlier sibling is left in it.
+/// Starts a level, without a path: nothing of an earlier sibling is left in it.
 void OpenLevel() {
     state.objectElementAt[state.depth] = 0;
     state.openArraysAt[state.depth] = 0;
-    CopyBounded(state.pathAt[state.depth], kNoName);
+    state.isNamelessAt[state.depth] = 1;
+}
+
+bool HasPath(std::uint32_t depth) {
+    return state.isNamelessAt[depth] == 0;
 }
 
 void StartRegion(const char** attributes) {
@@ -381,6 +386,7 @@ void StartRegion(const char** attributes) {
         DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_I_INFO, "Region after channel injection: %s", name);
     }
     CopyBounded(state.pathAt[0], name);
+    state.isNamelessAt[0] = 0;
     DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_I_INFO, "Processing region: %s", name);
 }
 
@@ -391,10 +397,10 @@ void StartObject(const char** attributes) {
     }
     OpenLevel();
     const char* name = GetAttribute(attributes);
-    const char* const parentPath = state.pathAt[state.depth - 1];
-    if (name == nullptr || !HasName(parentPath)) {
+    if (name == nullptr || !HasPath(state.depth - 1)) {
         return;
     }
+    const char* const parentPath = state.pathAt[state.depth - 1];
     char rewritten[kNameSize];
     if (state.channelInjector != 0) {
         name = WithoutChannel(name, kUpperChannelPattern, rewritten);
@@ -402,6 +408,7 @@ void StartObject(const char** attributes) {
         DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_I_INFO, "Object after channel injection: %s", name);
     }
     JoinPath(state.pathAt[state.depth], parentPath, name);
+    state.isNamelessAt[state.depth] = 0;
     DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_I_INFO, "Processing object: %s with path %s", name,
              parentPath);
 }
@@ -409,7 +416,6 @@ void StartObject(const char** attributes) {
 void StartArray(const char** /*attributes*/) {
     if (IsWithinLevels(state.depth) && state.openArraysAt[state.depth]++ == 0) {
         state.objectElementAt[state.depth] = 0;
-        CopyBounded(state.arrayNameAt[state.depth], state.VariableNameBuffer);
     }
     RenewElementList();
 }
@@ -420,54 +426,94 @@ void StartObjectElement(const char** /*attributes*/) {
     }
 }
 
+/// Whether the innermost open variable is the one in VariableNameBuffer.
+bool IsWithinOuterVariables() {
+    return state.openVariables <= kOuterVariables + 1;
+}
+
+/// Makes the variable the current one and keeps the name of the one around it, unless too many are.
+void OpenVariable(const char* name) {
+    ++state.openVariables;
+    if (!IsWithinOuterVariables()) {
+        return;
+    }
+    if (state.openVariables > 1) {
+        OuterVariable& outer = state.outerVariables[state.openVariables - 2];
+        outer.isNameless = state.isVariableNameless;
+        CopyBounded(outer.name, state.VariableNameBuffer);
+    }
+    state.isVariableNameless = name == nullptr ? 1 : 0;
+    CopyBounded(state.VariableNameBuffer, name == nullptr ? "" : name);
+}
+
+/// The variable around the one that ends is the current one again.
+void CloseVariable() {
+    if (IsWithinOuterVariables() && state.openVariables > 1) {
+        const OuterVariable& outer = state.outerVariables[state.openVariables - 2];
+        state.isVariableNameless = outer.isNameless;
+        CopyBounded(state.VariableNameBuffer, outer.name);
+    }
+    --state.openVariables;
+}
+
+/// A variable that is not restored because too much is around it.
+void ReportTooDeep(const char* name, std::uint32_t depth, const char* around, std::uint32_t most) {
+    char shownName[kNameSize];
+    CopyBounded(shownName, name);
+    DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_E_FAILED,
+             "Variable %s is nested too deep: inside %d %s, at most %d are supported", shownName,
+             static_cast<int>(depth), around, static_cast<int>(most));
+    state.retrievalError = 1;
+}
+
 void StartVariable(const char** attributes) {
     state.typeText[0] = '\0';
     state.sizeText[0] = '\0';
     state.valueText[0] = '\0';
     const char* const name = GetAttribute(attributes);
-    CopyBounded(state.VariableNameBuffer, name != nullptr ? name : kNoName);
+    OpenVariable(name);
     if (name == nullptr) {
         return;
     }
     if (!IsWithinLevels(state.depth)) {
-        DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_E_FAILED,
-                 "Variable %s is nested too deep: inside %d objects, at most %d are supported",
-                 state.VariableNameBuffer, static_cast<int>(state.depth), static_cast<int>(kPathLevels - 1));
-        state.retrievalError = 1;
+        ReportTooDeep(name, state.depth, "objects", kPathLevels - 1);
         return;
     }
-    if (HasName(state.pathAt[state.depth])) {
+    if (!IsWithinOuterVariables()) {
+        ReportTooDeep(name, state.openVariables - 1, "variables", kOuterVariables);
+        return;
+    }
+    if (HasPath(state.depth)) {
         DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_I_DETAIL, "Processing variable: %s with path %s",
                  state.VariableNameBuffer, state.pathAt[state.depth]);
     }
 }
 
 void EndObject() {
-    // A variable round the object must not pass for the object's last one.
-    CopyBounded(state.VariableNameBuffer, kNoName);
     // A region inside an object has taken the depth back already.
     if (state.depth > 0) {
         --state.depth;
     }
 }
 
-/// Members of object elements are over: the array variable itself stands again.
+/// Members of object elements are over: what follows belongs to the array variable again.
 void EndArray() {
     if (!IsWithinLevels(state.depth) || state.openArraysAt[state.depth] == 0) {
         return;
     }
     if (--state.openArraysAt[state.depth] == 0) {
         state.objectElementAt[state.depth] = 0;
-        CopyBounded(state.VariableNameBuffer, state.arrayNameAt[state.depth]);
     }
 }
 
 void EndVariable() {
-    const bool isRestorable = IsWithinLevels(state.depth) && state.objectElementAt[state.depth] == 0 &&
-                              HasName(state.pathAt[state.depth]) && HasName(state.VariableNameBuffer);
+    const bool isRestorable = IsWithinOuterVariables() && state.isVariableNameless == 0 &&
+                              IsWithinLevels(state.depth) && HasPath(state.depth) &&
+                              state.objectElementAt[state.depth] == 0;
     if (isRestorable) {
         UpdateVariable();
     }
+    CloseVariable();
 }
 
 void EndType() {
@@ -538,24 +584,52 @@ void XMLCALL CharacterData(void* /*userData*/, const char* text, int length) {
 
 // ---- The retrieve
 
-/// Feeds the file to the parser until its end.
-[[nodiscard]] QBFResult ParseFile(std::FILE* file, XML_Parser parser) {
-    XML_SetElementHandler(parser, StartElement, EndElement);
-    XML_SetCharacterDataHandler(parser, CharacterData);
-    const std::size_t capacity = std::size_t{state.fileSize} + kReadBufferSlack;
-    for (bool isFinal = false; !isFinal;) {
-        const std::size_t length = std::fread(state.readBuffer, 1, capacity, file);
-        isFinal = std::feof(file) != 0;
+/// Doubles readBuffer, up to the largest document.
+/// @return false when it is that large already or there is no memory; it is then unchanged.
+bool GrowReadBuffer(std::size_t& capacity) {
+    const std::size_t larger = capacity + std::min<std::size_t>(capacity, state.largestDocument - capacity);
+    char* const buffer = larger > capacity ? new (std::nothrow) char[larger] : nullptr;
+    if (buffer == nullptr) {
+        return false;
+    }
+    std::memcpy(buffer, state.readBuffer, capacity);
+    ReleaseReadBuffer();
+    state.readBuffer = buffer;
+    capacity = larger;
+    return true;
+}
+
+/// Reads the file to its end, in one read as long as it holds what `stat` told. It holds more when it has grown or
+/// another one has taken its place since, and when it is a pipe.
+[[nodiscard]] QBFResult ReadFile(std::FILE* file, std::size_t& length) {
+    std::size_t capacity = std::size_t{state.fileSize} + kReadBufferSlack;
+    bool hasRoom = state.readBuffer != nullptr;
+    length = 0;
+    while (hasRoom) {
+        length += std::fread(state.readBuffer + length, 1, capacity - length, file);
         if (std::ferror(file) != 0) {
             DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED, "Read error from XML file");
             return QBF_E_FAILED;
         }
-        if (XML_Parse(parser, state.readBuffer, static_cast<int>(length), isFinal ? 1 : 0) == XML_STATUS_ERROR) {
-            DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED,
-                     "Parse error in file %s at line %d:\n%s\n", state.CurrentFileName,
-                     static_cast<int>(XML_GetCurrentLineNumber(parser)), XML_ErrorString(XML_GetErrorCode(parser)));
-            return QBF_E_FAILED;
+        if (std::feof(file) != 0) {
+            return QBF_OK;
         }
+        hasRoom = length < capacity || GrowReadBuffer(capacity);
+    }
+    DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED, "XML file %s does not fit into memory",
+             state.CurrentFileName);
+    return QBF_E_FAILED;
+}
+
+/// In one call: a text on the border between two pieces would come in two chunks, of which only the last one is kept.
+[[nodiscard]] QBFResult ParseDocument(XML_Parser parser, std::size_t length) {
+    XML_SetElementHandler(parser, StartElement, EndElement);
+    XML_SetCharacterDataHandler(parser, CharacterData);
+    if (XML_Parse(parser, state.readBuffer, static_cast<int>(length), 1) == XML_STATUS_ERROR) {
+        DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED, "Parse error in file %s at line %d:\n%s\n",
+                 state.CurrentFileName, static_cast<int>(XML_GetCurrentLineNumber(parser)),
+                 XML_ErrorString(XML_GetErrorCode(parser)));
+        return QBF_E_FAILED;
     }
     return QBF_OK;
 }
@@ -566,12 +640,10 @@ void XMLCALL CharacterData(void* /*userData*/, const char* text, int length) {
         DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED, "Could not create XML file parser");
         return QBF_E_FAILED;
     }
-    QBFResult result = QBF_E_FAILED;
-    if (state.readBuffer == nullptr) {
-        DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED, "XML file %s does not fit into memory",
-                 state.CurrentFileName);
-    } else {
-        result = ParseFile(file, parser);
+    std::size_t length = 0;
+    QBFResult result = ReadFile(file, length);
+    if (!QBF_IsFailure(result)) {
+        result = ParseDocument(parser, length);
     }
     XML_ParserFree(parser);
     ReleaseLeftElementTexts();
@@ -620,6 +692,7 @@ void XMLCALL CharacterData(void* /*userData*/, const char* text, int length) {
     state.retrievalError = 0;
     state.parseError = 0;
     state.retrieveFlag = 0;
+    state.openVariables = 0;
     if (QBF_IsFailure(PrepareDatabase())) {
         return QBF_E_FAILED;
     }
