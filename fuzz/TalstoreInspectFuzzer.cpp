@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "DatabaseDescription.h"
+#include "DatabaseObserver.h"
 #include "FuzzBasics.h"
 #include "board/Restore.h"
 #include "commands/CommandLine.h"
@@ -17,6 +18,7 @@
 namespace {
 
 using tal::fuzz::Require;
+using tal::talstore::Fate;
 using tal::talstore::Format;
 
 constexpr char kLayout[] = R"({"regions": [
@@ -82,7 +84,46 @@ void Look(const Files& files, const std::string& format) {
     }
 }
 
-/// The tool goes through the file in its own way; the library must have looked up the same variables.
+/// A host of its own, which keeps every look-up and whether a mark followed.
+class Watched final : public tal::host::DatabaseObserver {
+public:
+    struct Entry {
+        std::string path;
+        const tal::host::Variable* variable;
+        bool isMarked;
+    };
+
+    void OnLookUp(std::string_view path, const tal::host::Variable* found) noexcept override {
+        entries.push_back({std::string(path), found, false});
+    }
+    void OnMark(const tal::host::Variable& variable, bool retrieved) noexcept override {
+        if (looksUp) {
+            Require(!entries.empty() && entries.back().variable == &variable, "a mark follows its look-up");
+            entries.back().isMarked = retrieved;
+        } else {
+            entries.push_back({variable.Path(), &variable, retrieved});
+        }
+    }
+
+    bool looksUp = true;
+    std::vector<Entry> entries;
+};
+
+/// What the library does with the file for a host that nothing else has to do with.
+void Retrieve(const std::string& bytes, Format format, tal::host::Database& layout) {
+    const tal::talstore::PrivateDirectory directory;
+    const std::string name = (directory.Path() / "f").string();
+    std::ofstream(name, std::ios::binary) << bytes;
+    const tal::talstore::ProviderInfo& provider = tal::talstore::ProviderOf(format);
+    IStorageProvider* operations = nullptr;
+    provider.getInterface(&operations);
+    operations->Initialize(0);
+    provider.setFileNames(name.c_str());
+    CSecureBinaryFileStorageProvider_SetChannelNumber(0);
+    operations->RetrieveAll(0, layout.Handle(), 0);
+}
+
+/// The tool's verdict on every item is what an observed host sees.
 void CompareWithLibrary(const Files& files, const std::string& bytes, Format format) {
     const auto layout = tal::host::LoadDatabaseFromText(kLayout);
     const tal::talstore::StorageFile file = {files.File(), bytes, format};
@@ -91,8 +132,28 @@ void CompareWithLibrary(const Files& files, const std::string& bytes, Format for
     const tal::talstore::RestoreReport report = Restore(session, file, contents, *layout);
     Require(layout->GuardsIntact(), "nothing is written beside a variable");
     Require(report.items.size() == contents.items.size(), "every item has a fate");
+
+    const auto other = tal::host::LoadDatabaseFromText(kLayout);
+    Watched watched;
+    watched.looksUp = format != Format::Binary;
+    other->SetObserver(&watched);
+    Retrieve(bytes, format, *other);
+    other->SetObserver(nullptr);
+    std::size_t next = 0;
     for (const std::size_t index : contents.handedOn) {
-        Require(report.items[index].boardPath == contents.items[index].path, "the library looks up what the tool says");
+        const tal::talstore::ItemReport& item = report.items[index];
+        Require(item.boardPath == contents.items[index].path, "the library looks up what the tool says");
+        const bool isSeen = next < watched.entries.size() && watched.entries[next].path == item.boardPath;
+        Require(isSeen || item.fate == Fate::Dropped, "the host sees every item that the tool says it does");
+        if (isSeen) {
+            const Watched::Entry& entry = watched.entries[next++];
+            Require((item.fate == Fate::Taken) == entry.isMarked, "what is taken is marked");
+            Require((item.fate == Fate::Ignored) == (entry.variable == nullptr), "what is ignored is not found");
+        }
+    }
+    for (const auto& variable : report.variables) {
+        const tal::host::Variable& same = other->At(variable.variable->Path());
+        Require(variable.variable->Retrieved() == same.Retrieved(), "both hosts end alike");
     }
 }
 

@@ -261,6 +261,17 @@ TEST_F(Check, SaysWhenTheRetrieveFails) {
 
 class Diff : public StorageFiles {};
 
+TEST_F(Diff, ShowsTheBytesOfTheRecordItself) {
+    WriteFile("layout.json", R"({"regions": [{"name": "R", "objects": [{"name": "O", "variables": [
+        {"name": "n", "type": "OBJECT", "object": {"name": "n", "variables": []}}, {"name": "b", "type": "U8"}]}]}]})");
+    const std::string before = Record("R/O/n", std::string(sizeof(void*), 'x')) + Record("R/O/zzz", "\x09");
+    WriteFile("a.sbin", before + Record("R/O/b", "\x05"));
+    WriteFile("b.sbin", before + Record("R/O/b", "\x06"));
+    EXPECT_THAT(Lines(Talstore({"diff", "a.sbin", "b.sbin", "--layout", "layout.json"}).out),
+                ElementsAre("         PATH   A  B", "differs  R/O/b  5  6",
+                            "2 the same, 0 only in A, 0 only in B, 1 differs, 0 size differs"));
+}
+
 TEST_F(Diff, OfEqualFilesIsEmpty) {
     StoreFile("a.xml");
     StoreFile("b.xml");

@@ -74,6 +74,33 @@ TEST_F(Restoring, ASecureRecordThatTheLayoutLacksIsIgnored) {
     EXPECT_EQ(report_.items[1].reason, "not in the layout");
 }
 
+TEST_F(Restoring, ARecordForAVariableThatHoldsObjectsShiftsNoOther) {
+    SetLayout(R"({"name": "a", "type": "U8", "default": 1},
+                 {"name": "n", "type": "OBJECT", "object": {"name": "n", "variables": []}},
+                 {"name": "b", "type": "U8", "default": 2})");
+    EXPECT_THAT(Restore(Format::Secure, Record("R/O/a", "\x05") + Record("R/O/n", std::string(sizeof(void*), 'x')) +
+                                            Record("R/O/zzz", "x") + Record("R/O/b", "\x06")),
+                ElementsAre("restored R/O/a", "restored R/O/b", "ignored R/O/zzz"));
+    EXPECT_EQ(report_.items[1].fate, Fate::Refused);
+    EXPECT_EQ(report_.items[1].reason, "Variable holds objects and has no value (path R/O/n)");
+    EXPECT_EQ(report_.items[3].variable, &layout_->At("R/O/b"));
+}
+
+TEST_F(Restoring, TheReasonForABadArrayIsItsFirstFailure) {
+    SetLayout(R"({"name": "a", "type": "BOOL_ARRAY", "count": 2})");
+    EXPECT_THAT(Restore(Format::Xml, InObject("<variable name = \"a\"><type>BOOL_ARRAY</type><array><element>yes"
+                                              "</element><element>TRUE</element></array></variable>")),
+                ElementsAre("refused R/O/a"));
+    EXPECT_EQ(report_.variables[0].reason, "Variable type is not array");
+}
+
+TEST_F(Restoring, OfAPathThatIsStoredTwiceTheLastValueCounts) {
+    EXPECT_THAT(Restore(Format::Secure, Record("R/O/a", "\x05") + Record("R/O/b", "\x06") + Record("R/O/a", "\x07")),
+                ElementsAre("restored R/O/a", "restored R/O/b"));
+    EXPECT_EQ(report_.variables[0].item, 2U);
+    EXPECT_EQ(layout_->At("R/O/a").Get<std::uint8_t>(), 7);
+}
+
 TEST_F(Restoring, BehindABadStartMarkerVariablesAreLeft) {
     EXPECT_THAT(Restore(Format::Secure, Record("R/O/a", "\x05") + std::string(20, 'x')),
                 ElementsAre("restored R/O/a", "left R/O/b"));

@@ -137,7 +137,7 @@ Run ProviderSession::Drive(Operation operation, host::Database& database) const 
     IStorageProvider* provider = nullptr;
     const QBFResult obtained = provider_.getInterface(&provider);
     if (QBF_IsFailure(obtained)) {
-        return {obtained, {}};
+        return {obtained, {}, {}};
     }
     provider->Initialize(location_);
     if (provider_.format == Format::Xml) {
@@ -147,9 +147,10 @@ Run ProviderSession::Drive(Operation operation, host::Database& database) const 
     provider_.setFileNames(fileName_.c_str());
     CSecureBinaryFileStorageProvider_SetChannelNumber(channel_);
     TraceCapture capture;
+    Witness witness(database, capture);
     const QBFResult result = (provider->*operation)(location_, database.Handle(), channel_);
     StopIfInterrupted();
-    return {result, capture.Take()};
+    return {result, capture.Take(), witness.Take()};
 }
 
 }  // namespace tal::talstore

@@ -13,6 +13,7 @@
 #include "Device/DeviceSupport/DeviceSupport.h"
 #include "ReferenceHost.h"
 #include "board/TraceCapture.h"
+#include "board/Witness.h"
 #include "files/PrivateDirectory.h"
 #include "formats/StoredContents.h"
 
@@ -34,10 +35,11 @@ struct ProviderInfo {
 /// The read-write provider of the format.
 [[nodiscard]] const ProviderInfo& ProviderOf(Format format);
 
-/// One operation's result and trace.
+/// One operation's result and trace, and what the host has seen of it.
 struct Run {
     QBFResult result = QBF_OK;
     std::vector<TraceRecord> trace;
+    Seen seen;
 };
 
 /// A provider at one location with a file of its own, away from the user's files: providers keep at most 79 characters

@@ -41,31 +41,11 @@ void SetToOppositeOfDefault(host::Variable& variable) {
     }
 }
 
-// ---- Reading the trace
-
-/// @return what stands between the two texts, of which the first one begins the message.
-std::optional<std::string> Between(const std::string& message, std::string_view before, std::string_view after) {
-    if (message.compare(0, before.size(), before) != 0) {
-        return std::nullopt;
-    }
-    const std::size_t end = after.empty() ? message.size() : message.rfind(after);
-    return end == std::string::npos || end < before.size()
-               ? std::nullopt
-               : std::optional(message.substr(before.size(), end - before.size()));
-}
-
 /// The message in one line.
 std::string Reason(std::string message) {
     std::replace(message.begin(), message.end(), '\n', ' ');
     const std::size_t start = message.find_first_not_of(' ');
     return start == std::string::npos ? message : message.substr(start, message.find_last_not_of(' ') - start + 1);
-}
-
-/// @return the path, if the record says that it is not registered.
-std::optional<std::string> UnregisteredPath(const TraceRecord& record) {
-    constexpr std::string_view kText = " contains variable that is not registered (";
-    const std::size_t start = record.message.find(kText);
-    return start == std::string::npos ? std::nullopt : Between(record.message.substr(start), kText, ")");
 }
 
 class Restoration {
@@ -103,30 +83,66 @@ private:
     // ---- Items
 
     void FollowItems() {
-        if (format_ == Format::Xml) {
-            FollowXmlItems();
-        } else if (format_ == Format::Secure) {
-            FollowSecureItems();
-        } else if (format_ == Format::Binary) {
-            FollowBinaryItems();
-        }
-        for (ItemReport& item : report_.items) {
-            if (item.boardPath.empty()) {
-                item.reason = "the reader does not take it";
-            } else if (item.fate != Fate::Ignored) {
-                item.variable = layout_.Find(item.boardPath);
-            }
+        if (format_ == Format::Binary) {
+            FollowItemsInTheirPlaces();
+        } else {
+            FollowLookUps();
         }
     }
 
-    /// The report of the item that the reader handles next; null when the trace tells of more items than there are.
-    ItemReport* NextItem(std::string boardPath, Fate fate, std::string reason) {
-        if (handled_ == contents_.handedOn.size()) {
-            return nullptr;
+    /// A provider that looks items up does so in the order in which the reader hands them on.
+    void FollowLookUps() {
+        const std::vector<LookUp>& lookUps = report_.run.seen.lookUps;
+        for (ItemReport& item : report_.items) {
+            item.reason = "the reader does not take it";
         }
-        ItemReport& item = report_.items[contents_.handedOn[handled_++]];
-        item = {fate, std::move(boardPath), nullptr, std::move(reason)};
-        return &item;
+        for (std::size_t i = 0; i < lookUps.size() && i < contents_.handedOn.size(); ++i) {
+            const std::size_t end = i + 1 < lookUps.size() ? lookUps[i + 1].firstRecord : report_.run.trace.size();
+            const std::size_t index = contents_.handedOn[i];
+            report_.items[index] = Follow(lookUps[i], end, contents_.items[index]);
+        }
+    }
+
+    [[nodiscard]] ItemReport Follow(const LookUp& lookUp, std::size_t endOfRecords, const StoredItem& item) const {
+        if (lookUp.variable == nullptr) {
+            return {Fate::Ignored, lookUp.path, nullptr, UnregisteredReason(lookUp.path)};
+        }
+        if (lookUp.isMarked) {
+            return {Fate::Taken, lookUp.path, lookUp.variable, {}};
+        }
+        const bool isAnotherSize = format_ == Format::Secure && item.bytes.size() != lookUp.variable->SizeInBytes();
+        if (isAnotherSize) {
+            return {Fate::Refused, lookUp.path, lookUp.variable,
+                    Count(item.bytes.size(), "byte") + " in the file, " +
+                        std::to_string(lookUp.variable->SizeInBytes()) + " in the layout"};
+        }
+        const TraceRecord* const failure = FailureOf(lookUp, endOfRecords);
+        return {failure == nullptr ? Fate::Dropped : Fate::Refused, lookUp.path, lookUp.variable,
+                failure == nullptr ? "" : Reason(failure->message)};
+    }
+
+    /// @return the failure that kept the variable from being marked; null when the operation that has looked it up
+    ///         reports none before the next look-up.
+    [[nodiscard]] const TraceRecord* FailureOf(const LookUp& lookUp, std::size_t endOfRecords) const {
+        const auto begin = report_.run.trace.begin() + static_cast<std::ptrdiff_t>(lookUp.firstRecord);
+        const auto end = report_.run.trace.begin() + static_cast<std::ptrdiff_t>(endOfRecords);
+        const auto isFailure = [](const TraceRecord& record) { return QBF_IsFailure(record.code); };
+        const bool hasFailed = std::any_of(begin, end, [&](const TraceRecord& record) {
+            return isFailure(record) && record.operation == lookUp.operation;
+        });
+        // The first one is the cause; those after it pass it on.
+        return hasFailed ? &*std::find_if(begin, end, isFailure) : nullptr;
+    }
+
+    /// A raw image has one item per variable, as far as it reaches.
+    void FollowItemsInTheirPlaces() {
+        std::size_t index = 0;
+        VisitVariables(layout_, [&](host::Variable& variable, bool /*isWritable*/) {
+            if (index < report_.items.size()) {
+                const bool isTaken = report_.run.seen.marked.count(&variable) != 0;
+                report_.items[index++] = {isTaken ? Fate::Taken : Fate::Dropped, variable.Path(), &variable, {}};
+            }
+        });
     }
 
     [[nodiscard]] std::string UnregisteredReason(const std::string& path) const {
@@ -136,55 +152,6 @@ private:
         return session_.Channel() == 0 && hasPlaceholder
                    ? "not in the layout: the path holds a placeholder for a channel, try --channel"
                    : "not in the layout";
-    }
-
-    /// Each variable begins with a record of its path; what follows up to the next one is about it.
-    void FollowXmlItems() {
-        ItemReport* item = nullptr;
-        for (const TraceRecord& record : report_.run.trace) {
-            const bool isAboutVariable = record.operation == "CXmlFileStorageProviderBase_UpdateVariable" ||
-                                         record.operation == "CXmlFileStorageProviderBase_UpdateArray";
-            if (!isAboutVariable) {
-                continue;
-            }
-            if (const auto path = Between(record.message, "Variable path ", "")) {
-                item = NextItem(*path, Fate::Taken, {});
-            } else if (item != nullptr && UnregisteredPath(record)) {
-                item->fate = Fate::Ignored;
-                item->reason = UnregisteredReason(item->boardPath);
-            } else if (item != nullptr && QBF_IsFailure(record.code) && item->fate == Fate::Taken) {
-                item->fate = Fate::Refused;
-                item->reason = Reason(record.message);
-            }
-        }
-    }
-
-    void FollowSecureItems() {
-        for (const TraceRecord& record : report_.run.trace) {
-            if (const auto taken = Between(record.message, "Restoring variable ", ": ")) {
-                NextItem(*taken, Fate::Taken, {});
-            } else if (const auto refused =
-                           Between(record.message, "*ERROR* Variable not restored: size mismatch: path ",
-                                   ", size from file: ")) {
-                NextItem(*refused, Fate::Refused, {});
-            } else if (const auto ignored = UnregisteredPath(record)) {
-                NextItem(*ignored, Fate::Ignored, UnregisteredReason(*ignored));
-            }
-        }
-        for (std::size_t i = 0; i < report_.items.size(); ++i) {
-            ItemReport& item = report_.items[i];
-            if (const host::Variable* const variable = layout_.Find(item.boardPath);
-                variable != nullptr && item.fate == Fate::Refused) {
-                item.reason = Count(contents_.items[i].bytes.size(), "byte") + " in the file, " +
-                              std::to_string(variable->SizeInBytes()) + " in the layout";
-            }
-        }
-    }
-
-    void FollowBinaryItems() {
-        for (const StoredItem& item : contents_.items) {
-            NextItem(item.path, Fate::Taken, {});
-        }
     }
 
     // ---- Variables
@@ -207,7 +174,7 @@ private:
             if (variable.Retrieved()) {
                 JudgeRestored(report, other);
             } else {
-                JudgeNotRestored(report, other);
+                JudgeNotRestored(report);
             }
             report_.variables.push_back(std::move(report));
         });
@@ -242,9 +209,9 @@ private:
         }
     }
 
-    void JudgeNotRestored(VariableReport& report, std::string_view other) const {
+    void JudgeNotRestored(VariableReport& report) const {
         const ItemReport* const item = report.item == kNone ? nullptr : &report_.items[report.item];
-        if (BytesOf(*report.variable) != other || !report.variable->HoldsDefault()) {
+        if (!report_.run.seen.isDefaulted) {
             report.outcome = Outcome::Left;
             report.reason = report_.failure.empty() ? "the provider leaves it as it is"
                                                     : "the board gives up before it sets the defaults";
@@ -266,14 +233,16 @@ private:
 
     /// A retrieve that cannot open its file takes nothing of it.
     [[nodiscard]] bool IsFileRead() const {
-        return !QBF_IsFailure(report_.run.result) || handled_ != 0 || contents_.handedOn.empty();
+        const Seen& seen = report_.run.seen;
+        const bool hasTouchedAnything = !seen.lookUps.empty() || !seen.marked.empty();
+        return !QBF_IsFailure(report_.run.result) || hasTouchedAnything || contents_.handedOn.empty();
     }
 
-    /// What made the retrieve fail, and not the record that only passes it on.
+    /// What made the retrieve fail. The operation itself, which speaks first, only passes that on.
     [[nodiscard]] std::string ReasonForFailure() const {
         const auto& trace = report_.run.trace;
-        const auto record = std::find_if(trace.rbegin(), trace.rend(), [](const TraceRecord& candidate) {
-            return QBF_IsFailure(candidate.code) && candidate.message != "Error when calling ManageRetrieve";
+        const auto record = std::find_if(trace.rbegin(), trace.rend(), [&](const TraceRecord& candidate) {
+            return QBF_IsFailure(candidate.code) && candidate.operation != trace.front().operation;
         });
         return record == trace.rend() ? "it does not say why" : Reason(record->message);
     }
@@ -287,31 +256,31 @@ private:
         return "one that is not in the file's list";
     }
 
-    // ---- Paths that the secure format stores in one way and looks up in another
+    // ---- Paths that are stored in one way and looked up in another
 
-    /// Lets the library store the layout: its records come in the order of the variables.
+    /// Lets the library store the layout: its items come in the order of the variables.
     void ExplainStoredPaths() {
-        if (format_ != Format::Secure || IsEverythingFound()) {
+        if ((format_ != Format::Secure && format_ != Format::Xml) || IsEverythingFound()) {
             return;
         }
-        const ProviderSession session(ProviderOf(Format::Secure), 0, session_.Channel(), file_.name);
+        const ProviderSession session(ProviderOf(*format_), 0, session_.Channel(), file_.name);
         static_cast<void>(session.Store(layout_));
-        const std::string stored = session.TakeFile().value_or("");
-        const StoredContents records = InspectSecure(stored);
+        const StorageFile stored = {file_.name, session.TakeFile().value_or(""), *format_};
+        const StoredContents records = Inspect(stored, &layout_);
         std::unordered_map<std::string, const host::Variable*> variables;
         std::size_t index = 0;
         for (VariableReport& report : report_.variables) {
-            if (report.isStored && index < records.items.size()) {
-                const std::string& storedPath = records.items[index++].path;
+            if (report.isStored && index < records.handedOn.size()) {
+                const std::string& storedPath = records.items[records.handedOn[index++]].path;
                 variables[storedPath] = report.variable;
                 ExplainDefaulted(report, storedPath);
             }
         }
         for (std::size_t i = 0; i < report_.items.size(); ++i) {
             const auto found = variables.find(contents_.items[i].path);
-            if (report_.items[i].fate == Fate::Ignored && found != variables.end()) {
-                report_.items[i].reason = "this is where the secure format stores " + found->second->Path() +
-                                          ", which follows a nested object; no board finds it there";
+            if (report_.items[i].fate == Fate::Ignored && !report_.items[i].boardPath.empty() &&
+                found != variables.end()) {
+                ExplainIgnored(report_.items[i], contents_.items[i].path, found->second->Path());
             }
         }
     }
@@ -324,9 +293,24 @@ private:
     }
 
     void ExplainDefaulted(VariableReport& report, const std::string& storedPath) const {
-        if (report.outcome == Outcome::Defaulted && session_.Channel() == 0 && storedPath != report.variable->Path()) {
+        if (report.outcome != Outcome::Defaulted || storedPath == report.variable->Path()) {
+            return;
+        }
+        if (session_.Channel() != 0) {
+            report.reason += "; it is stored under a placeholder, as " + storedPath;
+        } else if (format_ == Format::Secure) {
             report.reason = "the secure format stores it as " + storedPath +
                             ", as it follows a nested object; no board finds it there";
+        }
+    }
+
+    void ExplainIgnored(ItemReport& item, const std::string& storedPath, const std::string& variable) const {
+        if (session_.Channel() != 0 && storedPath != variable) {
+            item.reason =
+                "stored under a placeholder, looked up as " + item.boardPath + ", while the layout has " + variable;
+        } else if (format_ == Format::Secure && session_.Channel() == 0) {
+            item.reason = "this is where the secure format stores " + variable +
+                          ", which follows a nested object; no board finds it there";
         }
     }
 
@@ -336,7 +320,6 @@ private:
     const StoredContents& contents_;
     host::Database& layout_;
     RestoreReport report_;
-    std::size_t handled_ = 0;
 };
 
 }  // namespace
@@ -370,7 +353,8 @@ std::vector<std::size_t> RestoreReport::LostItems() const {
     std::vector<std::size_t> lost;
     for (std::size_t i = 0; i < items.size(); ++i) {
         const bool hasNoValue = items[i].variable == nullptr || host::HoldsObjects(items[i].variable->Type());
-        if (items[i].fate != Fate::Taken && hasNoValue) {
+        const bool isLost = items[i].fate == Fate::Refused || items[i].fate == Fate::Ignored;
+        if (isLost && hasNoValue) {
             lost.push_back(i);
         }
     }

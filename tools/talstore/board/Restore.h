@@ -44,13 +44,18 @@ struct VariableReport {
     std::string reason;
 };
 
-/// What becomes of an item of the file.
-enum class Fate { Taken, Refused, Ignored };
+/// What becomes of an item of the file. The host sees every look-up and every mark, and these decide.
+enum class Fate {
+    Taken,    ///< Found and marked as retrieved.
+    Refused,  ///< Found, but not taken.
+    Dropped,  ///< Found and not taken, though nothing was wrong with it.
+    Ignored   ///< Not found, or never looked up.
+};
 
 struct ItemReport {
     Fate fate = Fate::Ignored;
     std::string boardPath;  ///< Where the board looks it up; empty when it does not.
-    host::Variable* variable = nullptr;
+    const host::Variable* variable = nullptr;
     std::string reason;
 };
 

@@ -4,6 +4,7 @@
 #ifndef TALSTORE_TRACE_CAPTURE_H
 #define TALSTORE_TRACE_CAPTURE_H
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,9 @@ public:
     TraceCapture(const TraceCapture&) = delete;
     TraceCapture& operator=(const TraceCapture&) = delete;
 
+    /// Empty before the first record.
+    [[nodiscard]] std::string LastOperation() const { return records_.empty() ? "" : records_.back().operation; }
+    [[nodiscard]] std::size_t RecordCount() const { return records_.size(); }
     [[nodiscard]] std::vector<TraceRecord> Take() { return std::move(records_); }
 
 private:
