@@ -1,7 +1,8 @@
 /// @file
 /// A complete small host: a process that keeps its settings in plain variables, the contract of HostDatabase.h over
-/// them, and a main that stores and restores them through every file provider. It ends with status 0 when everything
-/// came out as it says. The trace on standard error tells of the files that it removes on purpose.
+/// them, and a main that checks the host and then stores and restores the settings through every file provider. It ends
+/// with status 0 when everything came out as it says. The trace on standard error tells of the files that it removes on
+/// purpose.
 ///
 /// To start from it, replace Settings and BuildDatabase by your own and keep what stands before them.
 #include <cstddef>
@@ -17,6 +18,7 @@
 #include <vector>
 
 #include "Device/DeviceSupport/DeviceSupport.h"
+#include "Device/DeviceSupport/check-host.h"
 
 // ---- The host's types. The library only declares them; what they are is the host's own affair, but for the words that
 // ---- the library reads directly: the lists of regions and objects.
@@ -340,6 +342,15 @@ bool Report(const char* provider, const char* what, bool isAsExpected) {
     return isAsExpected;
 }
 
+/// What the checker finds is what a provider would crash on, or silently get wrong.
+bool KeepsEveryRule(CDatabase& database) {
+    const std::vector<tal::HostFinding> findings = tal::CheckHost(&database);
+    for (const tal::HostFinding& finding : findings) {
+        std::fprintf(stderr, "%s\n", tal::ToText(finding).c_str());
+    }
+    return findings.empty();
+}
+
 bool HoldsChanges(const Settings& settings) {
     return settings.gain == 99 && settings.isEnabled == 0 && std::string_view(settings.label) == "south" &&
            settings.offsets[0] == 0.5F && settings.offsets[2] == -1.5F && settings.delays[0] == 10 &&
@@ -381,7 +392,9 @@ bool StoreAndRestore(const Provider& choice) {
 }  // namespace
 
 int main() {
-    bool isFine = true;
+    Settings settings;
+    SettingsDatabase host(settings);
+    bool isFine = Report("the host", "keeps every rule", KeepsEveryRule(host.database));
     for (const Provider& provider : kProviders) {
         isFine &= StoreAndRestore(provider);
     }

@@ -9,6 +9,7 @@
 #include <map>
 #include <set>
 
+#include "Device/DeviceSupport/check-host.h"
 #include "host/ReferenceHost.h"
 #include "support/Documentation.h"
 #include "support/FileProviders.h"
@@ -97,6 +98,13 @@ TEST(DocumentedHost, ProvidesEveryFunctionOfTheContract) {
     EXPECT_EQ(functions.size(), 20U);
     for (const std::string& function : functions) {
         EXPECT_THAT(page, ::testing::HasSubstr('`' + function + '`'));
+    }
+}
+
+TEST(DocumentedHost, ListsEveryRuleOfTheChecker) {
+    const std::string page = Page("docs/writing-a-host.md").Text();
+    for (const detail::HostRuleRow& row : detail::kHostRules) {
+        EXPECT_THAT(page, ::testing::HasSubstr(std::string("| `") + row.name + "` | " + row.text + " |"));
     }
 }
 

@@ -29,6 +29,7 @@ unsigned long CallEntryPointsFromC(void) {
         CXmlFileStorageProviderBase_GetInterface,      CXmlFileStorageProvider_GetInterface,
         CReadOnlyXmlFileStorageProvider_GetInterface,  CBinaryFileStorageProvider_GetInterface,
         CSecureBinaryFileStorageProvider_GetInterface, CDummyStorageProvider_GetInterface,
+        ReadOnlyZorBspStorageProvider_getInterface,
     };
     unsigned long filledTables = 0;
     for (unsigned long i = 0; i < sizeof entryPoints / sizeof entryPoints[0]; ++i) {

@@ -12,7 +12,7 @@ extern "C" {
 /// @return the bitwise or of their results.
 unsigned long DriveDummyFromC(void);
 
-/// @return how many of the six entry points hand out a table with all its slots filled.
+/// @return how many of the seven entry points hand out a table with all its slots filled.
 unsigned long CallEntryPointsFromC(void);
 
 /// Calls the five setters of file names and channel number.

@@ -149,12 +149,13 @@ TAL_DEVICE_SUPPORT_API QBFResult CDummyStorageProvider_GetInterface(IStorageProv
 
 #ifdef __cplusplus
 }
+#endif
 
 /// The board-support provider: RetrieveAll fills fourteen hardware variables from the board-support library and lets
 /// the database default the rest; every other operation does nothing and succeeds. The symbol carries its parameter
 /// type, so a host that looks it up by name uses the encoded form.
 /// @return QBF_OK
-TAL_DEVICE_SUPPORT_API QBFResult ReadOnlyZorBspStorageProvider_getInterface(IStorageProvider** out);
-#endif
+TAL_DEVICE_SUPPORT_API QBFResult ReadOnlyZorBspStorageProvider_getInterface(IStorageProvider** out)
+    TAL_ENCODED_SYMBOL("_Z42ReadOnlyZorBspStorageProvider_getInterfacePP16IStorageProvider");
 
 #endif

@@ -4,8 +4,7 @@
 ///
 /// Everything here belongs to the host. The library borrows what it is handed for the duration of one operation,
 /// never creates, resizes or destroys any of it, and never writes to a name. The database must not change while an
-/// operation runs. Usable from C and from C++; the five functions whose symbols carry their parameter types can only
-/// be provided from C++.
+/// operation runs. Usable from C and from C++, and a host may be written in either.
 #ifndef TAL_HOST_DATABASE_H
 #define TAL_HOST_DATABASE_H
 
@@ -77,25 +76,36 @@ enum VariableTypeCode {
     VARIABLE_TYPE_OBJECT_ARRAY = 22  ///< An array of `CStorageObject*`, one pointer per element.
 };
 
+// Some symbols carry their parameter types. C++ makes them out of the declaration; C is told them as assembler labels.
 #ifdef __cplusplus
+#define TAL_ENCODED_SYMBOL(symbol)
+#else
+#define TAL_ENCODED_SYMBOL(symbol) __asm__(symbol)
+#endif
 
 /// Looks a variable up by "region/object/.../name".
 /// @return a failure when the path is not registered; `*variable` is then not used.
-QBFResult CDatabase_GetVariableByPath(CDatabase* database, const char* path, CVariable** variable);
+QBFResult CDatabase_GetVariableByPath(CDatabase* database, const char* path, CVariable** variable)
+    TAL_ENCODED_SYMBOL("_Z27CDatabase_GetVariableByPathP9CDatabasePKcPP9CVariable");
 
 /// Makes path look-ups current. Called first in every retrieve.
-QBFResult CDatabase_UpdatePathHashTable(CDatabase* database);
+QBFResult CDatabase_UpdatePathHashTable(CDatabase* database)
+    TAL_ENCODED_SYMBOL("_Z29CDatabase_UpdatePathHashTableP9CDatabase");
 
 /// Clears the retrieved mark of every variable. Called second in every retrieve.
-QBFResult CDatabase_SetAsNotRetrieved(CDatabase* database);
+QBFResult CDatabase_SetAsNotRetrieved(CDatabase* database)
+    TAL_ENCODED_SYMBOL("_Z27CDatabase_SetAsNotRetrievedP9CDatabase");
 
 /// Gives every variable that is not marked retrieved its default value. Called last in a retrieve, also when there was
 /// no file to read.
-QBFResult CDatabase_SetNotRetrievedVariablesToDefault(CDatabase* database);
+QBFResult CDatabase_SetNotRetrievedVariablesToDefault(CDatabase* database)
+    TAL_ENCODED_SYMBOL("_Z43CDatabase_SetNotRetrievedVariablesToDefaultP9CDatabase");
 
 /// Hands out the region's NUL-terminated name, valid while the database is unchanged.
-QBFResult CStorageRegion_GetName(CStorageRegion* region, char** name);
+QBFResult CStorageRegion_GetName(CStorageRegion* region, char** name)
+    TAL_ENCODED_SYMBOL("_Z22CStorageRegion_GetNameP14CStorageRegionPPc");
 
+#ifdef __cplusplus
 extern "C" {
 #endif
 
