@@ -10,9 +10,11 @@ namespace {
 
 using talstore::InspectXml;
 using talstore::StoredContents;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 /// The paths that are looked up.
 std::vector<std::string> PathsOf(const StoredContents& contents) {
@@ -25,6 +27,18 @@ std::vector<std::string> PathsOf(const StoredContents& contents) {
 
 std::string InObject(std::string_view body) {
     return Document("<region name = \"R\"><object name = \"O\">" + std::string(body) + "\n</object>\n</region>\n");
+}
+
+/// Where the library looks up the document's variables.
+std::vector<std::string> PathsOfReader(const std::string& document) {
+    const talstore::ProviderSession session(*talstore::FindProvider("xml"), 0, 0, "document.xml");
+    session.PutFile(document);
+    const auto database = host::LoadDatabaseFromText(kLayout);
+    std::vector<std::string> paths;
+    for (const talstore::LookUp& lookUp : session.Retrieve(*database).seen.lookUps) {
+        paths.push_back(lookUp.path);
+    }
+    return paths;
 }
 
 TEST(InspectXml, VariablesHaveTheirPathTypeAndText) {
@@ -183,31 +197,42 @@ TEST(InspectXml, AVariableRightInAnObjectElementIsReported) {
     EXPECT_THAT(contents.handedOn, ElementsAre(0));
 }
 
-TEST(InspectXml, AnObjectRightInAVariableIsReported) {
+TEST(InspectXml, AnObjectRightInAVariableLeavesTheVariableItsName) {
     const StoredContents contents =
         InspectXml(InObject("\n<variable name = \"A\"><type>U8</type><object name = \"N\">" + Variable("v", "U8", "1") +
                             "</object></variable>"));
-    EXPECT_THAT(Summaries(contents), ElementsAre("warning xml.stray-object @2:1 R/O/A"));
-    EXPECT_THAT(PathsOf(contents), ElementsAre("R/O/N/v"));
+    EXPECT_THAT(Summaries(contents), IsEmpty());
+    EXPECT_THAT(PathsOf(contents), ElementsAre("R/O/N/v", "R/O/A"));
+}
+
+/// A variable inside so many others.
+std::string VariableInside(std::size_t count) {
+    std::string document = Variable("v", "U8", "1");
+    for (std::size_t i = 0; i < count; ++i) {
+        document = "<variable name = \"outer\"><type>U8</type>" + document + "</variable>";
+    }
+    return InObject(document);
+}
+
+TEST(InspectXml, EightVariablesAroundAVariableAreFine) {
+    EXPECT_THAT(Summaries(InspectXml(VariableInside(8))), Not(Contains(HasSubstr("xml.too-deep"))));
+    EXPECT_EQ(PathsOf(InspectXml(VariableInside(8))), PathsOfReader(VariableInside(8)));
+}
+
+TEST(InspectXml, NineVariablesAroundAVariableAreTooMany) {
+    EXPECT_THAT(Summaries(InspectXml(VariableInside(9))), Contains("error xml.too-deep @2:1 R/O/v"));
+    EXPECT_EQ(PathsOf(InspectXml(VariableInside(9))), PathsOfReader(VariableInside(9)));
+}
+
+TEST(InspectXml, AnEmptyNameIsAName) {
+    const std::string document = InObject(Variable("", "U8", "1"));
+    EXPECT_THAT(PathsOf(InspectXml(document)), ElementsAre("R/O/"));
+    EXPECT_THAT(PathsOfReader(document), ElementsAre("R/O/"));
 }
 
 // ---- It looks up what the reader looks up
 
 /// The paths that the library's reader looks up.
-std::vector<std::string> PathsOfReader(const std::string& document) {
-    const talstore::ProviderSession session(*talstore::FindProvider("xml"), 0, 0, "document.xml");
-    session.PutFile(document);
-    const auto database = host::LoadDatabaseFromText(kLayout);
-    std::vector<std::string> paths;
-    constexpr std::string_view kStart = "Variable path ";
-    for (const talstore::TraceRecord& record : session.Retrieve(*database).trace) {
-        if (record.message.compare(0, kStart.size(), kStart) == 0) {
-            paths.push_back(record.message.substr(kStart.size()));
-        }
-    }
-    return paths;
-}
-
 std::vector<std::string> PathsHandedOn(const std::string& document) {
     return PathsOf(InspectXml(document));
 }

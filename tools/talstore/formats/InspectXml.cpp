@@ -28,8 +28,13 @@ struct Level {
     bool hasName = false;
     bool isInsideObjectElement = false;
     std::uint32_t openArrays = 0;
-    std::string arrayName;
-    bool arrayHasName = false;
+};
+
+/// A variable element that has not ended, as its item and as the reader knows it.
+struct OpenItem {
+    std::size_t index;
+    bool hasName;
+    std::string name;  ///< As much of it as the reader keeps.
 };
 
 /// Follows the reader's own steps, so that it knows which variables the reader looks up, and by which path.
@@ -159,7 +164,6 @@ private:
             openNodes_.pop_back();
             arraysOfElements_.pop_back();
             depth_ -= depth_ > 0 ? 1 : 0;
-            hasVariableName_ = false;
         } else if (element == "variable") {
             EndVariable();
         } else if (element == "array") {
@@ -167,7 +171,7 @@ private:
         } else if (element == "objectElement") {
             arraysOfElements_.pop_back();
         } else if (keepsText_ && !openItems_.empty()) {
-            KeepText(element, contents_.items[openItems_.back()]);
+            KeepText(element, contents_.items[openItems_.back().index]);
         }
         keepsText_ = false;
     }
@@ -230,53 +234,50 @@ private:
 
     void StartVariable(const char** attributes) {
         const char* const name = NameAttribute("variable", attributes);
-        hasVariableName_ = name != nullptr;
-        variableName_ = std::string_view(hasVariableName_ ? name : "").substr(0, kLongestXmlName);
+        const std::string shortName(std::string_view(name == nullptr ? "" : name).substr(0, kLongestXmlName));
         StoredItem item;
-        item.name = hasVariableName_ ? name : "";
+        item.name = name == nullptr ? "" : name;
         item.place = Here();
         item.node = openNodes_.empty() ? kNone : openNodes_.back();
-        item.path = levels_[std::min(depth_, levels_.size() - 1)].path + '/' + variableName_;
-        if (hasVariableName_) {
+        item.path = levels_[std::min(depth_, levels_.size() - 1)].path + '/' + shortName;
+        if (name != nullptr) {
             ReportName("variable", name, kLongestXmlName, item.path);
+            ReportTooDeep(item);
         }
-        if (depth_ >= levels_.size()) {
-            Report(Severity::Error, "xml.too-deep", item.place, item.path,
-                   "the variable is inside " + std::to_string(depth_) +
-                       " objects, at most 5 are supported: it is not restored, and the retrieve fails");
-        }
-        openItems_.push_back(contents_.items.size());
+        openItems_.push_back({contents_.items.size(), name != nullptr, shortName});
         contents_.items.push_back(std::move(item));
+    }
+
+    void ReportTooDeep(const StoredItem& item) {
+        const bool isInTooManyObjects = depth_ >= levels_.size();
+        if (isInTooManyObjects || openItems_.size() > kMostOuterVariables) {
+            Report(Severity::Error, "xml.too-deep", item.place, item.path,
+                   "the variable is inside " +
+                       (isInTooManyObjects ? Count(depth_, "object") : Count(openItems_.size(), "variable")) +
+                       ", at most " + std::to_string(isInTooManyObjects ? kDeepestXmlObject : kMostOuterVariables) +
+                       " are supported: it is not restored, and the retrieve fails");
+        }
     }
 
     void StartArray() {
         if (!openItems_.empty()) {
-            contents_.items[openItems_.back()].isArray = true;
+            contents_.items[openItems_.back().index].isArray = true;
         }
         if (depth_ < levels_.size() && levels_[depth_].openArrays++ == 0) {
-            Level& level = levels_[depth_];
-            level.isInsideObjectElement = false;
-            level.arrayName = variableName_;
-            level.arrayHasName = hasVariableName_;
+            levels_[depth_].isInsideObjectElement = false;
         }
     }
 
     void EndArray() {
-        if (depth_ >= levels_.size() || levels_[depth_].openArrays == 0) {
-            return;
-        }
-        Level& level = levels_[depth_];
-        if (--level.openArrays == 0) {
-            level.isInsideObjectElement = false;
-            variableName_ = level.arrayName;
-            hasVariableName_ = level.arrayHasName;
+        if (depth_ < levels_.size() && levels_[depth_].openArrays > 0 && --levels_[depth_].openArrays == 0) {
+            levels_[depth_].isInsideObjectElement = false;
         }
     }
 
     void StartObjectElement() {
-        arraysOfElements_.push_back(openItems_.empty() ? kNone : openItems_.back());
+        arraysOfElements_.push_back(openItems_.empty() ? kNone : openItems_.back().index);
         if (!openItems_.empty()) {
-            contents_.items[openItems_.back()].holdsObjects = true;
+            contents_.items[openItems_.back().index].holdsObjects = true;
         }
         if (depth_ < levels_.size()) {
             levels_[depth_].isInsideObjectElement = true;
@@ -284,16 +285,12 @@ private:
     }
 
     void EndVariable() {
-        const std::size_t index = openItems_.back();
+        const OpenItem open = std::move(openItems_.back());
         openItems_.pop_back();
-        StoredItem& item = contents_.items[index];
+        StoredItem& item = contents_.items[open.index];
         CheckItem(item);
-        if (depth_ >= levels_.size() || !levels_[depth_].hasName || item.name.empty()) {
-            return;
-        }
-        if (!hasVariableName_) {
-            Report(Severity::Warning, "xml.stray-object", item.place, item.path,
-                   "an object is in the variable, but in no array: the variable is not restored");
+        const bool isWithinLimits = depth_ < levels_.size() && openItems_.size() <= kMostOuterVariables;
+        if (!isWithinLimits || !levels_[depth_].hasName || !open.hasName) {
             return;
         }
         if (levels_[depth_].isInsideObjectElement) {
@@ -301,9 +298,9 @@ private:
                    "the variable is in an array's element, not in an object: it is not restored");
             return;
         }
-        item.path = levels_[depth_].path + '/' + variableName_;
+        item.path = levels_[depth_].path + '/' + open.name;
         item.isHandedOn = true;
-        contents_.handedOn.push_back(index);
+        contents_.handedOn.push_back(open.index);
         const auto [first, isNew] = firstPlaces_.emplace(item.path, item.place);
         if (!isNew) {
             Report(Severity::Warning, "duplicate-path", item.place, item.path,
@@ -336,12 +333,10 @@ private:
     // What the reader keeps.
     std::size_t depth_ = 0;
     std::array<Level, kDeepestXmlObject + 1> levels_;
-    std::string variableName_;
-    bool hasVariableName_ = false;
 
     // What is open here.
     std::vector<std::size_t> openNodes_;
-    std::vector<std::size_t> openItems_;
+    std::vector<OpenItem> openItems_;
     /// Per open object and object element: the array whose element an object right here is.
     std::vector<std::size_t> arraysOfElements_;
     bool keepsText_ = false;
