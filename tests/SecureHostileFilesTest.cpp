@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <map>
 
+#include "host/DatabaseObserver.h"
 #include "support/BinaryFixture.h"
 #include "support/MemoryFile.h"
 #include "support/SecureRecords.h"
@@ -343,6 +344,37 @@ TEST_F(SecureHostileFiles, UnreadableDeviceIsAShortReadAndDefaultsEveryVariable)
     EXPECT_EQ(Retrieve(), QBFResult{QBF_OK});
     EXPECT_THAT(traces_.Failures(), ElementsAre(ShortHeader(0)));
     ExpectAllDefaults();
+}
+
+/// Appends to a file when the provider looks up its first variable.
+class FileThatGrows final : public host::DatabaseObserver {
+public:
+    FileThatGrows(host::Database& database, std::string bytes) : database_(database), bytes_(std::move(bytes)) {
+        database_.SetObserver(this);
+    }
+    ~FileThatGrows() override { database_.SetObserver(nullptr); }
+    FileThatGrows(const FileThatGrows&) = delete;
+    FileThatGrows& operator=(const FileThatGrows&) = delete;
+
+    void OnLookUp(std::string_view /*path*/, const host::Variable* /*found*/) noexcept override {
+        const int file = open(kCalibrationFile, O_WRONLY | O_APPEND | O_CLOEXEC);
+        EXPECT_EQ(write(file, bytes_.data(), bytes_.size()), static_cast<ssize_t>(bytes_.size()));
+        close(file);
+        bytes_.clear();
+    }
+
+private:
+    host::Database& database_;
+    std::string bytes_;
+};
+
+TEST_F(SecureHostileFiles, RecordsThatAreAppendedWhileTheFileIsReadAreRestored) {
+    WriteFile(kCalibrationFile, SecureRecord("R/O/A", Bytes({7})));
+    const FileThatGrows file(database_, SecureRecord("R/O/B", Bytes({8, 0, 0, 0})));
+    EXPECT_EQ(Retrieve(), QBFResult{QBF_OK});
+    EXPECT_THAT(traces_.Failures(), IsEmpty());
+    EXPECT_EQ(database_.At("R/O/A").Get<std::uint8_t>(), 7);
+    EXPECT_EQ(database_.At("R/O/B").Get<std::uint32_t>(), 8U);
 }
 
 TEST_F(SecureHostileFiles, EmptyDeviceIsAnEmptyFile) {
