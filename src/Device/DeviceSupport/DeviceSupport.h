@@ -65,18 +65,57 @@ typedef struct IStorageProvider {
     /// QBF_OK without effect from the others.
     QBFResult (*ReserveWritableSpace)(StorageLocation location, unsigned long size);
 
-    /// Writes the whole database into the location's file, truncating what was there.
-    /// @param database         Borrowed for the call; must not change during it.
+    /// Writes the whole database into the location's file, truncating what was there: XML and secure what is in
+    /// writable objects, binary everything. Read-only XML, board support and dummy ignore their arguments, write
+    /// nothing and return QBF_OK.
+    /// @param database         Borrowed for the call; must not change during it. Null is a failure.
     /// @param channelInjector  XML: the channel number that is replaced by X in names, 0 for none. Ignored by the
-    /// others.
-    /// @return QBF_OK, or QBF_E_FAILED when the file could not be opened (nothing is touched), could not be closed, or
-    ///         anything in the database could not be written (the rest has been).
+    ///                         others.
+    /// @return
+    ///   QBF_OK        XML, secure: the file is whole and handed to the medium; what became of the sync, and with XML of
+    ///                 each single write, is not looked at.
+    ///                 Binary: the file is whole, but not synced.
+    ///   QBF_E_FAILED  Null database, a location that the provider does not have or does not write, a file that cannot
+    ///                 be opened: no file has been touched.
+    ///   QBF_E_FAILED  Something in the database could not be had or written; the file holds the rest. XML: it may not
+    ///                 be well-formed, and it ends after a region without a name. Binary: the bytes of that variable are
+    ///                 missing, and the file fits no layout. Secure: that record is missing or damaged.
+    ///   QBF_E_FAILED  The file could not be closed; what it holds is uncertain.
     QBFResult (*StoreAll)(StorageLocation location, CDatabase* database, unsigned long channelInjector);
 
-    /// Reads the location's file into the database, marks what was restored and lets the database default the rest.
+    /// Reads the location's file into the database. A variable is restored (written and marked as retrieved),
+    /// defaulted (by the database, because it is not marked) or untouched. The dummy touches none and returns QBF_OK;
+    /// read-only XML is XML.
+    /// @param database         Borrowed for the call; must not change during it. Null is a failure with binary, and is
+    ///                         handed on to the host by the others.
     /// @param channelInjector  XML: the channel number for which names are rewritten, 0 for none. Ignored by the
-    /// others.
-    /// @return QBF_OK, or QBF_E_FAILED; what is left behind in each case is the provider's own rule (docs/).
+    ///                         others.
+    /// @return
+    ///                           because                        restored                           all others
+    ///   XML     QBF_OK          the document was read          what it has and the database too   defaulted
+    ///           QBF_E_FAILED    a value could not be           what stands before it              defaulted, also
+    ///                           converted                                                         what stands after it
+    ///           QBF_E_FAILED    it does not parse, fit into    what stands before the error       untouched
+    ///                           memory or can be read
+    ///           QBF_E_FAILED    there is no file or location   nothing                            defaulted
+    ///           QBF_E_FAILED    UpdatePathHashTable or         nothing                            untouched
+    ///                           SetAsNotRetrieved failed
+    ///   binary  QBF_OK          every variable was read        all                                -
+    ///           QBF_E_FAILED    the file is too short, or the  what arrived whole                 defaulted
+    ///                           host did not hand something out
+    ///           QBF_E_FAILED    the file could not be closed   what arrived whole                 defaulted
+    ///           QBF_E_FAILED    there is no file or location   nothing                            defaulted
+    ///           QBF_E_FAILED    UpdatePathHashTable or         nothing                            defaulted
+    ///                           SetAsNotRetrieved failed
+    ///           QBF_E_FAILED    the database is null           nothing                            untouched
+    ///   secure  QBF_OK          the file was read to its end   what is registered with the size   defaulted
+    ///                           or to a read error             of its record
+    ///           QBF_E_FAILED    a record is corrupt            what stands before it              untouched
+    ///           QBF_E_FAILED    there is no file or location   nothing                            defaulted
+    ///   board   QBF_OK          the fourteen were set          those registered with their type   defaulted
+    ///           QBF_E_FAILED    UpdatePathHashTable or         nothing                            untouched
+    ///                           SetAsNotRetrieved failed
+    ///   all     QBF_E_FAILED    the defaulting failed          as above                           as the host left them
     QBFResult (*RetrieveAll)(StorageLocation location, CDatabase* database, unsigned long channelInjector);
 
     /// Writes only the given variables. QBF_W_NOT_SUPPORTED from the XML, binary and secure providers, QBF_OK without

@@ -10,7 +10,8 @@
 
 #include <stdint.h>
 
-/// A result of the host or of the library: 32 bits, a failure from 0x8000 up (see DeviceSupport.h).
+/// A result of the host or of the library: 32 bits, a failure from 0x8000 up (QBF_IsFailure in DeviceSupport.h). An
+/// out-parameter that a function leaves unset, or sets to null, is the failure of that step whatever the result says.
 typedef unsigned long QBFResult;
 
 /// The whole database. Its first word is the sentinel of the list of regions (see HostListNode).
@@ -27,7 +28,9 @@ typedef struct CList CList;
 /// One word of iteration state. The host gives it its meaning, the library only keeps it between calls.
 typedef void* HostIterator;
 
-/// A node of a region or object list, read directly by the library.
+/// A node of a region or object list, read directly by the library, which checks nothing of it: links lead around to
+/// the sentinel and are never null. An element that is null is outside the contract; it is handed on as it is, and what
+/// the host answers for its name decides.
 ///
 /// Both lists are circular with a sentinel. The sentinel's first word points to the first node; the sentinel of an
 /// empty list points to itself; the last node points to the sentinel.
