@@ -19,7 +19,7 @@ void RememberInterrupts() {
     struct sigaction action = {};
     action.sa_handler = Remember;
     // Without SA_RESTART, so that waiting for a pipe ends, too.
-    action.sa_flags = SA_RESETHAND;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
     sigemptyset(&action.sa_mask);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction before = {};
