@@ -1,7 +1,7 @@
 #include "common/ValueText.h"
 
 #include <charconv>
-#include <cstring>
+#include <type_traits>
 
 #include "TypeTable.h"
 #include "common/Text.h"
@@ -16,52 +16,22 @@ std::string NumberText(Number number) {
     return {text, std::to_chars(text, std::end(text), number).ptr};
 }
 
-template <class Stored>
-Stored Load(const char* element) {
-    Stored value;
-    std::memcpy(&value, element, sizeof value);
-    return value;
+/// A scalar and an array show their elements alike.
+std::string ElementText(const host::TypeInfo& type, const char* element) {
+    return host::VisitElementType(type, [&](auto zero) {
+        const auto value = host::ReadElement<decltype(zero)>(element);
+        if constexpr (std::is_same_v<decltype(zero), bool>) {
+            return std::string(value ? "true" : "false");
+        } else {
+            return NumberText(value);
+        }
+    });
 }
 
-template <class Stored>
-std::string ElementOf(const char* element) {
-    return NumberText(Load<Stored>(element));
-}
-
-std::string BoolOf(const char* element) {
-    return Load<std::uint32_t>(element) != 0 ? "true" : "false";
-}
-
-using ElementTextFunction = std::string (*)(const char* element);
-
-/// By type code; a scalar and its array show their elements alike.
-constexpr ElementTextFunction kElementTexts[] = {ElementOf<std::uint8_t>,
-                                                 ElementOf<std::uint8_t>,
-                                                 ElementOf<std::uint16_t>,
-                                                 ElementOf<std::uint16_t>,
-                                                 ElementOf<std::uint32_t>,
-                                                 ElementOf<std::uint32_t>,
-                                                 ElementOf<std::int8_t>,
-                                                 ElementOf<std::int8_t>,
-                                                 ElementOf<std::int16_t>,
-                                                 ElementOf<std::int16_t>,
-                                                 ElementOf<std::int32_t>,
-                                                 ElementOf<std::int32_t>,
-                                                 BoolOf,
-                                                 BoolOf,
-                                                 ElementOf<std::uint8_t>,
-                                                 ElementOf<std::uint8_t>,
-                                                 nullptr,
-                                                 ElementOf<float>,
-                                                 ElementOf<float>,
-                                                 ElementOf<double>,
-                                                 ElementOf<double>};
-static_assert(std::size(kElementTexts) == VARIABLE_TYPE_OBJECT);
-
-std::string ArrayText(VariableType type, std::string_view bytes, std::size_t elementSize) {
+std::string ArrayText(const host::TypeInfo& type, std::string_view bytes) {
     std::string text;
-    for (std::size_t offset = 0; offset < bytes.size(); offset += elementSize) {
-        text += (offset == 0 ? "" : ", ") + kElementTexts[type](bytes.data() + offset);
+    for (std::size_t offset = 0; offset < bytes.size(); offset += type.elementSize) {
+        text += (offset == 0 ? "" : ", ") + ElementText(type, bytes.data() + offset);
     }
     return '[' + text + ']';
 }
@@ -73,8 +43,7 @@ std::string TypeText(const host::Variable& variable) {
     if (type == nullptr) {
         return "type " + NumberText(variable.Type());
     }
-    const bool isCounted = type->isArray || variable.Type() == VARIABLE_TYPE_STRING;
-    return isCounted ? type->name + ('[' + NumberText(variable.ElementCount())) + ']' : type->name;
+    return host::HasElementCount(*type) ? type->name + ('[' + NumberText(variable.ElementCount())) + ']' : type->name;
 }
 
 std::string_view BytesOf(const host::Variable& variable) {
@@ -88,8 +57,7 @@ bool IsValueOfType(VariableType type, std::string_view bytes) {
     if (info == nullptr || host::HoldsObjects(type)) {
         return false;
     }
-    const bool mayHaveMoreElements = info->isArray || type == VARIABLE_TYPE_STRING;
-    return mayHaveMoreElements ? bytes.size() % info->elementSize == 0 : bytes.size() == info->elementSize;
+    return host::HasElementCount(*info) ? bytes.size() % info->elementSize == 0 : bytes.size() == info->elementSize;
 }
 
 std::string ValueText(VariableType type, std::string_view bytes) {
@@ -99,11 +67,11 @@ std::string ValueText(VariableType type, std::string_view bytes) {
     if (!IsValueOfType(type, bytes)) {
         return HexBytes(bytes);
     }
-    if (type == VARIABLE_TYPE_STRING) {
+    const host::TypeInfo& info = *host::FindType(type);
+    if (info.kind == host::TypeKind::String) {
         return Quoted(bytes.substr(0, bytes.find('\0')));
     }
-    const host::TypeInfo& info = *host::FindType(type);
-    return info.isArray ? ArrayText(type, bytes, info.elementSize) : kElementTexts[type](bytes.data());
+    return info.isArray ? ArrayText(info, bytes) : ElementText(info, bytes.data());
 }
 
 std::string ValueText(const host::Variable& variable) {

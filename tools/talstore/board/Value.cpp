@@ -4,10 +4,8 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
 #include <nlohmann/json.hpp>
-#include <type_traits>
 
 #include "TypeTable.h"
 #include "common/Text.h"
@@ -23,43 +21,6 @@ namespace {
 
 using nlohmann::json;
 
-template <class T>
-T Load(const char* element) {
-    T value;
-    std::memcpy(&value, element, sizeof value);
-    return value;
-}
-
-/// Of the texts that stand for the very same value the shortest.
-template <class Real>
-std::string ShortestText(Real value) {
-    char text[40];
-    return {text, std::to_chars(text, text + sizeof text, value).ptr};
-}
-
-template <class Real>
-json RealJson(const char* element) {
-    const Real value = Load<Real>(element);
-    if (std::isnan(value)) {
-        return "nan";
-    }
-    if (std::isinf(value)) {
-        return value > 0 ? "inf" : "-inf";
-    }
-    return std::strtod(ShortestText(value).c_str(), nullptr);
-}
-
-template <class T>
-json IntegerJson(const char* element) {
-    return Load<T>(element);
-}
-
-json BoolJson(const char* element) {
-    return Load<std::uint32_t>(element) != 0;
-}
-
-// ---- Comparing with the texts of a document
-
 std::string_view Trimmed(std::string_view text) {
     constexpr std::string_view kSpaces = " \t\r\n";
     const std::size_t start = text.find_first_not_of(kSpaces);
@@ -67,22 +28,52 @@ std::string_view Trimmed(std::string_view text) {
                                            : text.substr(start, text.find_last_not_of(kSpaces) - start + 1);
 }
 
-template <class T>
-bool IsIntegerText(const char* element, std::string_view text) {
-    const std::string_view digits = Trimmed(text);
-    std::int64_t number = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-    if (error != std::errc() || end != digits.data() + digits.size()) {
-        return false;
-    }
-    const T value = Load<T>(element);
-    // The writer shows 32-bit values as signed ones, whatever their type.
-    return number == std::int64_t{value} || (sizeof(T) == 4 && number == static_cast<std::int32_t>(value));
-}
+// ---- What is done with one element: of the integers here, and of the others below
 
-bool IsBoolText(const char* element, std::string_view text) {
-    return Trimmed(text) == (Load<std::uint32_t>(element) != 0 ? "TRUE" : "FALSE");
-}
+template <class T>
+struct Element {
+    static json ToJson(T value) { return value; }
+
+    static bool IsText(T value, std::string_view text) {
+        const std::string_view digits = Trimmed(text);
+        std::int64_t number = 0;
+        const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+        if (error != std::errc() || end != digits.data() + digits.size()) {
+            return false;
+        }
+        // The writer shows 32-bit values as signed ones, whatever their type.
+        return number == std::int64_t{value} || (sizeof(T) == 4 && number == static_cast<std::int32_t>(value));
+    }
+
+    static bool AreSameInXml(T first, T second) { return first == second; }
+
+    static bool Parse(const json& text, T& value) {
+        if (!text.is_number_integer()) {
+            return false;
+        }
+        const bool fits = text.is_number_unsigned()
+                              ? text.get<std::uint64_t>() <= static_cast<std::uint64_t>(std::numeric_limits<T>::max())
+                              : text.get<std::int64_t>() >= std::int64_t{std::numeric_limits<T>::min()};
+        value = fits ? text.get<T>() : T{};
+        return fits;
+    }
+
+    static std::string Expected() {
+        return std::to_string(std::numeric_limits<T>::min()) + " to " + std::to_string(std::numeric_limits<T>::max());
+    }
+};
+
+template <>
+struct Element<bool> {
+    static json ToJson(bool value) { return value; }
+    static bool IsText(bool value, std::string_view text) { return Trimmed(text) == (value ? "TRUE" : "FALSE"); }
+    static bool AreSameInXml(bool first, bool second) { return first == second; }
+    static bool Parse(const json& text, bool& value) {
+        value = text == true;
+        return text.is_boolean();
+    }
+    static std::string Expected() { return "true or false"; }
+};
 
 float ParseReal(const char* text, char** end, float /*kind*/) {
     return std::strtof(text, end);
@@ -92,110 +83,66 @@ double ParseReal(const char* text, char** end, double /*kind*/) {
 }
 
 template <class Real>
-bool IsRealText(const char* element, std::string_view text) {
-    const std::string digits(Trimmed(text));
-    char* end = nullptr;
-    const Real number = ParseReal(digits.c_str(), &end, Real{});
-    const Real value = Load<Real>(element);
-    return !digits.empty() && *end == '\0' && (number == value || (std::isnan(number) && std::isnan(value)));
-}
-
-// ---- Comparing what the XML writer would write
-
-template <class T>
-bool AreEqual(const char* first, const char* second) {
-    return std::memcmp(first, second, sizeof(T)) == 0;
-}
-
-bool AreEqualBools(const char* first, const char* second) {
-    return (Load<std::uint32_t>(first) != 0) == (Load<std::uint32_t>(second) != 0);
-}
-
-template <class Real>
-bool AreEqualReals(const char* first, const char* second) {
-    constexpr int kDigitsAfterThePoint = 6;
-    const auto written = [](const char* element) {
+struct RealElement {
+    static json ToJson(Real value) {
+        if (std::isnan(value)) {
+            return "nan";
+        }
+        if (std::isinf(value)) {
+            return value > 0 ? "inf" : "-inf";
+        }
+        // Of the texts that stand for the very same value the shortest.
         char text[40];
-        return std::string(text, std::to_chars(text, text + sizeof text, static_cast<double>(Load<Real>(element)),
-                                               std::chars_format::scientific, kDigitsAfterThePoint)
-                                     .ptr);
-    };
-    return written(first) == written(second);
-}
+        *std::to_chars(text, std::end(text), value).ptr = '\0';
+        return std::strtod(text, nullptr);
+    }
 
-// ---- Setting
+    static bool IsText(Real value, std::string_view text) {
+        const std::string digits(Trimmed(text));
+        char* end = nullptr;
+        const Real number = ParseReal(digits.c_str(), &end, Real{});
+        return !digits.empty() && *end == '\0' && (number == value || (std::isnan(number) && std::isnan(value)));
+    }
 
-template <class T>
-bool SetInteger(host::Variable& variable, std::size_t index, const json& value) {
-    if (!value.is_number_integer()) {
-        return false;
-    }
-    const bool fits = value.is_number_unsigned()
-                          ? value.get<std::uint64_t>() <= static_cast<std::uint64_t>(std::numeric_limits<T>::max())
-                          : value.get<std::int64_t>() >= std::int64_t{std::numeric_limits<T>::min()};
-    if (fits) {
-        variable.Set(value.get<T>(), index);
-    }
-    return fits;
-}
+    static bool AreSameInXml(Real first, Real second) { return Written(first) == Written(second); }
 
-bool SetBool(host::Variable& variable, std::size_t index, const json& value) {
-    if (value.is_boolean()) {
-        variable.Set(value.get<bool>(), index);
+    static bool Parse(const json& text, Real& value) {
+        if (text.is_number()) {
+            value = static_cast<Real>(text.get<double>());
+            return true;
+        }
+        const bool isSpecial = text == "nan" || text == "inf" || text == "-inf";
+        if (isSpecial) {
+            value = static_cast<Real>(std::strtod(text.get_ref<const std::string&>().c_str(), nullptr));
+        }
+        return isSpecial;
     }
-    return value.is_boolean();
-}
 
-template <class Real>
-bool SetReal(host::Variable& variable, std::size_t index, const json& value) {
-    if (value.is_number()) {
-        variable.Set(static_cast<Real>(value.get<double>()), index);
-        return true;
+    static std::string Expected() { return "a number, nan, inf or -inf"; }
+
+private:
+    static std::string Written(Real value) {
+        constexpr int kDigitsAfterThePoint = 6;
+        char text[40];
+        return {text, std::to_chars(text, std::end(text), static_cast<double>(value), std::chars_format::scientific,
+                                    kDigitsAfterThePoint)
+                          .ptr};
     }
-    const bool isSpecial = value == "nan" || value == "inf" || value == "-inf";
-    if (isSpecial) {
-        variable.Set(static_cast<Real>(std::strtod(value.get_ref<const std::string&>().c_str(), nullptr)), index);
-    }
-    return isSpecial;
-}
+};
+
+template <>
+struct Element<float> : RealElement<float> {};
+template <>
+struct Element<double> : RealElement<double> {};
 
 // ---- The types
 
-struct Conversion {
-    json (*toJson)(const char* element);
-    bool (*isText)(const char* element, std::string_view text);
-    bool (*areSameInXml)(const char* first, const char* second);
-    bool (*set)(host::Variable& variable, std::size_t index, const json& value);
-    const char* expected;
-};
-
-template <class T>
-constexpr Conversion IntegerConversion(const char* expected) {
-    return {IntegerJson<T>, IsIntegerText<T>, AreEqual<T>, SetInteger<T>, expected};
-}
-
-template <class T>
-constexpr Conversion RealConversion() {
-    return {RealJson<T>, IsRealText<T>, AreEqualReals<T>, SetReal<T>, "a number, nan, inf or -inf"};
-}
-
-constexpr Conversion kU8 = IntegerConversion<std::uint8_t>("0 to 255");
-constexpr Conversion kU16 = IntegerConversion<std::uint16_t>("0 to 65535");
-constexpr Conversion kU32 = IntegerConversion<std::uint32_t>("0 to 4294967295");
-constexpr Conversion kS8 = IntegerConversion<std::int8_t>("-128 to 127");
-constexpr Conversion kS16 = IntegerConversion<std::int16_t>("-32768 to 32767");
-constexpr Conversion kS32 = IntegerConversion<std::int32_t>("-2147483648 to 2147483647");
-constexpr Conversion kBool = {BoolJson, IsBoolText, AreEqualBools, SetBool, "true or false"};
-constexpr Conversion kFloat = RealConversion<float>();
-constexpr Conversion kDouble = RealConversion<double>();
-
-/// By type code. Strings are converted as a whole, and objects have no value.
-constexpr const Conversion* kConversions[] = {&kU8, &kU8,  &kU16,   &kU16,   &kU32,   &kU32,    &kS8,
-                                              &kS8, &kS16, &kS16,   &kS32,   &kS32,   &kBool,   &kBool,
-                                              &kU8, &kU8,  nullptr, &kFloat, &kFloat, &kDouble, &kDouble};
-
-const Conversion* FindConversion(VariableType type) {
-    return type < std::size(kConversions) ? kConversions[type] : nullptr;
+/// @return the type when its values consist of elements; null for strings, objects and codes that are not defined.
+const host::TypeInfo* TypeWithElements(VariableType type) {
+    const host::TypeInfo* const info = host::FindType(type);
+    const bool hasElements =
+        info != nullptr && info->kind != host::TypeKind::String && info->kind != host::TypeKind::Object;
+    return hasElements ? info : nullptr;
 }
 
 /// @return the type when the bytes are a value of it.
@@ -205,20 +152,6 @@ const host::TypeInfo* FittingType(VariableType type, std::string_view bytes) {
 
 std::string_view UpToNul(std::string_view text) {
     return text.substr(0, text.find('\0'));
-}
-
-/// Compares as many elements as both sides have.
-template <class Compare>
-bool HaveSameElements(std::string_view first, std::string_view second, std::size_t elementSize, Compare compare) {
-    if (first.size() != second.size()) {
-        return false;
-    }
-    for (std::size_t offset = 0; offset + elementSize <= first.size(); offset += elementSize) {
-        if (!compare(first.data() + offset, second.data() + offset)) {
-            return false;
-        }
-    }
-    return true;
 }
 
 [[noreturn]] void FailValue(const host::Variable& variable, std::string_view text, const std::string& expected) {
@@ -252,6 +185,30 @@ json ParseValue(std::string_view text) {
     return value.is_discarded() ? json(std::string(text)) : value;
 }
 
+bool SetElement(host::Variable& variable, const host::TypeInfo& type, std::size_t index, const json& text) {
+    return host::VisitElementType(type, [&](auto value) {
+        const bool isValue = Element<decltype(value)>::Parse(text, value);
+        if (isValue) {
+            variable.Set(value, index);
+        }
+        return isValue;
+    });
+}
+
+/// Whether two contents of the same size have the same elements, as a document shows them.
+bool HaveSameElements(const host::TypeInfo& type, std::string_view first, std::string_view second) {
+    return host::VisitElementType(type, [&](auto zero) {
+        using Type = decltype(zero);
+        for (std::size_t offset = 0; offset + type.elementSize <= first.size(); offset += type.elementSize) {
+            if (!Element<Type>::AreSameInXml(host::ReadElement<Type>(first.data() + offset),
+                                             host::ReadElement<Type>(second.data() + offset))) {
+                return false;
+            }
+        }
+        return true;
+    });
+}
+
 }  // namespace
 
 json ValueJson(VariableType type, std::string_view bytes) {
@@ -259,51 +216,53 @@ json ValueJson(VariableType type, std::string_view bytes) {
     if (info == nullptr) {
         return nullptr;
     }
-    if (type == VARIABLE_TYPE_STRING) {
+    if (info->kind == host::TypeKind::String) {
         return std::string(UpToNul(bytes));
     }
-    const Conversion& conversion = *kConversions[type];
-    if (!info->isArray) {
-        return conversion.toJson(bytes.data());
-    }
-    json elements = json::array();
-    for (std::size_t offset = 0; offset < bytes.size(); offset += info->elementSize) {
-        elements.push_back(conversion.toJson(bytes.data() + offset));
-    }
-    return elements;
+    return host::VisitElementType(*info, [&](auto zero) -> json {
+        using Type = decltype(zero);
+        if (!info->isArray) {
+            return Element<Type>::ToJson(host::ReadElement<Type>(bytes.data()));
+        }
+        json elements = json::array();
+        for (std::size_t offset = 0; offset < bytes.size(); offset += info->elementSize) {
+            elements.push_back(Element<Type>::ToJson(host::ReadElement<Type>(bytes.data() + offset)));
+        }
+        return elements;
+    });
 }
 
 bool IsValueOfTexts(VariableType type, std::string_view bytes, const std::vector<std::string>& texts) {
     const host::TypeInfo* const info = FittingType(type, bytes);
-    if (info == nullptr) {
+    if (info == nullptr || (!info->isArray && texts.size() != 1)) {
         return false;
     }
-    if (type == VARIABLE_TYPE_STRING) {
-        return texts.size() == 1 && texts.front() == UpToNul(bytes);
+    if (info->kind == host::TypeKind::String) {
+        return texts.front() == UpToNul(bytes);
     }
-    if (!info->isArray && texts.size() != 1) {
-        return false;
-    }
-    const std::size_t compared = std::min(texts.size(), bytes.size() / info->elementSize);
-    for (std::size_t i = 0; i < compared; ++i) {
-        if (!kConversions[type]->isText(bytes.data() + i * info->elementSize, texts[i])) {
-            return false;
+    return host::VisitElementType(*info, [&](auto zero) {
+        using Type = decltype(zero);
+        const std::size_t compared = std::min(texts.size(), bytes.size() / info->elementSize);
+        for (std::size_t i = 0; i < compared; ++i) {
+            if (!Element<Type>::IsText(host::ReadElement<Type>(bytes.data() + i * info->elementSize), texts[i])) {
+                return false;
+            }
         }
-    }
-    return true;
+        return true;
+    });
 }
 
 bool AreSameInXml(VariableType type, std::string_view first, std::string_view second) {
-    const Conversion* const conversion = FindConversion(type);
-    if (conversion == nullptr) {
+    const host::TypeInfo* const info = TypeWithElements(type);
+    if (info == nullptr) {
         return UpToNul(first) == UpToNul(second);
     }
-    return HaveSameElements(first, second, host::FindType(type)->elementSize, conversion->areSameInXml);
+    return first.size() == second.size() && HaveSameElements(*info, first, second);
 }
 
 bool IsSameValue(VariableType type, std::string_view first, std::string_view second) {
-    const Conversion* const conversion = FindConversion(type);
-    const bool isReal = conversion == &kFloat || conversion == &kDouble;
+    const host::TypeInfo* const info = host::FindType(type);
+    const bool isReal = info != nullptr && info->kind == host::TypeKind::Real;
     return isReal ? first == second : AreSameInXml(type, first, second);
 }
 
@@ -312,25 +271,26 @@ void SetValue(host::Variable& variable, std::string_view text) {
         SetText(variable, text);
         return;
     }
-    const Conversion* const conversion = FindConversion(variable.Type());
-    if (conversion == nullptr) {
+    const host::TypeInfo* const type = TypeWithElements(variable.Type());
+    if (type == nullptr) {
         FailValue(variable, text, "no value");
     }
+    const std::string expected =
+        host::VisitElementType(*type, [](auto zero) { return Element<decltype(zero)>::Expected(); });
     const json value = ParseValue(text);
-    if (!host::FindType(variable.Type())->isArray) {
-        if (!conversion->set(variable, 0, value)) {
-            FailValue(variable, text, conversion->expected);
+    if (!type->isArray) {
+        if (!SetElement(variable, *type, 0, value)) {
+            FailValue(variable, text, expected);
         }
         return;
     }
-    const std::string expected =
-        "[...] with " + Count(variable.ElementCount(), "element") + ", each " + conversion->expected;
+    const std::string expectedArray = "[...] with " + Count(variable.ElementCount(), "element") + ", each " + expected;
     if (!value.is_array() || value.size() != variable.ElementCount()) {
-        FailValue(variable, text, expected);
+        FailValue(variable, text, expectedArray);
     }
     for (std::size_t i = 0; i < value.size(); ++i) {
-        if (!conversion->set(variable, i, value[i])) {
-            FailValue(variable, text, expected);
+        if (!SetElement(variable, *type, i, value[i])) {
+            FailValue(variable, text, expectedArray);
         }
     }
 }
