@@ -17,12 +17,15 @@ using tal::test::TraceRecorder;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr char kTraceSource[] = "src/Device/DeviceSupport/private/Example";
+struct ExampleTraces {
+    static constexpr const char* kSource = "src/Device/DeviceSupport/private/Example";
+    static constexpr const char* kTrace = "Example_Trace";
+};
 
 void TraceAt(TraceRecorder& traces, int threshold, int level) {
     traces.SetThreshold(threshold);
     traces.MapLevelsBy([level](QBFResult) { return level; });
-    DS_TRACE("Example_Trace", QBF_E_FAILED, "a message");
+    DS_TRACE(ExampleTraces, kTrace, QBF_E_FAILED, "a message");
 }
 
 struct LevelCase {
@@ -56,7 +59,7 @@ TEST(Tracing, TheLevelIsAskedForWithTheRecordsCodeOnce) {
         asked.push_back(code);
         return 7;
     });
-    DS_TRACE("Example_Trace", QBF_E_CORRUPT, "a message");
+    DS_TRACE(ExampleTraces, kTrace, QBF_E_CORRUPT, "a message");
     EXPECT_THAT(asked, ElementsAre(0x8010U));
     ASSERT_EQ(traces.Records().size(), 1U);
     EXPECT_EQ(traces.Records()[0].level, 7);
@@ -66,7 +69,7 @@ TEST(Tracing, ASuppressedTraceDoesNotEvaluateItsArguments) {
     TraceRecorder traces;
     traces.SetThreshold(INT_MIN);
     int evaluations = 0;
-    DS_TRACE("Example_Trace", QBF_E_FAILED, "%d", ++evaluations);
+    DS_TRACE(ExampleTraces, kTrace, QBF_E_FAILED, "%d", ++evaluations);
     EXPECT_EQ(evaluations, 0);
 }
 
@@ -74,7 +77,7 @@ TEST(Tracing, AnAdmittedTraceEvaluatesItsArgumentsAndItsCodeOnce) {
     TraceRecorder traces;
     int evaluations = 0;
     QBFResult code = 0x8000;
-    DS_TRACE("Example_Trace", code++, "%d", ++evaluations);
+    DS_TRACE(ExampleTraces, kTrace, code++, "%d", ++evaluations);
     EXPECT_EQ(evaluations, 1);
     EXPECT_EQ(code, 0x8001U);
     EXPECT_THAT(traces.Lines(), ElementsAre("0x8000 Example_Trace: 1"));
@@ -82,7 +85,7 @@ TEST(Tracing, AnAdmittedTraceEvaluatesItsArgumentsAndItsCodeOnce) {
 
 TEST(Tracing, ARecordIsTheMessageAndTheCodeLine) {
     TraceRecorder traces;
-    DS_TRACE("Example_Trace", QBF_E_IO, "Could not write %s (%d)", "name", -7);
+    DS_TRACE(ExampleTraces, kTrace, QBF_E_IO, "Could not write %s (%d)", "name", -7);
     ASSERT_EQ(traces.Records().size(), 1U);
     EXPECT_EQ(traces.Records()[0].message, "Could not write name (-7)");
     EXPECT_EQ(traces.Records()[0].codeLine, "      code: 0x800a\n");
@@ -90,7 +93,7 @@ TEST(Tracing, ARecordIsTheMessageAndTheCodeLine) {
 
 TEST(Tracing, TheCodeLineOfZeroHasNoPrefix) {
     TraceRecorder traces;
-    DS_TRACE("Example_Trace", QBF_OK, "fine");
+    DS_TRACE(ExampleTraces, kTrace, QBF_OK, "fine");
     ASSERT_EQ(traces.Records().size(), 1U);
     EXPECT_EQ(traces.Records()[0].codeLine, "      code: 0\n");
 }
@@ -98,19 +101,19 @@ TEST(Tracing, TheCodeLineOfZeroHasNoPrefix) {
 TEST(Tracing, TheSiteNamesSourceLineAndOperation) {
     TraceRecorder traces;
     const unsigned int line = __LINE__ + 1;
-    DS_TRACE("Example_Trace", QBF_I_INFO, "Enter: %s", "Example_Trace");
+    DS_TRACE(ExampleTraces, kTrace, QBF_I_INFO, "Enter: %s", ExampleTraces::kTrace);
     ASSERT_EQ(traces.Records().size(), 1U);
     const TraceRecord& record = traces.Records()[0];
     EXPECT_EQ(record.sourcePath, "src/Device/DeviceSupport/private/Example");
     EXPECT_EQ(record.line, line);
-    EXPECT_EQ(record.operation, "Example_Trace");
+    EXPECT_EQ(record.operation, ExampleTraces::kTrace);
 }
 
 TEST(Tracing, EachTraceCallHasOneSiteOfItsOwn) {
     TraceRecorder traces;
     for (int i = 0; i < 2; ++i) {
-        DS_TRACE("Example_Trace", QBF_I_INFO, "one");
-        DS_TRACE("Example_Trace", QBF_I_INFO, "other");
+        DS_TRACE(ExampleTraces, kTrace, QBF_I_INFO, "one");
+        DS_TRACE(ExampleTraces, kTrace, QBF_I_INFO, "other");
     }
     ASSERT_EQ(traces.Records().size(), 4U);
     EXPECT_EQ(traces.Records()[0].site, traces.Records()[2].site);
@@ -121,7 +124,7 @@ TEST(Tracing, EachTraceCallHasOneSiteOfItsOwn) {
 TEST(Tracing, ErrnoSurvivesAnAdmittedTrace) {
     const TraceRecorder traces;
     errno = ENOSPC;
-    DS_TRACE("Example_Trace", QBF_E_FAILED, "a message");
+    DS_TRACE(ExampleTraces, kTrace, QBF_E_FAILED, "a message");
     EXPECT_EQ(errno, ENOSPC);
 }
 
@@ -129,13 +132,13 @@ TEST(Tracing, ErrnoSurvivesASuppressedTrace) {
     TraceRecorder traces;
     traces.SetThreshold(INT_MIN);
     errno = ENOSPC;
-    DS_TRACE("Example_Trace", QBF_E_FAILED, "a message");
+    DS_TRACE(ExampleTraces, kTrace, QBF_E_FAILED, "a message");
     EXPECT_EQ(errno, ENOSPC);
 }
 
 // A trace library may call a provider that traces itself.
 TEST(Tracing, ErrnoSurvivesARecordInsideARecord) {
-    const TraceSite site = {kTraceSource, 1, "Example_Trace"};
+    const TraceSite site = {ExampleTraces::kSource, 1, ExampleTraces::kTrace};
     errno = ENOSPC;
     const int outer = tal::BeginTrace(0, site);
     errno = EIO;
@@ -148,16 +151,16 @@ TEST(Tracing, ErrnoSurvivesARecordInsideARecord) {
 TEST(Tracing, TheMessageCanShowTheErrnoOfTheFailureItReports) {
     const TraceRecorder traces;
     errno = 28;
-    DS_TRACE("Example_Trace", QBF_E_FAILED, "(errno is: %d)", errno);
+    DS_TRACE(ExampleTraces, kTrace, QBF_E_FAILED, "(errno is: %d)", errno);
     EXPECT_THAT(traces.Lines(), ElementsAre("0x8000 Example_Trace: (errno is: 28)"));
 }
 
 TEST(Tracing, AConstantThresholdLetsTheLibrarysOwnMappingDecide) {
     TraceRecorder traces;
     traces.SetThreshold(2);
-    DS_TRACE("Example_Trace", QBF_I_INFO, "information");
-    DS_TRACE("Example_Trace", QBF_W_WARNING, "warning");
-    DS_TRACE("Example_Trace", QBF_E_FAILED, "failure");
+    DS_TRACE(ExampleTraces, kTrace, QBF_I_INFO, "information");
+    DS_TRACE(ExampleTraces, kTrace, QBF_W_WARNING, "warning");
+    DS_TRACE(ExampleTraces, kTrace, QBF_E_FAILED, "failure");
     EXPECT_THAT(traces.Lines(), ElementsAre("0x1000 Example_Trace: warning", "0x8000 Example_Trace: failure"));
 }
 

@@ -72,14 +72,15 @@ typedef struct IStorageProvider {
     /// @param channelInjector  XML: the channel number that is replaced by X in names, 0 for none. Ignored by the
     ///                         others.
     /// @return
-    ///   QBF_OK        XML, secure: the file is whole and handed to the medium; what became of the sync, and with XML of
+    ///   QBF_OK        XML, secure: the file is whole and handed to the medium; what became of the sync, and with XML
+    ///   of
     ///                 each single write, is not looked at.
     ///                 Binary: the file is whole, but not synced.
     ///   QBF_E_FAILED  Null database, a location that the provider does not have or does not write, a file that cannot
     ///                 be opened: no file has been touched.
     ///   QBF_E_FAILED  Something in the database could not be had or written; the file holds the rest. XML: it may not
-    ///                 be well-formed, and it ends after a region without a name. Binary: the bytes of that variable are
-    ///                 missing, and the file fits no layout. Secure: that record is missing or damaged.
+    ///                 be well-formed, and it ends after a region without a name. Binary: the bytes of that variable
+    ///                 are missing, and the file fits no layout. Secure: that record is missing or damaged.
     ///   QBF_E_FAILED  The file could not be closed; what it holds is uncertain.
     QBFResult (*StoreAll)(StorageLocation location, CDatabase* database, unsigned long channelInjector);
 
@@ -115,7 +116,8 @@ typedef struct IStorageProvider {
     ///   board   QBF_OK          the fourteen were set          those registered with their type   defaulted
     ///           QBF_E_FAILED    UpdatePathHashTable or         nothing                            untouched
     ///                           SetAsNotRetrieved failed
-    ///   all     QBF_E_FAILED    the defaulting failed          as above                           as the host left them
+    ///   all     QBF_E_FAILED    the defaulting failed          as above                           as the host left
+    ///   them
     QBFResult (*RetrieveAll)(StorageLocation location, CDatabase* database, unsigned long channelInjector);
 
     /// Writes only the given variables. QBF_W_NOT_SUPPORTED from the XML, binary and secure providers, QBF_OK without

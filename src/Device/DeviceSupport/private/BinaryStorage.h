@@ -1,8 +1,8 @@
 /// What the two binary providers do alike: selecting, opening and closing the file of a location, and walking the
 /// database. Where their texts, codes or order differ, the step stands in each provider's own file.
 ///
-/// `Traces` names the provider whose step it is: `kSource`, the source file, and the operation names `kOpenFile`,
-/// `kCloseFile`, `kWalkRegions` and `kProcessObject`.
+/// `Traces` are the names of the provider whose step it is, among them `kWalkRegions`, its operation that walks the
+/// regions.
 #ifndef TAL_PRIVATE_BINARY_STORAGE_H
 #define TAL_PRIVATE_BINARY_STORAGE_H
 
@@ -47,8 +47,7 @@ QBFResult SelectFile(LocationFiles<Count>& files, StorageLocation location) {
             return QBF_OK;
         }
     }
-    constexpr const char* kTraceSource = Traces::kSource;
-    DS_TRACE(Traces::kOpenFile, QBF_E_INVALID_ARGUMENT, "Invalid storage location id: %d", PrintableLocation(location));
+    DS_TRACE(Traces, kOpenFile, QBF_E_INVALID_ARGUMENT, "Invalid storage location id: %d", PrintableLocation(location));
     return QBF_E_INVALID_ARGUMENT;
 }
 
@@ -58,8 +57,7 @@ template <class Traces>
 QBFResult OpenNamedFile(const FileName& name, StorageOpenMode mode, StreamBuffer& buffer, std::FILE** out) {
     *out = OpenStream(name, mode == StorageOpenMode::Retrieve ? "r" : "w+", buffer);
     if (*out == nullptr) {
-        constexpr const char* kTraceSource = Traces::kSource;
-        DS_TRACE(Traces::kOpenFile, QBF_E_OPEN_FAILED, "Could not open file %s (errno is: %d)", name, errno);
+        DS_TRACE(Traces, kOpenFile, QBF_E_OPEN_FAILED, "Could not open file %s (errno is: %d)", name, errno);
         return QBF_E_OPEN_FAILED;
     }
     return QBF_OK;
@@ -70,8 +68,7 @@ QBFResult OpenNamedFile(const FileName& name, StorageOpenMode mode, StreamBuffer
 template <class Traces>
 QBFResult CloseNamedFile(std::FILE* file, StorageLocation location) {
     if (std::fclose(file) != 0) {
-        constexpr const char* kTraceSource = Traces::kSource;
-        DS_TRACE(Traces::kCloseFile, QBF_E_FAILED,
+        DS_TRACE(Traces, kCloseFile, QBF_E_FAILED,
                  "Could not close storage file for storage location %d (errno is: %d)", PrintableLocation(location),
                  errno);
         return QBF_E_FAILED;
@@ -84,13 +81,12 @@ QBFResult CloseNamedFile(std::FILE* file, StorageLocation location) {
 /// @return QBF_OK, or QBF_E_FAILED when anything failed.
 template <class Traces, class EnterRegion, class ProcessObject>
 QBFResult ProcessRegions(CDatabase* database, EnterRegion enterRegion, ProcessObject processObject) {
-    constexpr const char* kTraceSource = Traces::kSource;
     QBFResult result = QBF_OK;
     ForEachRegion(database, [&](CStorageRegion* region) {
         const char* const regionName = NameOf(region);
         if (regionName == nullptr) {
             result = QBF_E_FAILED;
-            DS_TRACE(Traces::kWalkRegions, QBF_E_NO_NAME, "Could not get region name");
+            DS_TRACE(Traces, kWalkRegions, QBF_E_NO_NAME, "Could not get region name");
             return Walk::Stop;
         }
         enterRegion(regionName);
@@ -99,9 +95,9 @@ QBFResult ProcessRegions(CDatabase* database, EnterRegion enterRegion, ProcessOb
                 result = QBF_E_FAILED;
                 const char* const objectName = NameOf(object);
                 if (objectName == nullptr) {
-                    DS_TRACE(Traces::kWalkRegions, QBF_W_WARNING, "Failed to process object");
+                    DS_TRACE(Traces, kWalkRegions, QBF_W_WARNING, "Failed to process object");
                 } else {
-                    DS_TRACE(Traces::kWalkRegions, QBF_W_WARNING, "Failed to process object %s", objectName);
+                    DS_TRACE(Traces, kWalkRegions, QBF_W_WARNING, "Failed to process object %s", objectName);
                 }
             }
             return Walk::Continue;
@@ -116,16 +112,15 @@ QBFResult ProcessRegions(CDatabase* database, EnterRegion enterRegion, ProcessOb
 /// @return QBF_OK, QBF_E_FAILED when anything failed, or QBF_E_BAD_TYPE.
 template <class Traces, class ProcessVariable>
 QBFResult ProcessVariables(CStorageObject* object, ProcessVariable processVariable) {
-    constexpr const char* kTraceSource = Traces::kSource;
     QBFResult result = QBF_OK;
     const QBFResult started = ForEachVariable(object, [&](CVariable* variable, QBFResult status) {
         if (QBF_IsFailure(status)) {
-            DS_TRACE(Traces::kProcessObject, QBF_W_WARNING, "CStorageObject_GetNextVariable() failed");
+            DS_TRACE(Traces, kProcessObject, QBF_W_WARNING, "CStorageObject_GetNextVariable() failed");
             result = QBF_E_FAILED;
             return Walk::Continue;
         }
         if (variable == nullptr) {
-            DS_TRACE(Traces::kProcessObject, QBF_E_NO_NAME, "Could not get variable name");
+            DS_TRACE(Traces, kProcessObject, QBF_E_NO_NAME, "Could not get variable name");
             result = QBF_E_FAILED;
             return Walk::Stop;
         }
@@ -136,7 +131,7 @@ QBFResult ProcessVariables(CStorageObject* object, ProcessVariable processVariab
         return processed == QBF_E_BAD_TYPE ? Walk::Stop : Walk::Continue;
     });
     if (QBF_IsFailure(started)) {
-        DS_TRACE(Traces::kProcessObject, QBF_E_FAILED, "Could not iterate variables, (QBFResult = %x)",
+        DS_TRACE(Traces, kProcessObject, QBF_E_FAILED, "Could not iterate variables, (QBFResult = %x)",
                  static_cast<unsigned>(started));
         result = QBF_E_FAILED;
     }
@@ -147,15 +142,14 @@ QBFResult ProcessVariables(CStorageObject* object, ProcessVariable processVariab
 /// @return QBF_OK, or QBF_E_FAILED, traced.
 template <class Traces, class ProcessObject>
 QBFResult ProcessNestedObject(CVariable* variable, ProcessObject processObject) {
-    constexpr const char* kTraceSource = Traces::kSource;
-    DS_TRACE(Traces::kProcessObject, QBF_I_INFO, "New nested object");
+    DS_TRACE(Traces, kProcessObject, QBF_I_INFO, "New nested object");
     void* nested = nullptr;
     if (QBF_IsFailure(GetContent(variable, true, &nested))) {
-        DS_TRACE(Traces::kProcessObject, QBF_E_FAILED, "CVariable_GetContentAddress() failed");
+        DS_TRACE(Traces, kProcessObject, QBF_E_FAILED, "CVariable_GetContentAddress() failed");
         return QBF_E_FAILED;
     }
     if (QBF_IsFailure(processObject(static_cast<CStorageObject*>(nested)))) {
-        DS_TRACE(Traces::kProcessObject, QBF_E_FAILED, "Failed to process nested object");
+        DS_TRACE(Traces, kProcessObject, QBF_E_FAILED, "Failed to process nested object");
         return QBF_E_FAILED;
     }
     return QBF_OK;
@@ -166,10 +160,9 @@ QBFResult ProcessNestedObject(CVariable* variable, ProcessObject processObject) 
 /// @return QBF_OK, or QBF_E_FAILED when anything failed.
 template <class Traces, class ProcessElement>
 QBFResult ProcessObjectArray(CVariable* variable, std::uint32_t count, ProcessElement processElement) {
-    constexpr const char* kTraceSource = Traces::kSource;
     void* address = nullptr;
     if (QBF_IsFailure(GetContent(variable, count != 0, &address))) {
-        DS_TRACE(Traces::kProcessObject, QBF_E_FAILED, "CVariable_GetContentAddress() failed");
+        DS_TRACE(Traces, kProcessObject, QBF_E_FAILED, "CVariable_GetContentAddress() failed");
         return QBF_E_FAILED;
     }
     auto* const* const elements = static_cast<CStorageObject* const*>(address);

@@ -1,82 +1,78 @@
 /// The binary provider: one raw image per location, the bytes of every variable back to back in the order of the walk.
 /// Nothing in the file says what it holds, so it fits only the database layout that wrote it.
 
+#include "Device/DeviceSupport/private/CBinaryFileStorageProvider.h"
+
 #include "Device/DeviceSupport/private/BinaryStorage.h"
+
+namespace tal::binary {
 
 namespace {
 
-using tal::CopyBounded;
-using tal::StorageOpenMode;
-
-constexpr const char* kTraceSource = "src/Device/DeviceSupport/private/CBinaryFileStorageProvider";
-
-constexpr const char* kInitialize = "CBinaryFileStorageProvider_Initialize";
-constexpr const char* kStoreAll = "CBinaryFileStorageProvider_StoreAll";
-constexpr const char* kRetrieveAll = "CBinaryFileStorageProvider_RetrieveAll";
-constexpr const char* kManageStorage = "CBinaryFileStorageProvider_ManageStorage";
-constexpr const char* kProcessObject = "CBinaryFileStorageProvider_ProcessObject";
-
 struct BinaryTraces {
-    static constexpr const char* kSource = kTraceSource;
+    static constexpr const char* kSource = "src/Device/DeviceSupport/private/CBinaryFileStorageProvider";
+    static constexpr const char* kInitialize = "CBinaryFileStorageProvider_Initialize";
+    static constexpr const char* kStoreAll = "CBinaryFileStorageProvider_StoreAll";
+    static constexpr const char* kRetrieveAll = "CBinaryFileStorageProvider_RetrieveAll";
+    static constexpr const char* kManageStorage = "CBinaryFileStorageProvider_ManageStorage";
     static constexpr const char* kOpenFile = "CBinaryFileStorageProvider_OpenFile";
     static constexpr const char* kCloseFile = "CBinaryFileStorageProvider_CloseFile";
+    static constexpr const char* kProcessObject = "CBinaryFileStorageProvider_ProcessObject";
     static constexpr const char* kWalkRegions = kManageStorage;
-    static constexpr const char* kProcessObject = ::kProcessObject;
 };
 
-constexpr tal::LocationFiles<3> kDefaultFiles = {{0, 3, 6},
-                                                 {"storage_calibration_database.bin", "storage_hardware_database.bin",
-                                                  "/lib/firmware/bin/ApplicationsConfiguration.bin"},
-                                                 {}};
+constexpr LocationFiles<3> kDefaultFiles = {{0, 3, 6},
+                                            {"storage_calibration_database.bin", "storage_hardware_database.bin",
+                                             "/lib/firmware/bin/ApplicationsConfiguration.bin"},
+                                            {}};
 
-tal::LocationFiles<3> BinaryFileNameTable = kDefaultFiles;
-tal::StreamBuffer streamBuffer;
-IStorageProvider binaryInterface;
+LocationFiles<3> BinaryFileNameTable = kDefaultFiles;
+StreamBuffer streamBuffer;
+IStorageProvider providerInterface;
 
 QBFResult OpenFile(StorageLocation location, StorageOpenMode mode, std::FILE** file) {
-    const QBFResult selected = tal::SelectFile<BinaryTraces>(BinaryFileNameTable, location);
+    const QBFResult selected = SelectFile<BinaryTraces>(BinaryFileNameTable, location);
     if (QBF_IsFailure(selected)) {
         return selected;
     }
-    const QBFResult opened =
-        tal::OpenNamedFile<BinaryTraces>(BinaryFileNameTable.CurrentFileName, mode, streamBuffer, file);
+    const QBFResult opened = OpenNamedFile<BinaryTraces>(BinaryFileNameTable.CurrentFileName, mode, streamBuffer, file);
     if (QBF_IsFailure(opened)) {
         return opened;
     }
-    DS_TRACE(BinaryTraces::kOpenFile, QBF_I_INFO, "  Binary file %s opened for storage location %d",
-             BinaryFileNameTable.CurrentFileName, tal::PrintableLocation(location));
+    DS_TRACE(BinaryTraces, kOpenFile, QBF_I_INFO, "  Binary file %s opened for storage location %d",
+             BinaryFileNameTable.CurrentFileName, PrintableLocation(location));
     return QBF_OK;
 }
 
 QBFResult CloseFile(std::FILE* file, StorageLocation location) {
-    const QBFResult closed = tal::CloseNamedFile<BinaryTraces>(file, location);
+    const QBFResult closed = CloseNamedFile<BinaryTraces>(file, location);
     if (QBF_IsFailure(closed)) {
         return closed;
     }
-    DS_TRACE(BinaryTraces::kCloseFile, QBF_I_INFO, "  Binary file closed for storage location %d",
-             tal::PrintableLocation(location));
+    DS_TRACE(BinaryTraces, kCloseFile, QBF_I_INFO, "  Binary file closed for storage location %d",
+             PrintableLocation(location));
     return QBF_OK;
 }
 
 QBFResult WriteBytes(const void* address, std::uint32_t sizeInBytes, std::FILE* file) {
-    DS_TRACE(kProcessObject, QBF_I_INFO, "Writing %d bytes to storage from address 0x%x...",
-             tal::PrintableSize(sizeInBytes), tal::PrintableAddress(address));
+    DS_TRACE(BinaryTraces, kProcessObject, QBF_I_INFO, "Writing %d bytes to storage from address 0x%x...",
+             PrintableSize(sizeInBytes), PrintableAddress(address));
     const std::size_t written = std::fwrite(address, 1, sizeInBytes, file);
     if (written != sizeInBytes) {
-        DS_TRACE(kProcessObject, QBF_E_IO, "Not all bytes written, attempted to write %d bytes, got %d",
-                 tal::PrintableSize(sizeInBytes), tal::PrintableSize(written));
+        DS_TRACE(BinaryTraces, kProcessObject, QBF_E_IO, "Not all bytes written, attempted to write %d bytes, got %d",
+                 PrintableSize(sizeInBytes), PrintableSize(written));
         return QBF_E_FAILED;
     }
     return QBF_OK;
 }
 
 QBFResult ReadBytes(CVariable* variable, void* address, std::uint32_t sizeInBytes, std::FILE* file) {
-    DS_TRACE(kProcessObject, QBF_I_INFO, "Reading %d bytes from storage to address 0x%x...",
-             tal::PrintableSize(sizeInBytes), tal::PrintableAddress(address));
+    DS_TRACE(BinaryTraces, kProcessObject, QBF_I_INFO, "Reading %d bytes from storage to address 0x%x...",
+             PrintableSize(sizeInBytes), PrintableAddress(address));
     const std::size_t arrived = std::fread(address, 1, sizeInBytes, file);
     if (arrived != sizeInBytes) {
-        DS_TRACE(kProcessObject, QBF_E_IO, "Not all bytes read, attempted to read %d bytes, got %d",
-                 tal::PrintableSize(sizeInBytes), tal::PrintableSize(arrived));
+        DS_TRACE(BinaryTraces, kProcessObject, QBF_E_IO, "Not all bytes read, attempted to read %d bytes, got %d",
+                 PrintableSize(sizeInBytes), PrintableSize(arrived));
         return QBF_E_FAILED;
     }
     // Without the mark the variable would get its default after all; the host's answer changes nothing here.
@@ -85,21 +81,21 @@ QBFResult ReadBytes(CVariable* variable, void* address, std::uint32_t sizeInByte
 }
 
 QBFResult ProcessPlainVariable(CVariable* variable, StorageOpenMode mode, std::FILE* file) {
-    const char* name = tal::NameOf(variable);
+    const char* name = NameOf(variable);
     if (name == nullptr) {
-        DS_TRACE(kProcessObject, QBF_E_NO_NAME, "Could not get variable name");
+        DS_TRACE(BinaryTraces, kProcessObject, QBF_E_NO_NAME, "Could not get variable name");
         return QBF_E_FAILED;
     }
-    DS_TRACE(kProcessObject, QBF_I_INFO, "  Processing variable: %s", name);
+    DS_TRACE(BinaryTraces, kProcessObject, QBF_I_INFO, "  Processing variable: %s", name);
 
     const std::uint32_t sizeInBytes = CVariable_GetSizeInBytes(variable);
     void* address = nullptr;
-    if (QBF_IsFailure(tal::GetContent(variable, true, &address))) {
-        name = tal::NameOf(variable);
+    if (QBF_IsFailure(GetContent(variable, true, &address))) {
+        name = NameOf(variable);
         if (name == nullptr) {
-            DS_TRACE(kProcessObject, QBF_E_FAILED, "Could not get address for variable");
+            DS_TRACE(BinaryTraces, kProcessObject, QBF_E_FAILED, "Could not get address for variable");
         } else {
-            DS_TRACE(kProcessObject, QBF_E_FAILED, "Could not get address for variable %s", name);
+            DS_TRACE(BinaryTraces, kProcessObject, QBF_E_FAILED, "Could not get address for variable %s", name);
         }
         return QBF_E_FAILED;
     }
@@ -113,11 +109,9 @@ QBFResult ProcessPlainVariable(CVariable* variable, StorageOpenMode mode, std::F
     return QBF_E_BAD_TYPE;
 }
 
-QBFResult ProcessObject(CStorageObject* object, StorageOpenMode mode, std::FILE* file);
-
 QBFResult ProcessArrayElement(CStorageObject* element, StorageOpenMode mode, std::FILE* file) {
     if (QBF_IsFailure(ProcessObject(element, mode, file))) {
-        DS_TRACE(kProcessObject, QBF_E_FAILED, "Failed to process array element object");
+        DS_TRACE(BinaryTraces, kProcessObject, QBF_E_FAILED, "Failed to process array element object");
         return QBF_E_FAILED;
     }
     return QBF_OK;
@@ -127,10 +121,10 @@ QBFResult ProcessVariable(CVariable* variable, StorageOpenMode mode, std::FILE* 
     const std::uint32_t elementCount = CVariable_GetNoOfElements(variable);
     switch (CVariable_GetType(variable)) {
         case VARIABLE_TYPE_OBJECT:
-            return tal::ProcessNestedObject<BinaryTraces>(
+            return ProcessNestedObject<BinaryTraces>(
                 variable, [=](CStorageObject* nested) { return ProcessObject(nested, mode, file); });
         case VARIABLE_TYPE_OBJECT_ARRAY:
-            return tal::ProcessObjectArray<BinaryTraces>(variable, elementCount, [=](CStorageObject* element) {
+            return ProcessObjectArray<BinaryTraces>(variable, elementCount, [=](CStorageObject* element) {
                 return ProcessArrayElement(element, mode, file);
             });
         default:
@@ -138,21 +132,27 @@ QBFResult ProcessVariable(CVariable* variable, StorageOpenMode mode, std::FILE* 
     }
 }
 
+}  // namespace
+
 QBFResult ProcessObject(CStorageObject* object, StorageOpenMode mode, std::FILE* file) {
-    const char* const name = tal::NameOf(object);
+    const char* const name = NameOf(object);
     if (name == nullptr) {
-        DS_TRACE(kProcessObject, QBF_E_NO_NAME, "Could not get object name");
+        DS_TRACE(BinaryTraces, kProcessObject, QBF_E_NO_NAME, "Could not get object name");
         return QBF_E_FAILED;
     }
-    DS_TRACE(kProcessObject, QBF_I_INFO, "  Processing object: %s", name);
-    return tal::ProcessVariables<BinaryTraces>(
-        object, [=](CVariable* variable) { return ProcessVariable(variable, mode, file); });
+    DS_TRACE(BinaryTraces, kProcessObject, QBF_I_INFO, "  Processing object: %s", name);
+    return ProcessVariables<BinaryTraces>(object,
+                                          [=](CVariable* variable) { return ProcessVariable(variable, mode, file); });
 }
 
+namespace {
+
 QBFResult WalkDatabase(CDatabase* database, StorageOpenMode mode, std::FILE* file) {
-    return tal::ProcessRegions<BinaryTraces>(
+    return ProcessRegions<BinaryTraces>(
         database,
-        [](const char* regionName) { DS_TRACE(kManageStorage, QBF_I_INFO, "  Processing region: %s", regionName); },
+        [](const char* regionName) {
+            DS_TRACE(BinaryTraces, kManageStorage, QBF_I_INFO, "  Processing region: %s", regionName);
+        },
         [=](CStorageObject* object) { return ProcessObject(object, mode, file); });
 }
 
@@ -163,7 +163,8 @@ QBFResult ManageStorage(StorageLocation location, CDatabase* database, StorageOp
     std::FILE* file = nullptr;
     const QBFResult opened = OpenFile(location, mode, &file);
     if (QBF_IsFailure(opened)) {
-        DS_TRACE(kManageStorage, opened, "Could not open storage file %s", BinaryFileNameTable.CurrentFileName);
+        DS_TRACE(BinaryTraces, kManageStorage, opened, "Could not open storage file %s",
+                 BinaryFileNameTable.CurrentFileName);
         return QBF_E_NO_STORAGE_FILE;
     }
 
@@ -172,7 +173,7 @@ QBFResult ManageStorage(StorageLocation location, CDatabase* database, StorageOp
         result = WalkDatabase(database, mode, file);
     }
     if (QBF_IsFailure(CloseFile(file, location))) {
-        DS_TRACE(kManageStorage, QBF_E_FAILED, "Could not close storage file");
+        DS_TRACE(BinaryTraces, kManageStorage, QBF_E_FAILED, "Could not close storage file");
         result = QBF_E_FAILED;
     }
     return result;
@@ -182,11 +183,11 @@ QBFResult ManageStorage(StorageLocation location, CDatabase* database, StorageOp
 bool PrepareDatabase(CDatabase* database) {
     bool ready = true;
     if (QBF_IsFailure(CDatabase_UpdatePathHashTable(database))) {
-        DS_TRACE(kRetrieveAll, QBF_E_FAILED, "Error when updating hash table in CDatabase");
+        DS_TRACE(BinaryTraces, kRetrieveAll, QBF_E_FAILED, "Error when updating hash table in CDatabase");
         ready = false;
     }
     if (QBF_IsFailure(CDatabase_SetAsNotRetrieved(database))) {
-        DS_TRACE(kRetrieveAll, QBF_E_FAILED, "Error when setting Database as not retrieved");
+        DS_TRACE(BinaryTraces, kRetrieveAll, QBF_E_FAILED, "Error when setting Database as not retrieved");
         ready = false;
     }
     return ready;
@@ -194,7 +195,7 @@ bool PrepareDatabase(CDatabase* database) {
 
 QBFResult Initialize(StorageLocation /*location*/) {
     // The word "File" is missing from this message alone.
-    DS_TRACE(kInitialize, QBF_I_INFO, "CBinaryStorageProvider: Initializing...");
+    DS_TRACE(BinaryTraces, kInitialize, QBF_I_INFO, "CBinaryStorageProvider: Initializing...");
     CBinaryFileStorageProvider_SetStorageFilenames(kDefaultFiles.names[0], kDefaultFiles.names[1],
                                                    kDefaultFiles.names[2]);
     return QBF_OK;
@@ -205,9 +206,9 @@ QBFResult ReserveWritableSpace(StorageLocation /*location*/, unsigned long /*siz
 }
 
 QBFResult StoreAll(StorageLocation location, CDatabase* database, unsigned long /*channelInjector*/) {
-    DS_TRACE(kStoreAll, QBF_I_INFO, "CBinaryFileStorageProvider: Storing all...");
+    DS_TRACE(BinaryTraces, kStoreAll, QBF_I_INFO, "CBinaryFileStorageProvider: Storing all...");
     if (database == nullptr) {
-        DS_TRACE(kStoreAll, QBF_E_INVALID_ARGUMENT, "database is a nullptr");
+        DS_TRACE(BinaryTraces, kStoreAll, QBF_E_INVALID_ARGUMENT, "database is a nullptr");
         return QBF_E_FAILED;
     }
     const QBFResult result = ManageStorage(location, database, StorageOpenMode::Store, true);
@@ -215,9 +216,9 @@ QBFResult StoreAll(StorageLocation location, CDatabase* database, unsigned long 
 }
 
 QBFResult RetrieveAll(StorageLocation location, CDatabase* database, unsigned long /*channelInjector*/) {
-    DS_TRACE(kRetrieveAll, QBF_I_INFO, "CBinaryFileStorageProvider: Retrieving all...");
+    DS_TRACE(BinaryTraces, kRetrieveAll, QBF_I_INFO, "CBinaryFileStorageProvider: Retrieving all...");
     if (database == nullptr) {
-        DS_TRACE(kRetrieveAll, QBF_E_INVALID_ARGUMENT, "database is a nullptr");
+        DS_TRACE(BinaryTraces, kRetrieveAll, QBF_E_INVALID_ARGUMENT, "database is a nullptr");
         return QBF_E_FAILED;
     }
     const bool ready = PrepareDatabase(database);
@@ -226,7 +227,7 @@ QBFResult RetrieveAll(StorageLocation location, CDatabase* database, unsigned lo
     const QBFResult defaulted = CDatabase_SetNotRetrievedVariablesToDefault(database);
     if (QBF_IsFailure(defaulted)) {
         const QBFResult code = result == QBF_E_NO_STORAGE_FILE ? QBFResult{QBF_E_FAILED} : defaulted;
-        DS_TRACE(kRetrieveAll, code, "Error when setting missing variables to default");
+        DS_TRACE(BinaryTraces, kRetrieveAll, code, "Error when setting missing variables to default");
     }
     return QBF_IsFailure(result) || QBF_IsFailure(defaulted) ? QBF_E_FAILED : QBF_OK;
 }
@@ -237,6 +238,11 @@ QBFResult StoreAllWritable(StorageLocation /*location*/, CVariable** /*variables
 
 }  // namespace
 
+}  // namespace tal::binary
+
+using tal::CopyBounded;
+using tal::binary::BinaryFileNameTable;
+
 void CBinaryFileStorageProvider_SetStorageFilenames(const char* calibration, const char* hardware,
                                                     const char* applications) {
     CopyBounded(BinaryFileNameTable.names[0], calibration);
@@ -245,7 +251,8 @@ void CBinaryFileStorageProvider_SetStorageFilenames(const char* calibration, con
 }
 
 QBFResult CBinaryFileStorageProvider_GetInterface(IStorageProvider** out) {
-    binaryInterface = {Initialize, ReserveWritableSpace, StoreAll, RetrieveAll, StoreAllWritable};
-    *out = &binaryInterface;
+    tal::binary::providerInterface = {tal::binary::Initialize, tal::binary::ReserveWritableSpace, tal::binary::StoreAll,
+                                      tal::binary::RetrieveAll, tal::binary::StoreAllWritable};
+    *out = &tal::binary::providerInterface;
     return QBF_OK;
 }

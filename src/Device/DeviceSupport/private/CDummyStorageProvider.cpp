@@ -4,7 +4,7 @@
 
 namespace {
 
-IStorageProvider dummyInterface;
+IStorageProvider providerInterface;
 
 QBFResult Initialize(StorageLocation /*location*/) {
     return QBF_OK;
@@ -29,7 +29,7 @@ QBFResult StoreAllWritable(StorageLocation /*location*/, CVariable** /*variables
 }  // namespace
 
 QBFResult CDummyStorageProvider_GetInterface(IStorageProvider** out) {
-    dummyInterface = {Initialize, ReserveWritableSpace, StoreAll, RetrieveAll, StoreAllWritable};
-    *out = &dummyInterface;
+    providerInterface = {Initialize, ReserveWritableSpace, StoreAll, RetrieveAll, StoreAllWritable};
+    *out = &providerInterface;
     return QBF_OK;
 }

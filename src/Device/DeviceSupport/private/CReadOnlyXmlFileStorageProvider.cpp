@@ -4,23 +4,28 @@
 
 namespace {
 
-constexpr char kTraceSource[] = "src/Device/DeviceSupport/private/CReadOnlyXmlFileStorageProvider";
+struct ReadOnlyXmlTraces {
+    static constexpr const char* kSource = "src/Device/DeviceSupport/private/CReadOnlyXmlFileStorageProvider";
+    static constexpr const char* kGetInterface = "CReadOnlyXmlFileStorageProvider_GetInterface";
+    static constexpr const char* kReserveWritableSpace = "CReadOnlyXmlFileStorageProvider_ReserveWritableSpace";
+    static constexpr const char* kStoreAll = "CReadOnlyXmlFileStorageProvider_StoreAll";
+    static constexpr const char* kStoreAllWritable = "CReadOnlyXmlFileStorageProvider_StoreAllWritable";
+};
 
-IStorageProvider readOnlyInterface;
+IStorageProvider providerInterface;
 
 QBFResult ReserveWritableSpace(StorageLocation /*location*/, unsigned long /*size*/) {
-    DS_TRACE("CReadOnlyXmlFileStorageProvider_ReserveWritableSpace", QBF_I_INFO,
-             "Ignoring ReserveWritableSpace operation");
+    DS_TRACE(ReadOnlyXmlTraces, kReserveWritableSpace, QBF_I_INFO, "Ignoring ReserveWritableSpace operation");
     return QBF_OK;
 }
 
 QBFResult StoreAll(StorageLocation /*location*/, CDatabase* /*database*/, unsigned long /*channelInjector*/) {
-    DS_TRACE("CReadOnlyXmlFileStorageProvider_StoreAll", QBF_I_INFO, "Ignoring StoreAll operation");
+    DS_TRACE(ReadOnlyXmlTraces, kStoreAll, QBF_I_INFO, "Ignoring StoreAll operation");
     return QBF_OK;
 }
 
 QBFResult StoreAllWritable(StorageLocation /*location*/, CVariable** /*variables*/, unsigned long /*count*/) {
-    DS_TRACE("CReadOnlyXmlFileStorageProvider_StoreAllWritable", QBF_I_INFO, "Ignoring StoreAllWritable operation");
+    DS_TRACE(ReadOnlyXmlTraces, kStoreAllWritable, QBF_I_INFO, "Ignoring StoreAllWritable operation");
     return QBF_OK;
 }
 
@@ -35,7 +40,7 @@ void CReadOnlyXmlFileStorageProvider_SetStorageFilenames(const char* file0, cons
 }
 
 QBFResult CReadOnlyXmlFileStorageProvider_GetInterface(IStorageProvider** out) {
-    DS_TRACE("CReadOnlyXmlFileStorageProvider_GetInterface", QBF_I_INFO,
+    DS_TRACE(ReadOnlyXmlTraces, kGetInterface, QBF_I_INFO,
              "CReadOnlyXmlFileStorageProvider_GetInterface: Setting storage filenames...");
     CXmlFileStorageProviderBase_SetStorageFilenames("storage_calibration_database.xml", "storage_hardware_database.xml",
                                                     nullptr, nullptr, "storage_application_configuration.xml",
@@ -44,10 +49,10 @@ QBFResult CReadOnlyXmlFileStorageProvider_GetInterface(IStorageProvider** out) {
     IStorageProvider* base = nullptr;
     const QBFResult result = CXmlFileStorageProviderBase_GetInterface(&base);
     if (QBF_IsFailure(result)) {
-        DS_TRACE("CReadOnlyXmlFileStorageProvider_GetInterface", result, "Could not get base class interface");
+        DS_TRACE(ReadOnlyXmlTraces, kGetInterface, result, "Could not get base class interface");
         return result;
     }
-    readOnlyInterface = {base->Initialize, ReserveWritableSpace, StoreAll, base->RetrieveAll, StoreAllWritable};
-    *out = &readOnlyInterface;
+    providerInterface = {base->Initialize, ReserveWritableSpace, StoreAll, base->RetrieveAll, StoreAllWritable};
+    *out = &providerInterface;
     return QBF_OK;
 }

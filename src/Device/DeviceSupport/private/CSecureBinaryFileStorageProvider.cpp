@@ -1,49 +1,38 @@
 /// The secure binary provider: one record per variable of the writable objects, with path and size, so that a file
 /// can be restored into a database whose layout has changed.
 
-#include <unistd.h>
+#include "Device/DeviceSupport/private/CSecureBinaryFileStorageProvider.h"
 
 #include <climits>
 #include <memory>
 #include <new>
 
-#include "Device/DeviceSupport/private/BinaryStorage.h"
 #include "Device/DeviceSupport/private/SecureRecord.h"
+
+namespace tal::secure {
 
 namespace {
 
-using tal::AppendBounded;
-using tal::ChannelText;
-using tal::CopyBounded;
-using tal::PrintableAddress;
-using tal::PrintableLocation;
-using tal::PrintableSize;
-using tal::ReplaceFirst;
-using tal::StorageOpenMode;
-
-constexpr const char* kTraceSource = "src/Device/DeviceSupport/private/CSecureBinaryFileStorageProvider";
-
-constexpr const char* kInitialize = "CSecureBinaryFileStorageProvider_Initialize";
-constexpr const char* kSetStorageFilenames = "CSecureBinaryFileStorageProvider_SetStorageFilenames";
-constexpr const char* kOpenFile = "CSecureBinaryFileStorageProvider_OpenFile";
-constexpr const char* kCloseFile = "CSecureBinaryFileStorageProvider_CloseFile";
-constexpr const char* kStoreAll = "CSecureBinaryFileStorageProvider_StoreAll";
-constexpr const char* kManageStore = "CSecureBinaryFileStorageProvider_ManageStore";
-constexpr const char* kProcessObject = "CSecureBinaryFileStorageProvider_ProcessObject";
-constexpr const char* kRetrieveAll = "CSecureBinaryFileStorageProvider_RetrieveAll";
-constexpr const char* kManageRetrieve = "CSecureBinaryFileStorageProvider_ManageRetrieve";
-constexpr const char* kPrepareForVariableUpdate = "CSecureBinaryFileStorageProvider_PrepareForVariableUpdate";
-
 struct SecureTraces {
-    static constexpr const char* kSource = kTraceSource;
-    static constexpr const char* kOpenFile = ::kOpenFile;
-    static constexpr const char* kCloseFile = ::kCloseFile;
+    static constexpr const char* kSource = "src/Device/DeviceSupport/private/CSecureBinaryFileStorageProvider";
+    static constexpr const char* kInitialize = "CSecureBinaryFileStorageProvider_Initialize";
+    static constexpr const char* kSetStorageFilenames = "CSecureBinaryFileStorageProvider_SetStorageFilenames";
+    static constexpr const char* kOpenFile = "CSecureBinaryFileStorageProvider_OpenFile";
+    static constexpr const char* kCloseFile = "CSecureBinaryFileStorageProvider_CloseFile";
+    static constexpr const char* kStoreAll = "CSecureBinaryFileStorageProvider_StoreAll";
+    static constexpr const char* kManageStore = "CSecureBinaryFileStorageProvider_ManageStore";
+    static constexpr const char* kProcessObject = "CSecureBinaryFileStorageProvider_ProcessObject";
+    static constexpr const char* kRetrieveAll = "CSecureBinaryFileStorageProvider_RetrieveAll";
+    static constexpr const char* kManageRetrieve = "CSecureBinaryFileStorageProvider_ManageRetrieve";
+    static constexpr const char* kPrepareForVariableUpdate =
+        "CSecureBinaryFileStorageProvider_PrepareForVariableUpdate";
     static constexpr const char* kWalkRegions = kManageStore;
-    static constexpr const char* kProcessObject = ::kProcessObject;
+    static constexpr const char* kSync = kManageStore;
+    static constexpr const char* kFileKind = "secure binary file";
 };
 
 // The names of the locations 1 and 2 are never set to any others.
-constexpr tal::LocationFiles<5> kDefaultFiles = {
+constexpr SecureFiles kDefaultFiles = {
     {0, 1, 2, 3, 6},
     {"storage_calibration_database.sbin", "storage_calibration_database.sbin", "storage_calibration_database.sbin",
      "storage_hardware_database.sbin", "/lib/firmware/bin/Applications.sbin"},
@@ -52,118 +41,119 @@ constexpr tal::LocationFiles<5> kDefaultFiles = {
 /// The longest path that is written or accepted, without its NUL.
 constexpr std::size_t kLongestPath = 510;
 
-IStorageProvider secureInterface;
-tal::LocationFiles<5> SecureFileNameTable = kDefaultFiles;
-tal::StreamBuffer streamBuffer;
-unsigned long ChannelNumber = 0;
+IStorageProvider providerInterface;
+StreamBuffer streamBuffer;
 
-char RegionPath[40];
-// Grows as the walk enters objects and is never shortened when it leaves them: paths after a nested object carry its
-// name, which the files have always had and which the look-up by path has to meet again.
-char ObjectPath[1210];
-// One for the whole walk, so that an array inside an array's element replaces the outer one's base.
-char SavedArrayBasePath[sizeof ObjectPath];
-// RegionPath and ObjectPath joined, for all the paths in between two changes of ObjectPath.
-char PathPrefixBuffer[sizeof RegionPath + sizeof ObjectPath];
-std::string_view pathPrefix;
-char VariablePath[512];
-char pathFromFile[512];
-char replacementScratch[sizeof ObjectPath + 64];
+}  // namespace
+
+SecureProviderState state;
+SecureFiles SecureFileNameTable = kDefaultFiles;
+
+namespace {
 
 constexpr std::string_view kAnyChannel = "Channel.X.";
 constexpr std::string_view kAnyCalibrationTab = "CalibrationTabRfX";
 
 ChannelText OwnChannel() {
-    return {"Channel.", ChannelNumber, "."};
+    return {"Channel.", state.ChannelNumber, "."};
 }
 
 ChannelText OwnCalibrationTab() {
-    return {"CalibrationTabRf", ChannelNumber, ""};
+    return {"CalibrationTabRf", state.ChannelNumber, ""};
 }
 
 template <std::size_t Size>
 void ReplaceOwnByAnyChannel(char (&path)[Size]) {
-    ReplaceFirst(path, replacementScratch, OwnChannel().View(), kAnyChannel);
-    ReplaceFirst(path, replacementScratch, OwnCalibrationTab().View(), kAnyCalibrationTab);
+    ReplaceFirst(path, state.scratch, OwnChannel().View(), kAnyChannel);
+    ReplaceFirst(path, state.scratch, OwnCalibrationTab().View(), kAnyCalibrationTab);
 }
 
 template <std::size_t Size>
 void ReplaceAnyByOwnChannel(char (&path)[Size]) {
-    ReplaceFirst(path, replacementScratch, kAnyChannel, OwnChannel().View());
-    ReplaceFirst(path, replacementScratch, kAnyCalibrationTab, OwnCalibrationTab().View());
+    ReplaceFirst(path, state.scratch, kAnyChannel, OwnChannel().View());
+    ReplaceFirst(path, state.scratch, kAnyCalibrationTab, OwnCalibrationTab().View());
 }
 
 void SetFilename(std::size_t slot, const char* name) {
     CopyBounded(SecureFileNameTable.names[slot], name);
-    DS_TRACE(kSetStorageFilenames, QBF_I_INFO, "Set storage: %s", SecureFileNameTable.names[slot]);
+    DS_TRACE(SecureTraces, kSetStorageFilenames, QBF_I_INFO, "Set storage: %s", SecureFileNameTable.names[slot]);
 }
 
+}  // namespace
+
 QBFResult OpenFile(StorageLocation location, StorageOpenMode mode, std::FILE** out) {
-    const QBFResult selected = tal::SelectFile<SecureTraces>(SecureFileNameTable, location);
+    const QBFResult selected = SelectFile<SecureTraces>(SecureFileNameTable, location);
     if (QBF_IsFailure(selected)) {
         return selected;
     }
     if (mode == StorageOpenMode::StoreWritable) {
-        DS_TRACE(kOpenFile, QBF_E_INVALID_ARGUMENT, "Storage operation eSTORE_WRITABLE not supported");
+        DS_TRACE(SecureTraces, kOpenFile, QBF_E_INVALID_ARGUMENT, "Storage operation eSTORE_WRITABLE not supported");
         return QBF_E_INVALID_ARGUMENT;
     }
-    const QBFResult opened =
-        tal::OpenNamedFile<SecureTraces>(SecureFileNameTable.CurrentFileName, mode, streamBuffer, out);
+    const QBFResult opened = OpenNamedFile<SecureTraces>(SecureFileNameTable.CurrentFileName, mode, streamBuffer, out);
     if (QBF_IsFailure(opened)) {
         return opened;
     }
     // The wording is the same for a file that is opened for writing.
-    DS_TRACE(kOpenFile, QBF_I_INFO, "  Reading Binary file %s (for storage location %d)",
+    DS_TRACE(SecureTraces, kOpenFile, QBF_I_INFO, "  Reading Binary file %s (for storage location %d)",
              SecureFileNameTable.CurrentFileName, PrintableLocation(location));
     return QBF_OK;
 }
 
+namespace {
+
 QBFResult CloseFile(std::FILE* file, StorageLocation location) {
-    const QBFResult closed = tal::CloseNamedFile<SecureTraces>(file, location);
+    const QBFResult closed = CloseNamedFile<SecureTraces>(file, location);
     if (QBF_IsFailure(closed)) {
         return closed;
     }
-    DS_TRACE(kCloseFile, QBF_I_INFO, "Binary file closed for storage location %d", PrintableLocation(location));
+    DS_TRACE(SecureTraces, kCloseFile, QBF_I_INFO, "Binary file closed for storage location %d",
+             PrintableLocation(location));
     return QBF_OK;
 }
 
 /// Appends what of `part` a record's path still has room for behind `end`.
 /// @return the new end.
 char* AppendToVariablePath(char* end, std::string_view part) {
-    const std::size_t kept = std::min(part.size(), static_cast<std::size_t>(VariablePath + kLongestPath - end));
+    const std::size_t kept = std::min(part.size(), static_cast<std::size_t>(state.VariablePath + kLongestPath - end));
     std::memcpy(end, part.data(), kept);
     return end + kept;
 }
 
+}  // namespace
+
 void BuildPathPrefix() {
-    pathPrefix = tal::JoinPath(PathPrefixBuffer, RegionPath, ObjectPath);
+    state.pathPrefixLength = JoinPath(state.pathPrefix, state.RegionPath, state.ObjectPath).size();
 }
 
-/// "region/objects/variable", cut to what a record may hold.
 std::string_view BuildVariablePath(std::string_view variable) {
-    char* end = AppendToVariablePath(VariablePath, pathPrefix);
+    const std::string_view pathPrefix = {state.pathPrefix, state.pathPrefixLength};
+    char* end = AppendToVariablePath(state.VariablePath, pathPrefix);
     end = AppendToVariablePath(end, variable);
     *end = '\0';
 
     const std::size_t wholeLength = pathPrefix.size() + variable.size();
     // Longer texts than printf can count are an output error to it.
     if (wholeLength > INT_MAX) {
-        DS_TRACE(kProcessObject, QBF_E_FAILED, "snprintf encountered an output error");
+        DS_TRACE(SecureTraces, kProcessObject, QBF_E_FAILED, "snprintf encountered an output error");
     } else if (wholeLength > kLongestPath) {
-        DS_TRACE(kProcessObject, QBF_W_WARNING, "snprintf string was truncated");
+        DS_TRACE(SecureTraces, kProcessObject, QBF_W_WARNING, "snprintf string was truncated");
     }
-    return {VariablePath, static_cast<std::size_t>(end - VariablePath)};
+    return {state.VariablePath, static_cast<std::size_t>(end - state.VariablePath)};
 }
+
+namespace {
 
 /// Writes header, path and data; a piece that comes up short does not keep the following ones from being written.
 QBFResult WriteRecord(std::string_view path, const void* address, std::uint32_t sizeInBytes, std::FILE* file) {
-    tal::SecureHeaderBytes header;
-    tal::EncodeSecureHeader(header, static_cast<std::uint32_t>(path.size()), sizeInBytes);
+    SecureHeaderBytes header;
+    EncodeSecureHeader(header, static_cast<std::uint32_t>(path.size()), sizeInBytes);
 
     QBFResult result = QBF_OK;
     const std::size_t headerWritten = std::fwrite(header, 1, sizeof header, file);
     if (headerWritten != sizeof header) {
-        DS_TRACE(kProcessObject, QBF_E_IO, "Not all metadata header bytes written, attempted to write %d bytes, got %d",
+        DS_TRACE(SecureTraces, kProcessObject, QBF_E_IO,
+                 "Not all metadata header bytes written, attempted to write %d bytes, got %d",
                  PrintableSize(sizeof header), PrintableSize(headerWritten));
         result = QBF_E_FAILED;
     }
@@ -172,41 +162,44 @@ QBFResult WriteRecord(std::string_view path, const void* address, std::uint32_t 
     const std::size_t pathSize = path.size() + 1;
     const std::size_t pathWritten = std::fwrite(path.data(), 1, pathSize, file);
     if (pathWritten != pathSize) {
-        DS_TRACE(kProcessObject, QBF_E_IO, "Not all variable path bytes written, attempted to write %d bytes, got %d",
-                 PrintableSize(pathSize), PrintableSize(pathWritten));
+        DS_TRACE(SecureTraces, kProcessObject, QBF_E_IO,
+                 "Not all variable path bytes written, attempted to write %d bytes, got %d", PrintableSize(pathSize),
+                 PrintableSize(pathWritten));
         result = QBF_E_FAILED;
     }
 
-    DS_TRACE(kProcessObject, QBF_I_INFO, "Writing %d bytes to file from address 0x%x...", PrintableSize(sizeInBytes),
-             PrintableAddress(address));
+    DS_TRACE(SecureTraces, kProcessObject, QBF_I_INFO, "Writing %d bytes to file from address 0x%x...",
+             PrintableSize(sizeInBytes), PrintableAddress(address));
     const std::size_t dataWritten = std::fwrite(address, 1, sizeInBytes, file);
     if (dataWritten != sizeInBytes) {
-        DS_TRACE(kProcessObject, QBF_E_IO, "Not all variable data bytes written, attempted to write %d bytes, got %d",
-                 PrintableSize(sizeInBytes), PrintableSize(dataWritten));
+        DS_TRACE(SecureTraces, kProcessObject, QBF_E_IO,
+                 "Not all variable data bytes written, attempted to write %d bytes, got %d", PrintableSize(sizeInBytes),
+                 PrintableSize(dataWritten));
         result = QBF_E_FAILED;
     }
     return result;
 }
 
 QBFResult ProcessPlainVariable(CVariable* variable, std::FILE* file) {
-    const char* const name = tal::NameOf(variable);
+    const char* const name = NameOf(variable);
     if (name == nullptr) {
-        DS_TRACE(kProcessObject, QBF_E_NO_NAME, "Could not get variable name");
+        DS_TRACE(SecureTraces, kProcessObject, QBF_E_NO_NAME, "Could not get variable name");
         return QBF_E_FAILED;
     }
     const std::uint32_t sizeInBytes = CVariable_GetSizeInBytes(variable);
     void* address = nullptr;
-    if (QBF_IsFailure(tal::GetContent(variable, true, &address))) {
-        DS_TRACE(kProcessObject, QBF_E_FAILED, "Could not get address for variable %s", name);
+    if (QBF_IsFailure(GetContent(variable, true, &address))) {
+        DS_TRACE(SecureTraces, kProcessObject, QBF_E_FAILED, "Could not get address for variable %s", name);
         return QBF_E_FAILED;
     }
     std::string_view path = BuildVariablePath(name);
-    if (ChannelNumber != 0) {
-        ReplaceOwnByAnyChannel(VariablePath);
-        path = VariablePath;
-        DS_TRACE(kProcessObject, QBF_I_INFO, "VariablePath after channel injection: %s", VariablePath);
+    if (state.ChannelNumber != 0) {
+        ReplaceOwnByAnyChannel(state.VariablePath);
+        path = state.VariablePath;
+        DS_TRACE(SecureTraces, kProcessObject, QBF_I_INFO, "VariablePath after channel injection: %s",
+                 state.VariablePath);
     }
-    DS_TRACE(kProcessObject, QBF_I_INFO, "Processing variable path: %s", VariablePath);
+    DS_TRACE(SecureTraces, kProcessObject, QBF_I_INFO, "Processing variable path: %s", state.VariablePath);
     return WriteRecord(path, address, sizeInBytes, file);
 }
 
@@ -216,29 +209,29 @@ QBFResult ProcessObject(CStorageObject* object, std::FILE* file, AppendName appe
 
 /// An element stands in the path in place of its array, whose own name is in no path.
 QBFResult ProcessArrayElement(CStorageObject* element, std::FILE* file) {
-    CopyBounded(ObjectPath, SavedArrayBasePath);
-    const char* const name = tal::NameOf(element);
+    CopyBounded(state.ObjectPath, state.SavedArrayBasePath);
+    const char* const name = NameOf(element);
     if (name == nullptr) {
-        DS_TRACE(kProcessObject, QBF_E_FAILED, "Failed to get name for object array element");
+        DS_TRACE(SecureTraces, kProcessObject, QBF_E_FAILED, "Failed to get name for object array element");
         return QBF_E_FAILED;
     }
-    AppendBounded(ObjectPath, name);
+    AppendBounded(state.ObjectPath, name);
     if (QBF_IsFailure(ProcessObject(element, file, AppendName::No))) {
-        DS_TRACE(kProcessObject, QBF_E_FAILED, "Failed to process array element object");
+        DS_TRACE(SecureTraces, kProcessObject, QBF_E_FAILED, "Failed to process array element object");
         return QBF_E_FAILED;
     }
     return QBF_OK;
 }
 
 QBFResult ProcessNested(CVariable* variable, std::FILE* file) {
-    return tal::ProcessNestedObject<SecureTraces>(
+    return ProcessNestedObject<SecureTraces>(
         variable, [=](CStorageObject* nested) { return ProcessObject(nested, file, AppendName::Yes); });
 }
 
 QBFResult ProcessArray(CVariable* variable, std::uint32_t elementCount, const char* holderName, std::FILE* file) {
-    DS_TRACE(kProcessObject, QBF_I_INFO, "New object array (object name is %s)", holderName);
-    CopyBounded(SavedArrayBasePath, ObjectPath);
-    return tal::ProcessObjectArray<SecureTraces>(
+    DS_TRACE(SecureTraces, kProcessObject, QBF_I_INFO, "New object array (object name is %s)", holderName);
+    CopyBounded(state.SavedArrayBasePath, state.ObjectPath);
+    return ProcessObjectArray<SecureTraces>(
         variable, elementCount, [=](CStorageObject* element) { return ProcessArrayElement(element, file); });
 }
 
@@ -260,39 +253,39 @@ QBFResult ProcessVariable(CVariable* variable, const char* holderName, std::FILE
 }
 
 QBFResult ProcessObject(CStorageObject* object, std::FILE* file, AppendName appendName) {
-    const char* const name = tal::NameOf(object);
+    const char* const name = NameOf(object);
     if (name == nullptr) {
-        DS_TRACE(kProcessObject, QBF_E_NO_NAME, "Could not get object name");
+        DS_TRACE(SecureTraces, kProcessObject, QBF_E_NO_NAME, "Could not get object name");
         return QBF_E_FAILED;
     }
-    DS_TRACE(kProcessObject, QBF_I_INFO, "Processing object: %s", name);
+    DS_TRACE(SecureTraces, kProcessObject, QBF_I_INFO, "Processing object: %s", name);
     if (appendName == AppendName::Yes) {
-        AppendBounded(ObjectPath, name);
+        AppendBounded(state.ObjectPath, name);
     }
-    AppendBounded(ObjectPath, "/");
-    if (ChannelNumber != 0) {
-        ReplaceOwnByAnyChannel(ObjectPath);
-        DS_TRACE(kProcessObject, QBF_I_INFO, "ObjectPath after channel injection: %s", ObjectPath);
+    AppendBounded(state.ObjectPath, "/");
+    if (state.ChannelNumber != 0) {
+        ReplaceOwnByAnyChannel(state.ObjectPath);
+        DS_TRACE(SecureTraces, kProcessObject, QBF_I_INFO, "ObjectPath after channel injection: %s", state.ObjectPath);
     }
     if (CStorageObject_IsWritable(object) == 0) {
         return QBF_OK;
     }
     BuildPathPrefix();
-    return tal::ProcessVariables<SecureTraces>(
-        object, [=](CVariable* variable) { return ProcessVariable(variable, name, file); });
+    return ProcessVariables<SecureTraces>(object,
+                                          [=](CVariable* variable) { return ProcessVariable(variable, name, file); });
 }
 
 void EnterRegion(const char* name) {
-    DS_TRACE(kManageStore, QBF_I_INFO, "Processing region: %s", name);
-    CopyBounded(RegionPath, name);
-    if (ChannelNumber != 0) {
-        ReplaceFirst(RegionPath, replacementScratch, OwnCalibrationTab().View(), kAnyCalibrationTab);
-        DS_TRACE(kManageStore, QBF_I_INFO, "RegionPath after channel injection: %s", RegionPath);
+    DS_TRACE(SecureTraces, kManageStore, QBF_I_INFO, "Processing region: %s", name);
+    CopyBounded(state.RegionPath, name);
+    if (state.ChannelNumber != 0) {
+        ReplaceFirst(state.RegionPath, state.scratch, OwnCalibrationTab().View(), kAnyCalibrationTab);
+        DS_TRACE(SecureTraces, kManageStore, QBF_I_INFO, "RegionPath after channel injection: %s", state.RegionPath);
     }
 }
 
 QBFResult ProcessTopLevelObject(CStorageObject* object, std::FILE* file) {
-    ObjectPath[0] = '\0';
+    state.ObjectPath[0] = '\0';
     return ProcessObject(object, file, AppendName::Yes);
 }
 
@@ -301,56 +294,34 @@ QBFResult ProcessTopLevelObject(CStorageObject* object, std::FILE* file) {
 QBFResult FlushAndSync(std::FILE* file, StorageLocation location) {
     QBFResult result = QBF_OK;
     if (std::fflush(file) != 0) {
-        DS_TRACE(kManageStore, QBF_E_IO, "Could not flush storage file for storage location %d (errno is: %d)",
-                 PrintableLocation(location), errno);
+        DS_TRACE(SecureTraces, kManageStore, QBF_E_IO,
+                 "Could not flush storage file for storage location %d (errno is: %d)", PrintableLocation(location),
+                 errno);
         result = QBF_E_FAILED;
     }
-    DS_TRACE(kManageStore, QBF_I_INFO, "fsync started for secure binary file, storage location %d",
-             PrintableLocation(location));
-    fsync(fileno(file));
-    DS_TRACE(kManageStore, QBF_I_INFO, "fsync completed for secure binary file, storage location %d",
-             PrintableLocation(location));
+    SyncFile<SecureTraces>(file, location);
     return result;
-}
-
-void SyncDirectory(StorageLocation location) {
-    // The directory's name is the empty string, so that this open fails and only the attempt is reported.
-    constexpr char kDirectoryName[] = "";
-    std::FILE* const directory = std::fopen(kDirectoryName, "r");
-    if (directory == nullptr) {
-        DS_TRACE(kManageStore, QBF_N_NOTICE,
-                 "Failed to fsync file directory for storage location %d, could not open directory",
-                 PrintableLocation(location));
-        return;
-    }
-    std::fflush(directory);
-    DS_TRACE(kManageStore, QBF_I_INFO, "Directory fsync started for secure binary file, storage location %d",
-             PrintableLocation(location));
-    fsync(fileno(directory));
-    DS_TRACE(kManageStore, QBF_I_INFO, "Directory fsync completed for secure binary file, storage location %d",
-             PrintableLocation(location));
-    std::fclose(directory);
 }
 
 QBFResult ManageStore(StorageLocation location, CDatabase* database) {
     std::FILE* file = nullptr;
     const QBFResult opened = OpenFile(location, StorageOpenMode::Store, &file);
     if (QBF_IsFailure(opened)) {
-        DS_TRACE(kManageStore, opened, "Could not open storage file %s for writing",
+        DS_TRACE(SecureTraces, kManageStore, opened, "Could not open storage file %s for writing",
                  SecureFileNameTable.CurrentFileName);
         return QBF_E_FAILED;
     }
 
-    const QBFResult walked = tal::ProcessRegions<SecureTraces>(
+    const QBFResult walked = ProcessRegions<SecureTraces>(
         database, EnterRegion, [=](CStorageObject* object) { return ProcessTopLevelObject(object, file); });
     const QBFResult flushed = FlushAndSync(file, location);
     const QBFResult closed = CloseFile(file, location);
     if (QBF_IsFailure(closed)) {
-        DS_TRACE(kManageStore, closed, "Could not close storage file");
+        DS_TRACE(SecureTraces, kManageStore, closed, "Could not close storage file");
     }
-    DS_TRACE(kManageStore, QBF_I_INFO, "Secure binary file closed for storage location %d",
+    DS_TRACE(SecureTraces, kManageStore, QBF_I_INFO, "Secure binary file closed for storage location %d",
              PrintableLocation(location));
-    SyncDirectory(location);
+    SyncDirectory<SecureTraces>(location, QBF_N_NOTICE);
     return QBF_IsFailure(walked) || QBF_IsFailure(flushed) || QBF_IsFailure(closed) ? QBF_E_FAILED : QBF_OK;
 }
 
@@ -383,7 +354,7 @@ struct Record {
 /// Looks the path up without a word: what is wrong with a record is traced after its data, if these arrive at all.
 Target FindTarget(CDatabase* database, std::uint32_t dataSize) {
     Target target;
-    target.variable = tal::FindVariable(database, pathFromFile);
+    target.variable = FindVariable(database, state.pathFromFile);
     if (target.variable == nullptr) {
         return target;
     }
@@ -420,8 +391,8 @@ Reading ReadData(Record& record, std::FILE* file) {
     if (isWanted) {
         record.data.reset(new (std::nothrow) std::uint8_t[record.dataSize]);
         if (record.data == nullptr) {
-            DS_TRACE(kManageRetrieve, QBF_E_FAILED, "Could not allocate %d bytes for variable %s",
-                     PrintableSize(record.dataSize), pathFromFile);
+            DS_TRACE(SecureTraces, kManageRetrieve, QBF_E_FAILED, "Could not allocate %d bytes for variable %s",
+                     PrintableSize(record.dataSize), state.pathFromFile);
             static_cast<void>(Skip(record.dataSize, file));
             return Reading::Dropped;
         }
@@ -429,7 +400,7 @@ Reading ReadData(Record& record, std::FILE* file) {
     const std::size_t arrived =
         isWanted ? std::fread(record.data.get(), 1, record.dataSize, file) : Skip(record.dataSize, file);
     if (arrived != record.dataSize) {
-        DS_TRACE(kManageRetrieve, QBF_E_IO, "Not all bytes read, attempted to read %d bytes, got %d",
+        DS_TRACE(SecureTraces, kManageRetrieve, QBF_E_IO, "Not all bytes read, attempted to read %d bytes, got %d",
                  PrintableSize(record.dataSize), PrintableSize(arrived));
         return Reading::Ended;
     }
@@ -442,36 +413,38 @@ Reading ReadPath(std::uint32_t pathLength, std::FILE* file) {
         return Reading::PathTooLong;
     }
     const std::size_t pathSize = pathLength + 1;
-    const std::size_t arrived = std::fread(pathFromFile, 1, pathSize, file);
+    const std::size_t arrived = std::fread(state.pathFromFile, 1, pathSize, file);
     if (arrived != pathSize) {
-        DS_TRACE(kManageRetrieve, QBF_E_IO, "Not all variable path bytes read, attempted to read %d bytes, got %d",
-                 PrintableSize(pathSize), PrintableSize(arrived));
+        DS_TRACE(SecureTraces, kManageRetrieve, QBF_E_IO,
+                 "Not all variable path bytes read, attempted to read %d bytes, got %d", PrintableSize(pathSize),
+                 PrintableSize(arrived));
         return Reading::Ended;
     }
     // A path that was stored without its NUL ends with the bytes of its record.
-    static_assert(kLongestPath + 1 < sizeof pathFromFile);
-    pathFromFile[pathSize] = '\0';
+    static_assert(kLongestPath + 1 < sizeof state.pathFromFile);
+    state.pathFromFile[pathSize] = '\0';
     return Reading::Whole;
 }
 
-Reading ReadHeader(tal::SecureRecordHeader& header, std::FILE* file) {
-    tal::SecureHeaderBytes bytes;
+Reading ReadHeader(SecureRecordHeader& header, std::FILE* file) {
+    SecureHeaderBytes bytes;
     const std::size_t arrived = std::fread(bytes, 1, sizeof bytes, file);
     if (arrived == 0 && std::feof(file) != 0) {
         return Reading::Ended;
     }
     if (arrived != sizeof bytes) {
-        DS_TRACE(kManageRetrieve, QBF_E_IO, "Not all meta data header bytes read, attempted to read %d bytes, got %d",
-                 PrintableSize(sizeof bytes), PrintableSize(arrived));
+        DS_TRACE(SecureTraces, kManageRetrieve, QBF_E_IO,
+                 "Not all meta data header bytes read, attempted to read %d bytes, got %d", PrintableSize(sizeof bytes),
+                 PrintableSize(arrived));
         return Reading::Ended;
     }
-    header = tal::DecodeSecureHeader(bytes);
-    return header.startMarker == tal::kSecureStartMarker ? Reading::Whole : Reading::StartMarkerMissing;
+    header = DecodeSecureHeader(bytes);
+    return header.startMarker == kSecureStartMarker ? Reading::Whole : Reading::StartMarkerMissing;
 }
 
 /// Reads the next record, its path as it is to be looked up.
 Reading ReadRecord(CDatabase* database, Record& record, std::FILE* file) {
-    tal::SecureRecordHeader header = {};
+    SecureRecordHeader header = {};
     Reading reading = ReadHeader(header, file);
     if (reading == Reading::Whole) {
         reading = ReadPath(header.pathLength, file);
@@ -479,8 +452,8 @@ Reading ReadRecord(CDatabase* database, Record& record, std::FILE* file) {
     if (reading != Reading::Whole) {
         return reading;
     }
-    if (ChannelNumber != 0) {
-        ReplaceAnyByOwnChannel(pathFromFile);
+    if (state.ChannelNumber != 0) {
+        ReplaceAnyByOwnChannel(state.pathFromFile);
     }
     record.dataSize = header.dataSize;
     record.target = FindTarget(database, header.dataSize);
@@ -488,12 +461,13 @@ Reading ReadRecord(CDatabase* database, Record& record, std::FILE* file) {
 }
 
 void TraceNotUpdated() {
-    DS_TRACE(kPrepareForVariableUpdate, QBF_E_IO, "Variable not updated (path %s)", pathFromFile);
+    DS_TRACE(SecureTraces, kPrepareForVariableUpdate, QBF_E_IO, "Variable not updated (path %s)", state.pathFromFile);
 }
 
 void Restore(const Record& record) {
-    DS_TRACE(kPrepareForVariableUpdate, QBF_I_INFO, "Restoring variable %s: %d bytes from storage to address 0x%x...",
-             pathFromFile, PrintableSize(record.dataSize), PrintableAddress(record.target.address));
+    DS_TRACE(SecureTraces, kPrepareForVariableUpdate, QBF_I_INFO,
+             "Restoring variable %s: %d bytes from storage to address 0x%x...", state.pathFromFile,
+             PrintableSize(record.dataSize), PrintableAddress(record.target.address));
     std::memcpy(record.target.address, record.data.get(), record.dataSize);
     static_cast<void>(CVariable_SetRetrieved(record.target.variable, 1));
 }
@@ -501,30 +475,32 @@ void Restore(const Record& record) {
 /// Puts the data of a whole record into the variable that its path names. Whatever is wrong is traced and the record is
 /// dropped; the retrieve as a whole does not fail for it.
 void PrepareForVariableUpdate(const Record& record) {
-    if (ChannelNumber != 0) {
-        DS_TRACE(kPrepareForVariableUpdate, QBF_I_INFO, "VariablePath after channel injection: %s", pathFromFile);
+    if (state.ChannelNumber != 0) {
+        DS_TRACE(SecureTraces, kPrepareForVariableUpdate, QBF_I_INFO, "VariablePath after channel injection: %s",
+                 state.pathFromFile);
     }
     switch (record.target.verdict) {
         case Verdict::NotRegistered:
-            DS_TRACE(kPrepareForVariableUpdate, QBF_N_NOTICE_2, "File %s contains variable that is not registered (%s)",
-                     SecureFileNameTable.CurrentFileName, pathFromFile);
+            DS_TRACE(SecureTraces, kPrepareForVariableUpdate, QBF_N_NOTICE_2,
+                     "File %s contains variable that is not registered (%s)", SecureFileNameTable.CurrentFileName,
+                     state.pathFromFile);
             break;
         case Verdict::Unreachable:
-            DS_TRACE(kPrepareForVariableUpdate, QBF_E_FAILED, "CVariable_GetContentAddress() failed");
+            DS_TRACE(SecureTraces, kPrepareForVariableUpdate, QBF_E_FAILED, "CVariable_GetContentAddress() failed");
             TraceNotUpdated();
             break;
         case Verdict::SizeMismatch:
-            DS_TRACE(kPrepareForVariableUpdate, QBF_E_SIZE_MISMATCH,
+            DS_TRACE(SecureTraces, kPrepareForVariableUpdate, QBF_E_SIZE_MISMATCH,
                      "*ERROR* Variable not restored: size mismatch: path %s, size from file: %d, size registered: %d",
-                     pathFromFile, PrintableSize(record.dataSize), PrintableSize(record.target.registeredSize));
+                     state.pathFromFile, PrintableSize(record.dataSize), PrintableSize(record.target.registeredSize));
             TraceNotUpdated();
             break;
         case Verdict::WithoutAddress:
             break;
         case Verdict::HoldsObjects:
             // No store writes such a record, and one from elsewhere would replace the host's own pointers.
-            DS_TRACE(kPrepareForVariableUpdate, QBF_E_BAD_TYPE, "Variable holds objects and has no value (path %s)",
-                     pathFromFile);
+            DS_TRACE(SecureTraces, kPrepareForVariableUpdate, QBF_E_BAD_TYPE,
+                     "Variable holds objects and has no value (path %s)", state.pathFromFile);
             TraceNotUpdated();
             break;
         case Verdict::Fits:
@@ -553,17 +529,17 @@ QBFResult DefaultMissingVariables(CDatabase* database, bool fileWasOpened) {
         return QBF_OK;
     }
     const QBFResult code = fileWasOpened ? defaulted : QBFResult{QBF_E_FAILED};
-    DS_TRACE(kManageRetrieve, code, "Error when setting missing variables to default");
+    DS_TRACE(SecureTraces, kManageRetrieve, code, "Error when setting missing variables to default");
     return QBF_E_FAILED;
 }
 
 /// A database that could not be prepared is restored all the same.
 void PrepareDatabase(CDatabase* database) {
     if (QBF_IsFailure(CDatabase_UpdatePathHashTable(database))) {
-        DS_TRACE(kManageRetrieve, QBF_E_FAILED, "Error when updating hash table in CDatabase");
+        DS_TRACE(SecureTraces, kManageRetrieve, QBF_E_FAILED, "Error when updating hash table in CDatabase");
     }
     if (QBF_IsFailure(CDatabase_SetAsNotRetrieved(database))) {
-        DS_TRACE(kManageRetrieve, QBF_E_FAILED, "Error when setting Database as not retrieved");
+        DS_TRACE(SecureTraces, kManageRetrieve, QBF_E_FAILED, "Error when setting Database as not retrieved");
     }
 }
 
@@ -573,7 +549,7 @@ QBFResult ManageRetrieve(StorageLocation location, CDatabase* database) {
     std::FILE* file = nullptr;
     const QBFResult opened = OpenFile(location, StorageOpenMode::Retrieve, &file);
     if (QBF_IsFailure(opened)) {
-        DS_TRACE(kManageRetrieve, opened, "Could not open storage file %s for retrieve",
+        DS_TRACE(SecureTraces, kManageRetrieve, opened, "Could not open storage file %s for retrieve",
                  SecureFileNameTable.CurrentFileName);
         static_cast<void>(DefaultMissingVariables(database, false));
         return QBF_E_NO_STORAGE_FILE;
@@ -582,18 +558,18 @@ QBFResult ManageRetrieve(StorageLocation location, CDatabase* database) {
     const Reading ending = RestoreRecords(database, file);
     const QBFResult closed = CloseFile(file, location);
     if (QBF_IsFailure(closed)) {
-        DS_TRACE(kManageRetrieve, closed, "Could not close storage file");
+        DS_TRACE(SecureTraces, kManageRetrieve, closed, "Could not close storage file");
     }
 
     // Nothing is defaulted after a corrupt record: what was restored before it stays, and so does everything else.
     if (ending == Reading::StartMarkerMissing) {
-        DS_TRACE(kManageRetrieve, QBF_E_CORRUPT,
+        DS_TRACE(SecureTraces, kManageRetrieve, QBF_E_CORRUPT,
                  "Start marker missing, binary file %s seems to be corrupt - FATAL, aborting retrieval",
                  SecureFileNameTable.CurrentFileName);
         return QBF_E_CORRUPT;
     }
     if (ending == Reading::PathTooLong) {
-        DS_TRACE(kManageRetrieve, QBF_E_CORRUPT,
+        DS_TRACE(SecureTraces, kManageRetrieve, QBF_E_CORRUPT,
                  "Variable path too long, binary file %s seems to be corrupt - FATAL, aborting retrieval",
                  SecureFileNameTable.CurrentFileName);
         return QBF_E_CORRUPT;
@@ -603,7 +579,7 @@ QBFResult ManageRetrieve(StorageLocation location, CDatabase* database) {
 
 QBFResult Initialize(StorageLocation /*location*/) {
     // The word "File" is missing from this message alone.
-    DS_TRACE(kInitialize, QBF_I_INFO, "CSecureBinaryStorageProvider: Initializing...");
+    DS_TRACE(SecureTraces, kInitialize, QBF_I_INFO, "CSecureBinaryStorageProvider: Initializing...");
     CSecureBinaryFileStorageProvider_SetStorageFilenames(kDefaultFiles.names[0], kDefaultFiles.names[3],
                                                          kDefaultFiles.names[4]);
     return QBF_OK;
@@ -614,16 +590,16 @@ QBFResult ReserveWritableSpace(StorageLocation /*location*/, unsigned long /*siz
 }
 
 QBFResult StoreAll(StorageLocation location, CDatabase* database, unsigned long /*channelInjector*/) {
-    DS_TRACE(kStoreAll, QBF_I_INFO, "CSecureBinaryFileStorageProvider: Storing all...");
+    DS_TRACE(SecureTraces, kStoreAll, QBF_I_INFO, "CSecureBinaryFileStorageProvider: Storing all...");
     if (database == nullptr) {
-        DS_TRACE(kStoreAll, QBF_E_INVALID_ARGUMENT, "database is a nullptr");
+        DS_TRACE(SecureTraces, kStoreAll, QBF_E_INVALID_ARGUMENT, "database is a nullptr");
         return QBF_E_FAILED;
     }
     return ManageStore(location, database);
 }
 
 QBFResult RetrieveAll(StorageLocation location, CDatabase* database, unsigned long /*channelInjector*/) {
-    DS_TRACE(kRetrieveAll, QBF_I_INFO, "CSecureBinaryFileStorageProvider: Retrieving all...");
+    DS_TRACE(SecureTraces, kRetrieveAll, QBF_I_INFO, "CSecureBinaryFileStorageProvider: Retrieving all...");
     return QBF_IsFailure(ManageRetrieve(location, database)) ? QBF_E_FAILED : QBF_OK;
 }
 
@@ -633,8 +609,12 @@ QBFResult StoreAllWritable(StorageLocation /*location*/, CVariable** /*variables
 
 }  // namespace
 
+}  // namespace tal::secure
+
 void CSecureBinaryFileStorageProvider_SetStorageFilenames(const char* calibration, const char* hardware,
                                                           const char* applications) {
+    using tal::secure::kDefaultFiles;
+    using tal::secure::SetFilename;
     SetFilename(0, calibration);
     // The locations 1 and 2 have no argument of their own and do not follow the first one.
     SetFilename(1, kDefaultFiles.names[1]);
@@ -644,11 +624,12 @@ void CSecureBinaryFileStorageProvider_SetStorageFilenames(const char* calibratio
 }
 
 void CSecureBinaryFileStorageProvider_SetChannelNumber(unsigned long number) {
-    ChannelNumber = number;
+    tal::secure::state.ChannelNumber = number;
 }
 
 QBFResult CSecureBinaryFileStorageProvider_GetInterface(IStorageProvider** out) {
-    secureInterface = {Initialize, ReserveWritableSpace, StoreAll, RetrieveAll, StoreAllWritable};
-    *out = &secureInterface;
+    tal::secure::providerInterface = {tal::secure::Initialize, tal::secure::ReserveWritableSpace, tal::secure::StoreAll,
+                                      tal::secure::RetrieveAll, tal::secure::StoreAllWritable};
+    *out = &tal::secure::providerInterface;
     return QBF_OK;
 }

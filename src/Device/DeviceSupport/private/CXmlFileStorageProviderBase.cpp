@@ -3,12 +3,13 @@
 #include "Device/DeviceSupport/private/CXmlFileStorageProviderBase.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <new>
+
+#include "Device/DeviceSupport/private/XmlElementTexts.h"
 
 namespace tal::xml {
 
@@ -17,9 +18,7 @@ char NameScratchBuffer[kNameSize];
 
 namespace {
 
-constexpr char kTraceSource[] = "src/Device/DeviceSupport/private/CXmlFileStorageProviderBase";
-
-IStorageProvider baseInterface;
+IStorageProvider providerInterface;
 // A document is some fifteen times as large as the values in it.
 char streamBuffer[4 * sizeof(StreamBuffer)];
 
@@ -50,9 +49,8 @@ void SelectAlternativeSource(StorageLocation location) {
     if (location != kLocationWithAlternative || stat(state.StorageFileTable[kAlternativeSlot], &status) != 0) {
         return;
     }
-    DS_TRACE("CXmlFileStorageProviderBase_OpenFile", QBF_I_INFO,
-             "Pick up MicrowaveBoard.xml from: %s (for storage location %d)", state.StorageFileTable[kAlternativeSlot],
-             PrintableLocation(location));
+    DS_TRACE(XmlTraces, kOpenFile, QBF_I_INFO, "Pick up MicrowaveBoard.xml from: %s (for storage location %d)",
+             state.StorageFileTable[kAlternativeSlot], PrintableLocation(location));
     CopyBounded(state.CurrentFileName, state.StorageFileTable[kAlternativeSlot]);
 }
 
@@ -71,19 +69,18 @@ void AllocateReadBuffer(const struct stat& status) {
 }
 
 QBFResult OpenForReading(StorageLocation location, std::FILE** out) {
-    DS_TRACE("CXmlFileStorageProviderBase_OpenFile", QBF_I_INFO, "<<<<  Reading XML file %s (for storage location %d)",
+    DS_TRACE(XmlTraces, kOpenFile, QBF_I_INFO, "<<<<  Reading XML file %s (for storage location %d)",
              state.CurrentFileName, PrintableLocation(location));
     SelectAlternativeSource(location);
     struct stat status = {};
     if (stat(state.CurrentFileName, &status) != 0) {
-        DS_TRACE("CXmlFileStorageProviderBase_OpenFile", QBF_E_FAILED, "Error while trying to stat file %s",
-                 state.CurrentFileName);
+        DS_TRACE(XmlTraces, kOpenFile, QBF_E_FAILED, "Error while trying to stat file %s", state.CurrentFileName);
         return QBF_E_FAILED;
     }
     AllocateReadBuffer(status);
     *out = OpenStream(state.CurrentFileName, "r", streamBuffer);
     if (*out == nullptr) {
-        DS_TRACE("CXmlFileStorageProviderBase_OpenFile", QBF_E_FAILED, "Error opening XML file");
+        DS_TRACE(XmlTraces, kOpenFile, QBF_E_FAILED, "Error opening XML file");
         return QBF_E_FAILED;
     }
     return QBF_OK;
@@ -91,46 +88,26 @@ QBFResult OpenForReading(StorageLocation location, std::FILE** out) {
 
 QBFResult OpenForWriting(const XmlLocation& location, std::FILE** out) {
     if (!location.isWritable) {
-        DS_TRACE("CXmlFileStorageProviderBase_OpenFile", QBF_E_FAILED,
+        DS_TRACE(XmlTraces, kOpenFile, QBF_E_FAILED,
                  "Attempt to open file %s for write - operation not intended for this file", state.CurrentFileName);
         return QBF_E_FAILED;
     }
     *out = OpenStream(state.CurrentFileName, "w+", streamBuffer);
     if (*out == nullptr) {
-        DS_TRACE("CXmlFileStorageProviderBase_OpenFile", QBF_E_OPEN_FAILED,
-                 "Could not open storage file %s (errno is: %d)", state.CurrentFileName, errno);
+        DS_TRACE(XmlTraces, kOpenFile, QBF_E_OPEN_FAILED, "Could not open storage file %s (errno is: %d)",
+                 state.CurrentFileName, errno);
         return QBF_E_OPEN_FAILED;
     }
-    DS_TRACE("CXmlFileStorageProviderBase_OpenFile", QBF_I_INFO,
-             "XML file %s opened for writing (for storage location %d)", state.CurrentFileName,
-             PrintableLocation(location.location));
+    DS_TRACE(XmlTraces, kOpenFile, QBF_I_INFO, "XML file %s opened for writing (for storage location %d)",
+             state.CurrentFileName, PrintableLocation(location.location));
     return QBF_OK;
-}
-
-void SyncDirectory(StorageLocation location) {
-    // The directory's path is the empty string, so that this open fails and only the attempt is reported.
-    constexpr char kDirectoryPath[] = "";
-    std::FILE* const directory = std::fopen(kDirectoryPath, "r");
-    if (directory == nullptr) {
-        DS_TRACE("CXmlFileStorageProviderBase_CloseFile", QBF_I_INFO,
-                 "Failed to fsync file directory for storage location %d, could not open directory",
-                 PrintableLocation(location));
-        return;
-    }
-    std::fflush(directory);
-    DS_TRACE("CXmlFileStorageProviderBase_CloseFile", QBF_I_INFO,
-             "Directory fsync started for XML file, storage location %d", PrintableLocation(location));
-    fsync(fileno(directory));
-    DS_TRACE("CXmlFileStorageProviderBase_CloseFile", QBF_I_INFO,
-             "Directory fsync completed for XML file, storage location %d", PrintableLocation(location));
-    std::fclose(directory);
 }
 
 QBFResult Initialize(StorageLocation /*location*/) {
     state.retrievalError = 0;
     state.parseError = 0;
     RenewElementList();
-    DS_TRACE("CXmlFileStorageProviderBase_Initialize", QBF_I_INFO, "CXmlFileStorageProviderBase: Initializing...");
+    DS_TRACE(XmlTraces, kInitialize, QBF_I_INFO, "CXmlFileStorageProviderBase: Initializing...");
     return QBF_OK;
 }
 
@@ -147,15 +124,14 @@ QBFResult StoreAllWritable(StorageLocation /*location*/, CVariable** /*variables
 QBFResult OpenFile(StorageLocation location, StorageOpenMode mode, std::FILE** out) {
     const XmlLocation* const known = FindLocation(location);
     if (known == nullptr) {
-        DS_TRACE("CXmlFileStorageProviderBase_OpenFile", QBF_E_INVALID_ARGUMENT, "Invalid storage location id: %d",
+        DS_TRACE(XmlTraces, kOpenFile, QBF_E_INVALID_ARGUMENT, "Invalid storage location id: %d",
                  PrintableLocation(location));
         return QBF_E_INVALID_ARGUMENT;
     }
     CopyBounded(state.CurrentFileName, state.StorageFileTable[known->slot]);
     switch (mode) {
         case StorageOpenMode::StoreWritable:
-            DS_TRACE("CXmlFileStorageProviderBase_OpenFile", QBF_E_INVALID_ARGUMENT,
-                     "Storage operation eSTORE_WRITABLE not supported");
+            DS_TRACE(XmlTraces, kOpenFile, QBF_E_INVALID_ARGUMENT, "Storage operation eSTORE_WRITABLE not supported");
             return QBF_E_INVALID_ARGUMENT;
         case StorageOpenMode::Retrieve:
             return OpenForReading(location, out);
@@ -167,20 +143,15 @@ QBFResult OpenFile(StorageLocation location, StorageOpenMode mode, std::FILE** o
 QBFResult CloseFile(std::FILE* file, StorageLocation location) {
     // Only a failed close is reported: what a failed flush or sync has lost goes unnoticed.
     std::fflush(file);
-    DS_TRACE("CXmlFileStorageProviderBase_CloseFile", QBF_I_INFO, "fsync started for XML file, storage location %d",
-             PrintableLocation(location));
-    fsync(fileno(file));
-    DS_TRACE("CXmlFileStorageProviderBase_CloseFile", QBF_I_INFO, "fsync completed for XML file, storage location %d",
-             PrintableLocation(location));
+    SyncFile<XmlTraces>(file, location);
     if (std::fclose(file) != 0) {
-        DS_TRACE("CXmlFileStorageProviderBase_CloseFile", QBF_E_FAILED,
+        DS_TRACE(XmlTraces, kCloseFile, QBF_E_FAILED,
                  "Could not close storage file for storage location %d (errno is: %d)", PrintableLocation(location),
                  errno);
         return QBF_E_FAILED;
     }
-    DS_TRACE("CXmlFileStorageProviderBase_CloseFile", QBF_I_INFO, "XML file closed for storage location %d",
-             PrintableLocation(location));
-    SyncDirectory(location);
+    DS_TRACE(XmlTraces, kCloseFile, QBF_I_INFO, "XML file closed for storage location %d", PrintableLocation(location));
+    SyncDirectory<XmlTraces>(location, QBF_I_INFO);
     return QBF_OK;
 }
 
@@ -192,15 +163,14 @@ void ReleaseReadBuffer() {
 }  // namespace tal::xml
 
 using tal::CopyBounded;
-using tal::xml::kTraceSource;
 using tal::xml::state;
+using tal::xml::XmlTraces;
 
 QBFResult CXmlFileStorageProviderBase_GetInterface(IStorageProvider** out) {
-    DS_TRACE("CXmlFileStorageProviderBase_GetInterface", QBF_I_INFO, "Enter: %s",
-             "CXmlFileStorageProviderBase_GetInterface");
-    tal::xml::baseInterface = {tal::xml::Initialize, tal::xml::ReserveWritableSpace, tal::xml::StoreAll,
-                               tal::xml::RetrieveAll, tal::xml::StoreAllWritable};
-    *out = &tal::xml::baseInterface;
+    DS_TRACE(XmlTraces, kGetInterface, QBF_I_INFO, "Enter: %s", XmlTraces::kGetInterface);
+    tal::xml::providerInterface = {tal::xml::Initialize, tal::xml::ReserveWritableSpace, tal::xml::StoreAll,
+                                   tal::xml::RetrieveAll, tal::xml::StoreAllWritable};
+    *out = &tal::xml::providerInterface;
     return QBF_OK;
 }
 
@@ -208,13 +178,12 @@ void CXmlFileStorageProviderBase_SetStorageFilenames(const char* file0, const ch
                                                      const char* file3, const char* file4, const char* file5,
                                                      const char* file6, const char* file7, const char* file8,
                                                      const char* file9) {
-    DS_TRACE("CXmlFileStorageProviderBase_SetStorageFilenames", QBF_I_INFO, "Enter: %s",
-             "CXmlFileStorageProviderBase_SetStorageFilenames");
+    DS_TRACE(XmlTraces, kSetStorageFilenames, QBF_I_INFO, "Enter: %s", XmlTraces::kSetStorageFilenames);
     const char* const names[tal::xml::kFileSlots] = {file0, file1, file2, file3, file4,
                                                      file5, file6, file7, file8, file9};
     for (std::size_t slot = 0; slot < tal::xml::kFileSlots; ++slot) {
         if (names[slot] != nullptr) {
-            DS_TRACE("CXmlFileStorageProviderBase_SetStorageFilenames", QBF_I_INFO, "Set storage: %s", names[slot]);
+            DS_TRACE(XmlTraces, kSetStorageFilenames, QBF_I_INFO, "Set storage: %s", names[slot]);
             CopyBounded(state.StorageFileTable[slot], names[slot]);
         }
     }

@@ -13,6 +13,29 @@
 
 namespace tal::xml {
 
+/// The names in the traces of both configurations; the read-only one has more of its own.
+struct XmlTraces {
+    static constexpr const char* kSource = "src/Device/DeviceSupport/private/CXmlFileStorageProviderBase";
+    static constexpr const char* kGetInterface = "CXmlFileStorageProviderBase_GetInterface";
+    static constexpr const char* kSetStorageFilenames = "CXmlFileStorageProviderBase_SetStorageFilenames";
+    static constexpr const char* kInitialize = "CXmlFileStorageProviderBase_Initialize";
+    static constexpr const char* kOpenFile = "CXmlFileStorageProviderBase_OpenFile";
+    static constexpr const char* kCloseFile = "CXmlFileStorageProviderBase_CloseFile";
+    static constexpr const char* kStoreAll = "CXmlFileStorageProviderBase_StoreAll";
+    static constexpr const char* kManageStore = "CXmlFileStorageProviderBase_ManageStore";
+    static constexpr const char* kStoreObject = "CXmlFileStorageProviderBase_StoreObject";
+    static constexpr const char* kWriteVariable = "CXmlFileStorageProviderBase_WriteVariable";
+    static constexpr const char* kRetrieveAll = "CXmlFileStorageProviderBase_RetrieveAll";
+    static constexpr const char* kManageRetrieve = "CXmlFileStorageProviderBase_ManageRetrieve";
+    static constexpr const char* kGetAttribute = "CXmlFileStorageProviderBase_GetAttribute";
+    static constexpr const char* kStartElement = "CXmlFileStorageProviderBase_StartElement";
+    static constexpr const char* kEndElement = "CXmlFileStorageProviderBase_EndElement";
+    static constexpr const char* kUpdateVariable = "CXmlFileStorageProviderBase_UpdateVariable";
+    static constexpr const char* kUpdateArray = "CXmlFileStorageProviderBase_UpdateArray";
+    static constexpr const char* kSync = kCloseFile;
+    static constexpr const char* kFileKind = "XML file";
+};
+
 constexpr std::size_t kFileSlots = 10;
 /// The region and five nested objects.
 constexpr std::uint32_t kPathLevels = 6;
@@ -27,6 +50,11 @@ constexpr std::uint32_t kOuterVariables = 8;
 /// Room for the host's list, whose size only the host knows.
 struct ListStorage {
     alignas(std::max_align_t) unsigned char words[16 * sizeof(void*)];
+};
+
+/// Heads the text of an array element, which follows it in the same allocation.
+struct ElementText {
+    ElementText* next;
 };
 
 /// A variable element that has another one inside it.
@@ -57,6 +85,10 @@ struct XmlProviderState {
     char pathAt[kPathLevels][kPathSize];
     FileName StorageFileTable[kFileSlots];
     FileName CurrentFileName;
+
+    ElementText* elementTexts;  ///< The texts in elementList, from the newest one; owned.
+    std::uint32_t elementTextCount;
+    std::uint32_t isElementListConstructed;  ///< Whether the host's list can take items.
 
     std::uint32_t largestDocument;  ///< Bytes that the file opened for reading may have.
 
@@ -110,9 +142,6 @@ void RemoveChannel(char (&name)[Size], const ChannelPattern& pattern) {
 [[nodiscard]] QBFResult CloseFile(std::FILE* file, StorageLocation location);
 
 void ReleaseReadBuffer();
-
-/// Makes the element list an empty one, after releasing the texts of an array that nobody read.
-void RenewElementList();
 
 /// Room in readBuffer after the size of the file, so that one read meets the end of the file.
 constexpr std::uint32_t kReadBufferSlack = 10;

@@ -26,7 +26,15 @@ static_assert(sizeof(unsigned int) == sizeof(std::uint32_t), "a U32 variable is 
 
 namespace {
 
-constexpr const char* kTraceSource = "src/Device/DeviceSupport/private/ReadOnlyZorBspStorageProvider";
+struct BoardTraces {
+    static constexpr const char* kSource = "src/Device/DeviceSupport/private/ReadOnlyZorBspStorageProvider";
+    static constexpr const char* kUpdateVariable = "updateVariable";
+    static constexpr const char* kConvertHwVariantToHwId = "convertHwVariantToHwId";
+    static constexpr const char* kReserveWritableSpace = "reserveWritableSpace";
+    static constexpr const char* kStoreAll = "storeAll";
+    static constexpr const char* kStoreAllWritable = "storeAllWritable";
+    static constexpr const char* kRetrieveAll = "retrieveAll";
+};
 
 struct HwNameEntry {
     std::int32_t value;
@@ -166,7 +174,8 @@ constexpr unsigned int HexDigit(std::uint32_t digit) {
 /// Two upper-case hexadecimal digits, the first one in the high byte.
 unsigned int ConvertHwVariantToHwId(std::uint32_t hwVariant) {
     if (hwVariant > kHighestHwVariant) {
-        DS_TRACE("convertHwVariantToHwId", QBF_E_INVALID_ARGUMENT, "    hwVariant is out of bounds: 0x%x", hwVariant);
+        DS_TRACE(BoardTraces, kConvertHwVariantToHwId, QBF_E_INVALID_ARGUMENT, "    hwVariant is out of bounds: 0x%x",
+                 hwVariant);
         return 0;
     }
     return (HexDigit(hwVariant >> 4) << 8) + HexDigit(hwVariant & 0xF);
@@ -176,12 +185,14 @@ QBFResult FindVariableOfType(CDatabase* database, const std::string& path, Varia
                              CVariable** variable) {
     *variable = tal::FindVariable(database, path.c_str());
     if (*variable == nullptr) {
-        DS_TRACE("updateVariable", QBF_E_INVALID_ARGUMENT, "    Variable %s not registered in database", path.c_str());
+        DS_TRACE(BoardTraces, kUpdateVariable, QBF_E_INVALID_ARGUMENT, "    Variable %s not registered in database",
+                 path.c_str());
         return QBF_E_INVALID_ARGUMENT;
     }
     const VariableType type = CVariable_GetType(*variable);
     if (type != requiredType) {
-        DS_TRACE("updateVariable", QBF_E_INVALID_ARGUMENT, "Unsupported variable type: %d", static_cast<int>(type));
+        DS_TRACE(BoardTraces, kUpdateVariable, QBF_E_INVALID_ARGUMENT, "Unsupported variable type: %d",
+                 static_cast<int>(type));
         return QBF_E_INVALID_ARGUMENT;
     }
     return QBF_OK;
@@ -190,7 +201,8 @@ QBFResult FindVariableOfType(CDatabase* database, const std::string& path, Varia
 /// A variable without elements needs no content; for any other, a null address is a failure of the host.
 QBFResult FindContent(CVariable* variable, const std::string& path, std::uint32_t elementCount, void** address) {
     if (QBF_IsFailure(tal::GetContent(variable, elementCount != 0, address))) {
-        DS_TRACE("updateVariable", QBF_E_BAD_TYPE, "    Something went wrong for variable %s", path.c_str());
+        DS_TRACE(BoardTraces, kUpdateVariable, QBF_E_BAD_TYPE, "    Something went wrong for variable %s",
+                 path.c_str());
         return QBF_E_BAD_TYPE;
     }
     return QBF_OK;
@@ -208,7 +220,7 @@ QBFResult UpdateByPath(CDatabase* database, const char* path, Value value) {
 template <class Value>
 void SetBoardVariable(CDatabase* database, const BoardVariable& variable, Value value) {
     if (QBF_IsFailure(UpdateByPath(database, variable.path, value))) {
-        DS_TRACE("retrieveAll", QBF_E_FAILED, "%s", variable.failure);
+        DS_TRACE(BoardTraces, kRetrieveAll, QBF_E_FAILED, "%s", variable.failure);
     }
 }
 
@@ -246,31 +258,31 @@ QBFResult ReadOnlyZorBspStorageProvider::initialize(unsigned long /*location*/) 
 }
 
 QBFResult ReadOnlyZorBspStorageProvider::reserveWritableSpace(unsigned long /*location*/, unsigned long /*size*/) {
-    DS_TRACE("reserveWritableSpace", QBF_I_INFO, "Ignoring reserveWritableSpace operation");
+    DS_TRACE(BoardTraces, kReserveWritableSpace, QBF_I_INFO, "Ignoring reserveWritableSpace operation");
     return QBF_OK;
 }
 
 QBFResult ReadOnlyZorBspStorageProvider::storeAll(unsigned long /*location*/, CDatabase* /*database*/,
                                                   unsigned long /*channelInjector*/) {
-    DS_TRACE("storeAll", QBF_I_INFO, "Ignoring storeAll operation");
+    DS_TRACE(BoardTraces, kStoreAll, QBF_I_INFO, "Ignoring storeAll operation");
     return QBF_OK;
 }
 
 QBFResult ReadOnlyZorBspStorageProvider::storeAllWritable(unsigned long /*location*/, CVariable** /*variables*/,
                                                           unsigned long /*count*/) {
     // The text of the read-only XML provider, capital letter included; the two above spell the operation as a member.
-    DS_TRACE("storeAllWritable", QBF_I_INFO, "Ignoring StoreAllWritable operation");
+    DS_TRACE(BoardTraces, kStoreAllWritable, QBF_I_INFO, "Ignoring StoreAllWritable operation");
     return QBF_OK;
 }
 
 QBFResult ReadOnlyZorBspStorageProvider::retrieveAll(unsigned long /*location*/, CDatabase* database,
                                                      unsigned long /*channelInjector*/) {
     if (QBF_IsFailure(CDatabase_UpdatePathHashTable(database))) {
-        DS_TRACE("retrieveAll", QBF_E_FAILED, "Error when updating hash table in CDatabase");
+        DS_TRACE(BoardTraces, kRetrieveAll, QBF_E_FAILED, "Error when updating hash table in CDatabase");
         return QBF_E_FAILED;
     }
     if (QBF_IsFailure(CDatabase_SetAsNotRetrieved(database))) {
-        DS_TRACE("retrieveAll", QBF_E_FAILED, "Error when setting Database as not retrieved");
+        DS_TRACE(BoardTraces, kRetrieveAll, QBF_E_FAILED, "Error when setting Database as not retrieved");
         return QBF_E_FAILED;
     }
 
@@ -287,7 +299,7 @@ QBFResult ReadOnlyZorBspStorageProvider::retrieveAll(unsigned long /*location*/,
     }
 
     if (QBF_IsFailure(CDatabase_SetNotRetrievedVariablesToDefault(database))) {
-        DS_TRACE("retrieveAll", QBF_E_FAILED, "Error when setting missing variables to default");
+        DS_TRACE(BoardTraces, kRetrieveAll, QBF_E_FAILED, "Error when setting missing variables to default");
         return QBF_E_FAILED;
     }
     return QBF_OK;
@@ -296,7 +308,7 @@ QBFResult ReadOnlyZorBspStorageProvider::retrieveAll(unsigned long /*location*/,
 QBFResult ReadOnlyZorBspStorageProvider::updateVariable(CDatabase* database, const std::string& path,
                                                         unsigned int value) {
     if (database == nullptr) {
-        DS_TRACE("updateVariable", QBF_E_INVALID_ARGUMENT, "    database is a nullptr");
+        DS_TRACE(BoardTraces, kUpdateVariable, QBF_E_INVALID_ARGUMENT, "    database is a nullptr");
         return QBF_E_INVALID_ARGUMENT;
     }
     CVariable* variable = nullptr;

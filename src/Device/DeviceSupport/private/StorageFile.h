@@ -2,8 +2,12 @@
 #ifndef TAL_PRIVATE_STORAGE_FILE_H
 #define TAL_PRIVATE_STORAGE_FILE_H
 
+#include <unistd.h>
+
 #include <cstddef>
 #include <cstdio>
+
+#include "Device/DeviceSupport/private/Tracing.h"
 
 namespace tal {
 
@@ -30,8 +34,40 @@ template <std::size_t Size>
 }
 
 /// The printf argument for the "%d" of a storage location.
-[[nodiscard]] constexpr int PrintableLocation(unsigned long location) {
+[[nodiscard]] constexpr int PrintableLocation(StorageLocation location) {
     return static_cast<int>(location);
+}
+
+/// Pushes what was flushed to the medium, as far as the medium offers that. `Traces` are the names of the provider:
+/// `kSync`, the operation that syncs, and `kFileKind`, what it calls its files.
+template <class Traces>
+void SyncFile(std::FILE* file, StorageLocation location) {
+    DS_TRACE(Traces, kSync, QBF_I_INFO, "fsync started for %s, storage location %d", Traces::kFileKind,
+             PrintableLocation(location));
+    fsync(fileno(file));
+    DS_TRACE(Traces, kSync, QBF_I_INFO, "fsync completed for %s, storage location %d", Traces::kFileKind,
+             PrintableLocation(location));
+}
+
+/// Attempts to sync the directory of a file that has been closed, and reports at `notOpened` that it did not open. Its
+/// name is the empty string, so that this is what happens wherever an empty name opens nothing.
+template <class Traces>
+void SyncDirectory(StorageLocation location, QBFResult notOpened) {
+    constexpr char kDirectoryName[] = "";
+    std::FILE* const directory = std::fopen(kDirectoryName, "r");
+    if (directory == nullptr) {
+        DS_TRACE(Traces, kSync, notOpened,
+                 "Failed to fsync file directory for storage location %d, could not open directory",
+                 PrintableLocation(location));
+        return;
+    }
+    std::fflush(directory);
+    DS_TRACE(Traces, kSync, QBF_I_INFO, "Directory fsync started for %s, storage location %d", Traces::kFileKind,
+             PrintableLocation(location));
+    fsync(fileno(directory));
+    DS_TRACE(Traces, kSync, QBF_I_INFO, "Directory fsync completed for %s, storage location %d", Traces::kFileKind,
+             PrintableLocation(location));
+    std::fclose(directory);
 }
 
 }  // namespace tal

@@ -50,20 +50,21 @@ void EndTrace(QBFResult code, int errnoBefore);
 
 }  // namespace tal
 
-/// DS_TRACE(operation, code, format, ...): one record at the level of `code`. Nothing is formatted, and the arguments
-/// are not evaluated, when the level is not admitted; `errno` is still that of the failure while they are. Only the low
-/// 32 bits of the code count, so that records are the same for both widths of `unsigned long`. `kTraceSource` names the
-/// source file and is defined by each.
-#define DS_TRACE(operation, code, ...)                                          \
-    do {                                                                        \
-        static const TraceSite traceSite = {kTraceSource, __LINE__, operation}; \
-        const QBFResult traceCode = static_cast<std::uint32_t>(code);           \
-        const int traceLevel = tal::TraceLevel(traceCode);                      \
-        if (DS_trace.threshold >= traceLevel) {                                 \
-            const int traceErrno = tal::BeginTrace(traceLevel, traceSite);      \
-            trace_printf(&DS_trace, __VA_ARGS__);                               \
-            tal::EndTrace(traceCode, traceErrno);                               \
-        }                                                                       \
+/// DS_TRACE(Names, operation, code, format, ...): one record at the level of `code`. `Names` is the provider's
+/// structure of names: its `kSource` is the source path of all its records, its `operation` the name of the reporting
+/// operation. Nothing is formatted, and the arguments are not evaluated, when the level is not admitted; `errno` is
+/// still that of the failure while they are. Only the low 32 bits of the code count, so that records are the same for
+/// both widths of `unsigned long`.
+#define DS_TRACE(Names, operation, code, ...)                                            \
+    do {                                                                                 \
+        static const TraceSite traceSite = {Names::kSource, __LINE__, Names::operation}; \
+        const QBFResult traceCode = static_cast<std::uint32_t>(code);                    \
+        const int traceLevel = tal::TraceLevel(traceCode);                               \
+        if (DS_trace.threshold >= traceLevel) {                                          \
+            const int traceErrno = tal::BeginTrace(traceLevel, traceSite);               \
+            trace_printf(&DS_trace, __VA_ARGS__);                                        \
+            tal::EndTrace(traceCode, traceErrno);                                        \
+        }                                                                                \
     } while (false)
 
 #endif

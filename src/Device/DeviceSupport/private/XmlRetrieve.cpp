@@ -8,281 +8,12 @@
 #include <new>
 
 #include "Device/DeviceSupport/private/CXmlFileStorageProviderBase.h"
-#include "Device/DeviceSupport/private/TextConversion.h"
-#include "Device/DeviceSupport/private/VariableTypes.h"
+#include "Device/DeviceSupport/private/XmlElementTexts.h"
+#include "Device/DeviceSupport/private/XmlValues.h"
 
 namespace tal::xml {
 
 namespace {
-
-constexpr char kTraceSource[] = "src/Device/DeviceSupport/private/CXmlFileStorageProviderBase";
-
-// ---- Element texts
-
-/// Heads one element text, which follows it in the same allocation. The host's list holds the addresses of the texts;
-/// this chain owns them, so that none is lost when the host's list fails.
-struct ElementText {
-    ElementText* next;
-};
-
-ElementText* elementTexts = nullptr;
-std::uint32_t elementTextCount = 0;
-
-/// Whether the host's list can take items. One that has been destructed only has to be empty.
-bool isElementListConstructed = false;
-
-/// How many steps more than there are texts an iteration over the host's list may take.
-constexpr std::uint32_t kToleratedListFailures = 16;
-
-/// After so many steps an iteration over the host's list is given up.
-std::uint32_t MostListSteps() {
-    return elementTextCount + kToleratedListFailures;
-}
-
-CList* ElementList() {
-    return reinterpret_cast<CList*>(state.elementList.words);
-}
-
-/// @return a copy of `text` owned by the chain, or null.
-char* NewElementText(const char* text) {
-    const std::size_t size = std::strlen(text) + 1;
-    void* const memory = ::operator new(sizeof(ElementText) + size, std::nothrow);
-    if (memory == nullptr) {
-        return nullptr;
-    }
-    elementTexts = new (memory) ElementText{elementTexts};
-    ++elementTextCount;
-    char* const copy = static_cast<char*>(memory) + sizeof(ElementText);
-    std::memcpy(copy, text, size);
-    return copy;
-}
-
-void DeleteElementTexts() {
-    while (elementTexts != nullptr) {
-        ElementText* const newest = elementTexts;
-        elementTexts = newest->next;
-        ::operator delete(newest);
-    }
-    elementTextCount = 0;
-}
-
-bool EndsList(QBFResult status) {
-    const auto code = static_cast<std::uint32_t>(status);
-    return code == QBF_W_END_OF_LIST || code == QBF_E_NO_NAME;
-}
-
-/// Iterates the host's list to its end, past failures, and releases the texts.
-void EmptyElementList() {
-    HostIterator position = nullptr;
-    bool isStarted = false;
-    QBFResult status = QBF_OK;
-    for (std::uint32_t steps = MostListSteps(); !EndsList(status) && steps > 0; --steps) {
-        if (isStarted) {
-            void* item = nullptr;
-            status = CList_GetNext(ElementList(), &item, &position);
-        } else {
-            status = CList_StartIterationFromHead(ElementList(), &position);
-            isStarted = !QBF_IsFailure(status);
-        }
-    }
-    DeleteElementTexts();
-    CList_Destruct(ElementList());
-    isElementListConstructed = false;
-}
-
-/// Releases the texts of an array that nobody read.
-void ReleaseLeftElementTexts() {
-    if (elementTexts != nullptr) {
-        EmptyElementList();
-    }
-}
-
-void AddElementText(const char* text) {
-    if (!isElementListConstructed) {
-        RenewElementList();
-    }
-    char* const copy = NewElementText(text);
-    // A list that says no may hold the text all the same, so the text stays until the list is emptied.
-    if (copy == nullptr || QBF_IsFailure(CList_PushTail(ElementList(), copy))) {
-        DS_TRACE("CXmlFileStorageProviderBase_EndElement", QBF_E_FAILED, "Could not add array element to list : %s",
-                 text);
-    }
-}
-
-// ---- Values
-
-template <class Number>
-void Store(void* content, std::uint32_t index, Number number) {
-    std::memcpy(static_cast<unsigned char*>(content) + std::size_t{index} * sizeof number, &number, sizeof number);
-}
-
-/// Stores the low bytes of `number`.
-void StoreInteger(std::uint8_t width, void* content, std::uint32_t index, std::uint32_t number) {
-    switch (width) {
-        case 1:
-            Store(content, index, static_cast<std::uint8_t>(number));
-            break;
-        case 2:
-            Store(content, index, static_cast<std::uint16_t>(number));
-            break;
-        default:
-            Store(content, index, number);
-            break;
-    }
-}
-
-std::uint8_t CharacterOf(std::uint32_t code) {
-    constexpr std::uint32_t kLargestCode = 255;
-    return static_cast<std::uint8_t>(std::min(code, kLargestCode));
-}
-
-/// @return false when the text is neither "TRUE" nor "FALSE".
-bool StoreBool(std::string_view text, void* content, std::uint32_t index) {
-    const bool isTrue = text == "TRUE";
-    if (!isTrue && text != "FALSE") {
-        return false;
-    }
-    Store(content, index, std::uint32_t{isTrue ? 1U : 0U});
-    return true;
-}
-
-void StoreReal(std::uint8_t width, const char* text, void* content, std::uint32_t index) {
-    if (width == sizeof(double)) {
-        Store(content, index, ParseDouble(text));
-        return;
-    }
-    float value = 0;
-    if (ScanFloat(text, value)) {
-        Store(content, index, value);
-    }
-}
-
-/// The first word of the text, as `sscanf` with "%s" finds it.
-std::string_view FirstWord(std::string_view text) {
-    constexpr std::string_view kSpaces = " \t\n\v\f\r";
-    text.remove_prefix(std::min(text.find_first_not_of(kSpaces), text.size()));
-    return text.substr(0, text.find_first_of(kSpaces));
-}
-
-/// @return false when the text does not fit the array's type.
-bool ConvertElement(const VariableTypeInfo& type, const char* text, void* content, std::uint32_t index) {
-    // Unlike the scalar of the type, these two arrays are read with an unsigned conversion.
-    const bool isScannedUnsigned =
-        type.kind == ElementKind::Char || (type.kind == ElementKind::Unsigned && type.width == sizeof(std::uint32_t));
-    if (isScannedUnsigned) {
-        std::uint32_t number = 0;
-        if (ScanUnsigned(text, number)) {
-            StoreInteger(type.width, content, index, type.kind == ElementKind::Char ? CharacterOf(number) : number);
-        }
-        return true;
-    }
-    if (type.kind == ElementKind::Bool) {
-        return StoreBool(FirstWord(text), content, index);
-    }
-    if (type.kind == ElementKind::Float) {
-        StoreReal(type.width, text, content, index);
-        return true;
-    }
-    StoreInteger(type.width, content, index, static_cast<std::uint32_t>(ParseSigned(text)));
-    return true;
-}
-
-/// Converts the element texts into the first `count` elements; a shorter list leaves the others unchanged.
-[[nodiscard]] QBFResult UpdateArray(const VariableTypeInfo& type, void* content, std::uint32_t count) {
-    HostIterator position = nullptr;
-    QBFResult status = CList_StartIterationFromHead(ElementList(), &position);
-    if (static_cast<std::uint32_t>(status) == QBF_E_NO_NAME) {
-        DS_TRACE("CXmlFileStorageProviderBase_UpdateArray", QBF_W_WARNING, "Array is empty");
-        return QBF_W_WARNING;
-    }
-    if (QBF_IsFailure(status)) {
-        DS_TRACE("CXmlFileStorageProviderBase_UpdateArray", QBF_E_FAILED, "Could not iterate array element list");
-        return QBF_E_FAILED;
-    }
-    for (std::uint32_t index = 0; static_cast<std::uint32_t>(status) != QBF_W_END_OF_LIST; ++index) {
-        void* text = nullptr;
-        // A list that hands out more than it was given need not end.
-        if (index < MostListSteps()) {
-            status = CList_GetNext(ElementList(), &text, &position);
-        }
-        if (QBF_IsFailure(status) || text == nullptr) {
-            DS_TRACE("CXmlFileStorageProviderBase_UpdateArray", QBF_E_FAILED, "Could not iterate array element list");
-            return QBF_E_FAILED;
-        }
-        if (index < count && !ConvertElement(type, static_cast<const char*>(text), content, index)) {
-            DS_TRACE("CXmlFileStorageProviderBase_UpdateArray", QBF_E_BAD_TYPE, "Variable type is not array");
-            return QBF_E_BAD_TYPE;
-        }
-    }
-    return QBF_OK;
-}
-
-/// Copies with padding up to the string's capacity, its last byte always NUL.
-void StoreString(const char* text, void* content, std::uint32_t capacity) {
-    if (capacity == 0) {
-        return;
-    }
-    char* const destination = static_cast<char*>(content);
-    std::strncpy(destination, text, capacity);
-    destination[capacity - 1] = '\0';
-}
-
-/// @return false when the text is not a value of the type.
-bool ConvertScalar(const VariableTypeInfo& type, void* content, std::uint32_t capacity) {
-    switch (type.kind) {
-        case ElementKind::Bool:
-            if (!StoreBool(state.valueText, content, 0)) {
-                DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_E_FAILED,
-                         "Wrong BOOL value: %s, expected TRUE or FALSE", state.valueText);
-                return false;
-            }
-            return true;
-        case ElementKind::Char:
-            Store(content, 0, CharacterOf(static_cast<std::uint32_t>(ParseSigned(state.valueText))));
-            return true;
-        case ElementKind::String:
-            StoreString(state.valueText, content, capacity);
-            return true;
-        case ElementKind::Float:
-            StoreReal(type.width, state.valueText, content, 0);
-            return true;
-        default:
-            // Also for the unsigned 32-bit type: 4294967295 is restored as 2147483647, as only arrays keep it.
-            StoreInteger(type.width, content, 0, static_cast<std::uint32_t>(ParseSigned(state.valueText)));
-            return true;
-    }
-}
-
-/// Converts what was read into the variable's content.
-/// @return false when the variable could not be restored, which has been traced.
-bool ConvertVariable(VariableType typeCode, void* content, std::uint32_t elementCount) {
-    const VariableTypeInfo* const type = FindVariableType(typeCode);
-    if (type == nullptr || typeCode == VARIABLE_TYPE_OBJECT) {
-        DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_E_BAD_TYPE, "Unsupported variable type: %d",
-                 static_cast<int>(typeCode));
-        return false;
-    }
-    if (typeCode == VARIABLE_TYPE_OBJECT_ARRAY) {
-        return true;
-    }
-    if (!type->isArray) {
-        return ConvertScalar(*type, content, elementCount);
-    }
-    if (QBF_IsFailure(UpdateArray(*type, content, elementCount))) {
-        DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_E_FAILED, "Failed to retrieve array");
-        return false;
-    }
-    return true;
-}
-
-/// Whether a value of the type is written to the content address.
-bool WritesContent(VariableType typeCode, std::uint32_t elementCount) {
-    const VariableTypeInfo* const type = FindVariableType(typeCode);
-    if (type == nullptr || type->kind == ElementKind::Object) {
-        return false;
-    }
-    return elementCount > 0 || !(type->isArray || type->kind == ElementKind::String);
-}
 
 void RestoreVariable(CVariable* variable, const char* path) {
     const VariableType typeCode = CVariable_GetType(variable);
@@ -290,9 +21,8 @@ void RestoreVariable(CVariable* variable, const char* path) {
     void* content = nullptr;
     const QBFResult result = GetContent(variable, WritesContent(typeCode, elementCount), &content);
     if (QBF_IsFailure(result)) {
-        DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", result, "Could not get content address");
-        DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_E_FAILED, "Failed to update variable with path %s",
-                 path);
+        DS_TRACE(XmlTraces, kUpdateVariable, result, "Could not get content address");
+        DS_TRACE(XmlTraces, kUpdateVariable, QBF_E_FAILED, "Failed to update variable with path %s", path);
         return;
     }
     if (!ConvertVariable(typeCode, content, elementCount)) {
@@ -311,7 +41,7 @@ void InjectChannelIntoVariableName() {
                  kLowerChannelPattern.ForChannel(state.channelInjector).View());
     RemoveChannel(state.VariableNameBuffer, kUpperChannelPattern);
     RemoveChannel(state.VariableNameBuffer, kRadioFramePattern);
-    DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_I_DETAIL, "Variable after channel injection: %s",
+    DS_TRACE(XmlTraces, kUpdateVariable, QBF_I_DETAIL, "Variable after channel injection: %s",
              state.VariableNameBuffer);
 }
 
@@ -321,18 +51,16 @@ void UpdateVariable() {
     }
     char path[kPathSize + kNameSize];
     JoinPath(path, state.pathAt[state.depth], state.VariableNameBuffer);
-    DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_I_DETAIL, "Variable path %s", path);
+    DS_TRACE(XmlTraces, kUpdateVariable, QBF_I_DETAIL, "Variable path %s", path);
     CVariable* const variable = FindVariable(state.database, path);
     if (variable == nullptr) {
-        DS_TRACE("CXmlFileStorageProviderBase_UpdateVariable", QBF_I_DETAIL,
-                 "    File %s contains variable that is not registered (%s)", state.CurrentFileName, path);
+        DS_TRACE(XmlTraces, kUpdateVariable, QBF_I_DETAIL, "    File %s contains variable that is not registered (%s)",
+                 state.CurrentFileName, path);
         return;
     }
     RestoreVariable(variable, path);
     EmptyElementList();
 }
-
-// ---- Elements
 
 /// @return the value of the attribute "name", or null.
 const char* GetAttribute(const char** attributes) {
@@ -341,8 +69,7 @@ const char* GetAttribute(const char** attributes) {
             return attributes[1];
         }
     }
-    DS_TRACE("CXmlFileStorageProviderBase_GetAttribute", QBF_E_NOT_FOUND, "Can't find XML attribute with name %s",
-             "name");
+    DS_TRACE(XmlTraces, kGetAttribute, QBF_E_NOT_FOUND, "Can't find XML attribute with name %s", "name");
     return nullptr;
 }
 
@@ -383,11 +110,11 @@ void StartRegion(const char** attributes) {
     char rewritten[kRegionNameSize];
     if (state.channelInjector != 0) {
         name = WithoutChannel(name, kRadioFramePattern, rewritten);
-        DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_I_INFO, "Region after channel injection: %s", name);
+        DS_TRACE(XmlTraces, kStartElement, QBF_I_INFO, "Region after channel injection: %s", name);
     }
     CopyBounded(state.pathAt[0], name);
     state.isNamelessAt[0] = 0;
-    DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_I_INFO, "Processing region: %s", name);
+    DS_TRACE(XmlTraces, kStartElement, QBF_I_INFO, "Processing region: %s", name);
 }
 
 void StartObject(const char** attributes) {
@@ -405,12 +132,11 @@ void StartObject(const char** attributes) {
     if (state.channelInjector != 0) {
         name = WithoutChannel(name, kUpperChannelPattern, rewritten);
         name = WithoutChannel(name, kRadioFramePattern, rewritten);
-        DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_I_INFO, "Object after channel injection: %s", name);
+        DS_TRACE(XmlTraces, kStartElement, QBF_I_INFO, "Object after channel injection: %s", name);
     }
     JoinPath(state.pathAt[state.depth], parentPath, name);
     state.isNamelessAt[state.depth] = 0;
-    DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_I_INFO, "Processing object: %s with path %s", name,
-             parentPath);
+    DS_TRACE(XmlTraces, kStartElement, QBF_I_INFO, "Processing object: %s with path %s", name, parentPath);
 }
 
 void StartArray(const char** /*attributes*/) {
@@ -460,7 +186,7 @@ void CloseVariable() {
 void ReportTooDeep(const char* name, std::uint32_t depth, const char* around, std::uint32_t most) {
     char shownName[kNameSize];
     CopyBounded(shownName, name);
-    DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_E_FAILED,
+    DS_TRACE(XmlTraces, kStartElement, QBF_E_FAILED,
              "Variable %s is nested too deep: inside %d %s, at most %d are supported", shownName,
              static_cast<int>(depth), around, static_cast<int>(most));
     state.retrievalError = 1;
@@ -484,7 +210,7 @@ void StartVariable(const char** attributes) {
         return;
     }
     if (HasPath(state.depth)) {
-        DS_TRACE("CXmlFileStorageProviderBase_StartElement", QBF_I_DETAIL, "Processing variable: %s with path %s",
+        DS_TRACE(XmlTraces, kStartElement, QBF_I_DETAIL, "Processing variable: %s with path %s",
                  state.VariableNameBuffer, state.pathAt[state.depth]);
     }
 }
@@ -582,8 +308,6 @@ void XMLCALL CharacterData(void* /*userData*/, const char* text, int length) {
     state.characterData[kept] = '\0';
 }
 
-// ---- The retrieve
-
 /// Doubles readBuffer, up to the largest document.
 /// @return false when it is that large already or there is no memory; it is then unchanged.
 bool GrowReadBuffer(std::size_t& capacity) {
@@ -608,7 +332,7 @@ bool GrowReadBuffer(std::size_t& capacity) {
     while (hasRoom) {
         length += std::fread(state.readBuffer + length, 1, capacity - length, file);
         if (std::ferror(file) != 0) {
-            DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED, "Read error from XML file");
+            DS_TRACE(XmlTraces, kManageRetrieve, QBF_E_FAILED, "Read error from XML file");
             return QBF_E_FAILED;
         }
         if (std::feof(file) != 0) {
@@ -616,8 +340,7 @@ bool GrowReadBuffer(std::size_t& capacity) {
         }
         hasRoom = length < capacity || GrowReadBuffer(capacity);
     }
-    DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED, "XML file %s does not fit into memory",
-             state.CurrentFileName);
+    DS_TRACE(XmlTraces, kManageRetrieve, QBF_E_FAILED, "XML file %s does not fit into memory", state.CurrentFileName);
     return QBF_E_FAILED;
 }
 
@@ -626,7 +349,7 @@ bool GrowReadBuffer(std::size_t& capacity) {
     XML_SetElementHandler(parser, StartElement, EndElement);
     XML_SetCharacterDataHandler(parser, CharacterData);
     if (XML_Parse(parser, state.readBuffer, static_cast<int>(length), 1) == XML_STATUS_ERROR) {
-        DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED, "Parse error in file %s at line %d:\n%s\n",
+        DS_TRACE(XmlTraces, kManageRetrieve, QBF_E_FAILED, "Parse error in file %s at line %d:\n%s\n",
                  state.CurrentFileName, static_cast<int>(XML_GetCurrentLineNumber(parser)),
                  XML_ErrorString(XML_GetErrorCode(parser)));
         return QBF_E_FAILED;
@@ -637,7 +360,7 @@ bool GrowReadBuffer(std::size_t& capacity) {
 [[nodiscard]] QBFResult ReadDocument(std::FILE* file) {
     XML_Parser parser = XML_ParserCreate(nullptr);
     if (parser == nullptr) {
-        DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED, "Could not create XML file parser");
+        DS_TRACE(XmlTraces, kManageRetrieve, QBF_E_FAILED, "Could not create XML file parser");
         return QBF_E_FAILED;
     }
     std::size_t length = 0;
@@ -652,13 +375,11 @@ bool GrowReadBuffer(std::size_t& capacity) {
 
 [[nodiscard]] QBFResult PrepareDatabase() {
     if (QBF_IsFailure(CDatabase_UpdatePathHashTable(state.database))) {
-        DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED,
-                 "Error when updating hash table in CDatabase");
+        DS_TRACE(XmlTraces, kManageRetrieve, QBF_E_FAILED, "Error when updating hash table in CDatabase");
         return QBF_E_FAILED;
     }
     if (QBF_IsFailure(CDatabase_SetAsNotRetrieved(state.database))) {
-        DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED,
-                 "Error when setting Database as not retrieved");
+        DS_TRACE(XmlTraces, kManageRetrieve, QBF_E_FAILED, "Error when setting Database as not retrieved");
         return QBF_E_FAILED;
     }
     return QBF_OK;
@@ -669,7 +390,7 @@ bool GrowReadBuffer(std::size_t& capacity) {
     if (flag == 0) {
         return QBF_OK;
     }
-    DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED, "%s", message);
+    DS_TRACE(XmlTraces, kManageRetrieve, QBF_E_FAILED, "%s", message);
     return QBF_E_FAILED;
 }
 
@@ -678,12 +399,11 @@ bool GrowReadBuffer(std::size_t& capacity) {
     if (!QBF_IsFailure(result)) {
         return QBF_OK;
     }
-    DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", result, "Could not open storage file %s (errno is: %d)",
-             state.CurrentFileName, errno);
+    DS_TRACE(XmlTraces, kManageRetrieve, result, "Could not open storage file %s (errno is: %d)", state.CurrentFileName,
+             errno);
     ReleaseReadBuffer();
     if (QBF_IsFailure(CDatabase_SetNotRetrievedVariablesToDefault(state.database))) {
-        DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_E_FAILED,
-                 "Error when setting missing variables to default");
+        DS_TRACE(XmlTraces, kManageRetrieve, QBF_E_FAILED, "Error when setting missing variables to default");
     }
     return QBF_E_NO_STORAGE_FILE;
 }
@@ -707,12 +427,11 @@ bool GrowReadBuffer(std::size_t& capacity) {
     if (QBF_IsFailure(read)) {
         return read;
     }
-    DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", QBF_I_INFO, "XML file closed for storage location %d",
+    DS_TRACE(XmlTraces, kManageRetrieve, QBF_I_INFO, "XML file closed for storage location %d",
              PrintableLocation(location));
     const QBFResult defaulted = CDatabase_SetNotRetrievedVariablesToDefault(state.database);
     if (QBF_IsFailure(defaulted)) {
-        DS_TRACE("CXmlFileStorageProviderBase_ManageRetrieve", defaulted,
-                 "Error when setting missing variables to default");
+        DS_TRACE(XmlTraces, kManageRetrieve, defaulted, "Error when setting missing variables to default");
         return QBF_E_FAILED;
     }
     const QBFResult parsed = ReportErrors(state.parseError, "Error(s) during XML Parsing");
@@ -722,19 +441,13 @@ bool GrowReadBuffer(std::size_t& capacity) {
 
 }  // namespace
 
-void RenewElementList() {
-    ReleaseLeftElementTexts();
-    CList_Construct(ElementList());
-    isElementListConstructed = true;
-}
-
 QBFResult RetrieveAll(StorageLocation location, CDatabase* database, unsigned long channelInjector) {
     state.database = database;
     state.channelInjector = channelInjector;
-    DS_TRACE("CXmlFileStorageProviderBase_RetrieveAll", QBF_I_INFO, "XmlFileStorageProviderBase: Retrieving all...");
+    DS_TRACE(XmlTraces, kRetrieveAll, QBF_I_INFO, "XmlFileStorageProviderBase: Retrieving all...");
     const QBFResult result = ManageRetrieve(location);
     if (QBF_IsFailure(result)) {
-        DS_TRACE("CXmlFileStorageProviderBase_RetrieveAll", result, "Error when calling ManageRetrieve");
+        DS_TRACE(XmlTraces, kRetrieveAll, result, "Error when calling ManageRetrieve");
         return QBF_E_FAILED;
     }
     return QBF_OK;

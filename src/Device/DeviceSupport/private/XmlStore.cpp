@@ -15,8 +15,6 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr char kTraceSource[] = "src/Device/DeviceSupport/private/CXmlFileStorageProviderBase";
-
 char outputBuffer[8192];
 
 /// Collects the document's text in front of the stream. Write errors are not tested: of a full disk nothing is reported
@@ -169,11 +167,11 @@ void WriteArray(XmlOutput& output, const VariableTypeInfo& type, const void* con
     void* content = nullptr;
     const QBFResult result = GetContent(variable, !isEmpty, &content);
     if (QBF_IsFailure(result)) {
-        DS_TRACE("CXmlFileStorageProviderBase_WriteVariable", result, "Could not get content address");
+        DS_TRACE(XmlTraces, kWriteVariable, result, "Could not get content address");
         return result;
     }
     if (type == nullptr) {
-        DS_TRACE("CXmlFileStorageProviderBase_WriteVariable", QBF_E_BAD_TYPE, "Unsupported variable type: %d",
+        DS_TRACE(XmlTraces, kWriteVariable, QBF_E_BAD_TYPE, "Unsupported variable type: %d",
                  static_cast<int>(typeCode));
         return QBF_OK;
     }
@@ -190,14 +188,14 @@ void WriteArray(XmlOutput& output, const VariableTypeInfo& type, const void* con
 }
 
 QBFResult StoreNestedObject(CVariable* variable, XmlOutput& output) {
-    DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_I_INFO, "New nested object");
+    DS_TRACE(XmlTraces, kStoreObject, QBF_I_INFO, "New nested object");
     void* nested = nullptr;
     if (QBF_IsFailure(GetContent(variable, true, &nested))) {
-        DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_E_FAILED, "CVariable_GetContentAddress() failed");
+        DS_TRACE(XmlTraces, kStoreObject, QBF_E_FAILED, "CVariable_GetContentAddress() failed");
         return QBF_E_FAILED;
     }
     if (QBF_IsFailure(StoreObject(static_cast<CStorageObject*>(nested), output))) {
-        DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_E_FAILED, "Failed to store nested object");
+        DS_TRACE(XmlTraces, kStoreObject, QBF_E_FAILED, "Failed to store nested object");
         return QBF_E_FAILED;
     }
     return QBF_OK;
@@ -210,7 +208,7 @@ Stored StoreVariable(CVariable* variable, XmlOutput& output) {
     // The host may have handed out no variable, which then has no name either.
     const char* const name = variable == nullptr ? nullptr : NameOf(variable);
     if (name == nullptr) {
-        DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_E_NO_NAME, "Could not get variable name");
+        DS_TRACE(XmlTraces, kStoreObject, QBF_E_NO_NAME, "Could not get variable name");
         return Stored::Failed;
     }
     std::string_view shownName = CopyBounded(state.VariableNameBuffer, name);
@@ -218,8 +216,7 @@ Stored StoreVariable(CVariable* variable, XmlOutput& output) {
         RemoveChannel(state.VariableNameBuffer, kLowerChannelPattern);
         RemoveChannel(state.VariableNameBuffer, kUpperChannelPattern);
         RemoveChannel(state.VariableNameBuffer, kRadioFramePattern);
-        DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_I_INFO, "Variable after channel removal: %s",
-                 state.VariableNameBuffer);
+        DS_TRACE(XmlTraces, kStoreObject, QBF_I_INFO, "Variable after channel removal: %s", state.VariableNameBuffer);
         shownName = state.VariableNameBuffer;
     }
     if (CVariable_GetType(variable) == VARIABLE_TYPE_OBJECT) {
@@ -230,7 +227,7 @@ Stored StoreVariable(CVariable* variable, XmlOutput& output) {
     output.Literal("\">");
     if (QBF_IsFailure(WriteVariable(output, variable))) {
         // Deliberately abrupt: the variable and the object stay open in the document.
-        DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_E_FAILED, "Could not write variable type");
+        DS_TRACE(XmlTraces, kStoreObject, QBF_E_FAILED, "Could not write variable type");
         return Stored::ObjectAbandoned;
     }
     output.Literal("</variable>");
@@ -242,8 +239,7 @@ void WriteObjectStart(XmlOutput& output, const char* name) {
     if (state.channelInjector != 0) {
         RemoveChannel(state.ObjectNameBuffer, kUpperChannelPattern);
         RemoveChannel(state.ObjectNameBuffer, kRadioFramePattern);
-        DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_I_INFO, "Object after channel removal: %s",
-                 state.ObjectNameBuffer);
+        DS_TRACE(XmlTraces, kStoreObject, QBF_I_INFO, "Object after channel removal: %s", state.ObjectNameBuffer);
     }
     output.Literal("<object name = \"");
     output.Text(state.ObjectNameBuffer);
@@ -253,7 +249,7 @@ void WriteObjectStart(XmlOutput& output, const char* name) {
 QBFResult StoreObject(CStorageObject* object, XmlOutput& output) {
     const char* const name = NameOf(object);
     if (name == nullptr) {
-        DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_E_NO_NAME, "Could not get object name");
+        DS_TRACE(XmlTraces, kStoreObject, QBF_E_NO_NAME, "Could not get object name");
         return QBF_E_FAILED;
     }
     WriteObjectStart(output, name);
@@ -265,8 +261,8 @@ QBFResult StoreObject(CStorageObject* object, XmlOutput& output) {
             return worst == Stored::ObjectAbandoned ? Walk::Stop : Walk::Continue;
         });
         if (QBF_IsFailure(started)) {
-            DS_TRACE("CXmlFileStorageProviderBase_StoreObject", QBF_E_FAILED,
-                     "Could not iterate variables, (QBFResult = %x)", static_cast<unsigned>(started));
+            DS_TRACE(XmlTraces, kStoreObject, QBF_E_FAILED, "Could not iterate variables, (QBFResult = %x)",
+                     static_cast<unsigned>(started));
             return QBF_E_FAILED;
         }
         if (worst == Stored::ObjectAbandoned) {
@@ -281,10 +277,9 @@ void WriteRegionStart(XmlOutput& output, const char* name) {
     CopyBounded(state.RegionNameBuffer, name);
     if (state.channelInjector != 0) {
         RemoveChannel(state.RegionNameBuffer, kRadioFramePattern);
-        DS_TRACE("CXmlFileStorageProviderBase_ManageStore", QBF_I_INFO, "Region after channel removal: %s",
-                 state.RegionNameBuffer);
+        DS_TRACE(XmlTraces, kManageStore, QBF_I_INFO, "Region after channel removal: %s", state.RegionNameBuffer);
     }
-    DS_TRACE("CXmlFileStorageProviderBase_ManageStore", QBF_I_INFO, "Processing region: %s for channel injector = %ld",
+    DS_TRACE(XmlTraces, kManageStore, QBF_I_INFO, "Processing region: %s for channel injector = %ld",
              state.RegionNameBuffer, PrintableLong(state.channelInjector));
     output.Literal("<region name = \"");
     output.Text(state.RegionNameBuffer);
@@ -298,7 +293,7 @@ bool StoreRegion(CStorageRegion* region, const char* name, QBFResult openResult,
     ForEachObject(region, [&](CStorageObject* object) {
         if (QBF_IsFailure(StoreObject(object, output))) {
             // Reported at the result of the open, a success, not at the object's failure.
-            DS_TRACE("CXmlFileStorageProviderBase_ManageStore", openResult, "Failed to store object");
+            DS_TRACE(XmlTraces, kManageStore, openResult, "Failed to store object");
             allStored = false;
         }
         return Walk::Continue;
@@ -314,7 +309,7 @@ bool WriteDocument(XmlOutput& output, QBFResult openResult) {
     ForEachRegion(state.database, [&](CStorageRegion* region) {
         const char* const name = NameOf(region);
         if (name == nullptr) {
-            DS_TRACE("CXmlFileStorageProviderBase_ManageStore", QBF_E_NO_NAME, "Could not get region name");
+            DS_TRACE(XmlTraces, kManageStore, QBF_E_NO_NAME, "Could not get region name");
             allStored = false;
             return Walk::Stop;
         }
@@ -326,21 +321,19 @@ bool WriteDocument(XmlOutput& output, QBFResult openResult) {
 }
 
 QBFResult ManageStore(StorageLocation location) {
-    DS_TRACE("CXmlFileStorageProviderBase_ManageStore", QBF_I_INFO,
-             "Enter: %s for location id (%ld) and channel injector (%ld)", "CXmlFileStorageProviderBase_ManageStore",
-             PrintableLong(location), PrintableLong(state.channelInjector));
+    DS_TRACE(XmlTraces, kManageStore, QBF_I_INFO, "Enter: %s for location id (%ld) and channel injector (%ld)",
+             XmlTraces::kManageStore, PrintableLong(location), PrintableLong(state.channelInjector));
     std::FILE* file = nullptr;
     const QBFResult openResult = OpenFile(location, StorageOpenMode::Store, &file);
     if (QBF_IsFailure(openResult)) {
-        DS_TRACE("CXmlFileStorageProviderBase_ManageStore", openResult, "Could not open storage file %s",
-                 state.CurrentFileName);
+        DS_TRACE(XmlTraces, kManageStore, openResult, "Could not open storage file %s", state.CurrentFileName);
         return QBF_E_FAILED;
     }
     XmlOutput output(file);
     const bool allStored = WriteDocument(output, openResult);
     output.Flush();
     if (QBF_IsFailure(CloseFile(file, location))) {
-        DS_TRACE("CXmlFileStorageProviderBase_ManageStore", QBF_E_FAILED, "Could not close storage file");
+        DS_TRACE(XmlTraces, kManageStore, QBF_E_FAILED, "Could not close storage file");
         return QBF_E_FAILED;
     }
     return allStored ? QBF_OK : QBF_E_FAILED;
@@ -351,9 +344,9 @@ QBFResult ManageStore(StorageLocation location) {
 QBFResult StoreAll(StorageLocation location, CDatabase* database, unsigned long channelInjector) {
     state.database = database;
     state.channelInjector = channelInjector;
-    DS_TRACE("CXmlFileStorageProviderBase_StoreAll", QBF_I_INFO, "CXmlFileStorageProviderBase: Storing all...");
+    DS_TRACE(XmlTraces, kStoreAll, QBF_I_INFO, "CXmlFileStorageProviderBase: Storing all...");
     if (database == nullptr) {
-        DS_TRACE("CXmlFileStorageProviderBase_StoreAll", QBF_E_INVALID_ARGUMENT, "database is a nullptr");
+        DS_TRACE(XmlTraces, kStoreAll, QBF_E_INVALID_ARGUMENT, "database is a nullptr");
         return QBF_E_FAILED;
     }
     return ManageStore(location);

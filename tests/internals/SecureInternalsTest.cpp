@@ -1,9 +1,6 @@
-// Steps that no operation of the provider takes, reached through a copy of its source whose entry points have names of
-// their own.
-#define CSecureBinaryFileStorageProvider_GetInterface SecureCopy_GetInterface
-#define CSecureBinaryFileStorageProvider_SetStorageFilenames SecureCopy_SetStorageFilenames
-#define CSecureBinaryFileStorageProvider_SetChannelNumber SecureCopy_SetChannelNumber
-#include "Device/DeviceSupport/private/CSecureBinaryFileStorageProvider.cpp"  // NOLINT(bugprone-suspicious-include)
+// Steps that no operation of the provider takes, or that take gigabytes.
+
+#include "Device/DeviceSupport/private/CSecureBinaryFileStorageProvider.h"
 
 #include <sys/mman.h>
 
@@ -11,13 +8,18 @@
 
 namespace {
 
+using tal::CopyBounded;
+using tal::StorageOpenMode;
+using tal::secure::OpenFile;
+using tal::secure::SecureFileNameTable;
+using tal::secure::state;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 class SecureInternals : public ::testing::Test {
 protected:
     SecureInternals() {
-        SecureCopy_SetStorageFilenames("calibration", "hardware", "applications");
+        CSecureBinaryFileStorageProvider_SetStorageFilenames("calibration", "hardware", "applications");
         traces_.Clear();
     }
 
@@ -83,11 +85,11 @@ private:
 
 TEST_F(SecureInternals, PathThatIsTooLongToBeCountedIsAnOutputErrorAndCut) {
     const LongText name;
-    CopyBounded(RegionPath, "R");
-    CopyBounded(ObjectPath, "O/");
-    BuildPathPrefix();
-    BuildVariablePath(name.Get());
-    EXPECT_EQ(VariablePath, "R/O/" + std::string(506, 'n'));
+    CopyBounded(state.RegionPath, "R");
+    CopyBounded(state.ObjectPath, "O/");
+    tal::secure::BuildPathPrefix();
+    tal::secure::BuildVariablePath(name.Get());
+    EXPECT_EQ(state.VariablePath, "R/O/" + std::string(506, 'n'));
     EXPECT_THAT(traces_.Lines(), ElementsAre("0x8000 CSecureBinaryFileStorageProvider_ProcessObject: snprintf "
                                              "encountered an output error"));
 }

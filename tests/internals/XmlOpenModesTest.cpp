@@ -1,11 +1,6 @@
-// What no operation of the table can ask the core of the XML provider for. The core is compiled in once more, with
-// entry points of other names, so that they do not take the place of the library's.
-#define CXmlFileStorageProviderBase_GetInterface OwnBaseGetInterface
-#define CXmlFileStorageProviderBase_SetStorageFilenames OwnSetStorageFilenames
-#define CXmlFileStorageProvider_GetInterface OwnReadWriteGetInterface
+// What no operation of the table can ask the core of the XML provider for.
 
-// NOLINTNEXTLINE(bugprone-suspicious-include): a copy of its own is the point
-#include "Device/DeviceSupport/private/CXmlFileStorageProviderBase.cpp"
+#include "Device/DeviceSupport/private/CXmlFileStorageProviderBase.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,19 +9,6 @@
 
 #include "support/Files.h"
 #include "support/TraceRecorder.h"
-
-namespace tal::xml {
-
-// The writer and the reader stay away.
-QBFResult StoreAll(StorageLocation /*location*/, CDatabase* /*database*/, unsigned long /*channelInjector*/) {
-    return QBF_E_FAILED;
-}
-QBFResult RetrieveAll(StorageLocation /*location*/, CDatabase* /*database*/, unsigned long /*channelInjector*/) {
-    return QBF_E_FAILED;
-}
-void RenewElementList() {}
-
-}  // namespace tal::xml
 
 namespace tal::test {
 
@@ -41,8 +23,9 @@ constexpr auto kStoreWritable = StorageOpenMode::StoreWritable;
 class XmlOpenModes : public testing::Test {
 protected:
     XmlOpenModes() {
-        OwnSetStorageFilenames("slot0.xml", "slot1.xml", "slot2.xml", "slot3.xml", "slot4.xml", "slot5.xml",
-                               "slot6.xml", "slot7.xml", "slot8.xml", "slot9.xml");
+        CXmlFileStorageProviderBase_SetStorageFilenames("slot0.xml", "slot1.xml", "slot2.xml", "slot3.xml", "slot4.xml",
+                                                        "slot5.xml", "slot6.xml", "slot7.xml", "slot8.xml",
+                                                        "slot9.xml");
         xml::state.CurrentFileName[0] = '\0';
         traces_.Clear();
     }

@@ -1,13 +1,12 @@
-// Steps that no operation of the provider takes, reached through a copy of its source whose entry points have names of
-// their own.
-#define CBinaryFileStorageProvider_GetInterface BinaryCopy_GetInterface
-#define CBinaryFileStorageProvider_SetStorageFilenames BinaryCopy_SetStorageFilenames
-#include "Device/DeviceSupport/private/CBinaryFileStorageProvider.cpp"  // NOLINT(bugprone-suspicious-include)
+// Steps that no operation of the provider takes.
 
+#include "Device/DeviceSupport/private/CBinaryFileStorageProvider.h"
 #include "support/BinaryFixture.h"
 
 namespace {
 
+using tal::StorageOpenMode;
+using tal::binary::ProcessObject;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
