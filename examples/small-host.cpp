@@ -4,7 +4,7 @@
 /// with status 0 when everything came out as it says. The trace on standard error tells of the files that it removes on
 /// purpose.
 ///
-/// To start from it, replace Settings and BuildDatabase by your own and keep what stands before them.
+/// To start from it, replace Settings and SettingsDatabase by your own and keep what stands before them.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>

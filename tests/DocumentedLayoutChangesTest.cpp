@@ -280,7 +280,7 @@ bool IsAsInMemory(const Variable& variable) {
 
 std::string FateOf(const Touched& touched, const Variable& variable) {
     if (variable.HoldsDefault()) {
-        return touched.whole.empty() ? "all" : "all but it";
+        return touched.whole.empty() ? "all" : "the others";
     }
     if (Reading(variable) == touched.whole) {
         return "all";

@@ -271,7 +271,7 @@ QBFResult CList_Construct(CList* list) {
     *list = {};
     list->isConstructed = 1;
     if (Host().textList == TextList::IsTooBig) {
-        list->rest[sizeof list->rest] = 0;
+        reinterpret_cast<unsigned char*>(list)[sizeof *list] = 0;
     }
     return Answer("CList_Construct", QBF_OK);
 }

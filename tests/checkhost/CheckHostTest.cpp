@@ -93,7 +93,7 @@ const std::vector<Breach>& Breaches() {
         {"TheRegionsGoInACircle", [](Host& host) { host.config.link.next = &host.config.link; }, HostRule::RegionList,
          "", "the list goes in a circle without its sentinel after 1 nodes"},
         {"TheDatabaseHasAnotherFirstWord",
-         [](Host& host) { host.database.regions.next = reinterpret_cast<HostListNode*>(std::uintptr_t{3}); },
+         [](Host& host) { host.database.regions.next = reinterpret_cast<HostListNode*>(std::uintptr_t{64}); },
          HostRule::RegionList, "", "reading the list: ended by signal 11 (Segmentation fault)", false},
         {"ARegionIsNull", [](Host& host) { host.config.link.element = nullptr; }, HostRule::RegionList, "",
          "a node has no element"},
@@ -263,6 +263,15 @@ TEST(CheckHost, DoesNotMindNestedObjectsBeforeOthersThatNoSecureFileHolds) {
 TEST(CheckHost, DoesNotMindAnObjectThatIsNotRegistered) {
     BreakableHost host;
     host.pathThatIsNotFound = "Config/Tx/Amp";
+    EXPECT_THAT(CheckHost(&host.database), IsEmpty());
+}
+
+TEST(CheckHost, DoesNotMindAnEmptyArrayWithoutContent) {
+    BreakableHost host;
+    CVariable& offsets = BreakableHost::Variable(host.radio, "Offsets");
+    offsets.elementCount = 0;
+    offsets.sizeInBytes = 0;
+    offsets.content = nullptr;
     EXPECT_THAT(CheckHost(&host.database), IsEmpty());
 }
 

@@ -126,7 +126,8 @@ constexpr HostRuleRow kHostRules[] = {
     {HostRule::Types, "types", "The type code is one of the 23."},
     {HostRule::Sizes, "sizes", "The size in bytes is the width of the type times the number of elements."},
     {HostRule::Contents, "contents",
-     "Content addresses are not null, are aligned for their type, stay, and can be read and written."},
+     "Content addresses are not null unless the size is 0, are aligned for their type, stay, and can be read and "
+     "written."},
     {HostRule::StringsEnd, "strings-end", "A STRING has a NUL within its size."},
     {HostRule::Nesting, "nesting", "No object is inside itself, and at most five are inside one another."},
     {HostRule::NestedLast, "nested-last",
@@ -489,8 +490,9 @@ private:
         const std::uint32_t elementCount = CVariable_GetNoOfElements(variable);
         step_.Enter(HostRule::FunctionsReturn, "CVariable_GetSizeInBytes", path);
         const std::uint32_t sizeInBytes = CVariable_GetSizeInBytes(variable);
-        void* const content = ContentOf(variable, path);
-        if (content == nullptr) {
+        // What has no elements needs no content.
+        void* content = nullptr;
+        if (!HandsOutContent(variable, path, type == VARIABLE_TYPE_OBJECT || sizeInBytes != 0, &content)) {
             return;
         }
         if (type == VARIABLE_TYPE_OBJECT) {
@@ -506,22 +508,23 @@ private:
         }
     }
 
-    void* ContentOf(CVariable* variable, const std::string& path) {
-        void* content = nullptr;
+    bool HandsOutContent(CVariable* variable, const std::string& path, bool isNeeded, void** content) {
         void* again = nullptr;
-        for (void** address : {&content, &again}) {
+        for (void** address : {content, &again}) {
             if (!Succeeds("CVariable_GetContentAddress", path,
                           [=] { return CVariable_GetContentAddress(variable, address); })) {
-                return nullptr;
+                return false;
             }
         }
-        if (content == nullptr) {
+        if (*content == nullptr && isNeeded) {
             Report(HostRule::Contents, path, "the content address is null");
-        } else if (content != again) {
-            Report(HostRule::Contents, path, "the second content address is another one than the first");
-            return nullptr;
+            return false;
         }
-        return content;
+        if (*content != again) {
+            Report(HostRule::Contents, path, "the second content address is another one than the first");
+            return false;
+        }
+        return true;
     }
 
     static std::size_t WidthOf(VariableType type) {
