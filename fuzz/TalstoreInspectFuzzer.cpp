@@ -118,7 +118,7 @@ void Retrieve(const std::string& bytes, Format format, tal::host::Database& layo
     IStorageProvider* operations = nullptr;
     provider.getInterface(&operations);
     operations->Initialize(0);
-    provider.setFileNames(name.c_str());
+    provider.format->setFileNames(name.c_str());
     CSecureBinaryFileStorageProvider_SetChannelNumber(0);
     operations->RetrieveAll(0, layout.Handle(), 0);
 }

@@ -13,24 +13,13 @@ namespace {
 
 constexpr std::size_t kLongestFileName = 79;
 
-void SetXmlFileNames(const char* name) {
-    CXmlFileStorageProviderBase_SetStorageFilenames(name, name, name, name, name, name, name, name, name, name);
-}
-
-void SetBinaryFileNames(const char* name) {
-    CBinaryFileStorageProvider_SetStorageFilenames(name, name, name);
-}
-
-void SetSecureFileNames(const char* name) {
-    CSecureBinaryFileStorageProvider_SetStorageFilenames(name, name, name);
-}
-
-void SetNoFileNames(const char* /*name*/) {}
-
-/// The secure provider has one fixed name for the locations 1 and 2.
-std::string NameForProvider(const ProviderInfo& provider, StorageLocation location, std::string_view fileName) {
-    if (provider.format == Format::Secure && (location == 1 || location == 2)) {
-        return "storage_calibration_database.sbin";
+std::string NameForProvider(const FormatInfo* format, StorageLocation number, std::string_view fileName) {
+    if (format != nullptr) {
+        const auto location = std::find_if(format->locations.begin(), format->locations.end(),
+                                           [&](const Location& candidate) { return candidate.number == number; });
+        if (location != format->locations.end() && location->fixedFileName != nullptr) {
+            return location->fixedFileName;
+        }
     }
     std::string name = std::filesystem::path(fileName).filename().string();
     const bool isUsable = !name.empty() && name != "-" && name != "." && name != "..";
@@ -63,11 +52,11 @@ void WriteFile(const std::filesystem::path& path, std::string_view bytes) {
     }
 }
 
-constexpr char kEmptyDocument[] = "empty.xml";
+constexpr char kForgettableFile[] = "forgettable";
 
-/// The XML reader keeps the path of the last region between documents. A board that has just started has none.
-void ForgetEarlierDocuments(const IStorageProvider& provider, void (*setFileNames)(const char* name)) {
-    setFileNames((std::filesystem::path("..") / kEmptyDocument).c_str());
+/// Some readers keep something of the file before. A board that has just started has nothing.
+void ForgetEarlierFiles(const IStorageProvider& provider, const FormatInfo& format) {
+    format.setFileNames((std::filesystem::path("..") / kForgettableFile).c_str());
     host::Database nothing;
     provider.RetrieveAll(0, nothing.Handle(), 0);
 }
@@ -75,19 +64,19 @@ void ForgetEarlierDocuments(const IStorageProvider& provider, void (*setFileName
 }  // namespace
 
 const std::vector<ProviderInfo>& Providers() {
-    static const std::vector<ProviderInfo> providers = {
-        {"xml", "XML documents; locations 0 and 3 to 11, of which 7, 8 and 11 are read-only", Format::Xml,
-         CXmlFileStorageProvider_GetInterface, SetXmlFileNames},
-        {"xml-read-only", "XML documents, stores are ignored", Format::Xml,
-         CReadOnlyXmlFileStorageProvider_GetInterface, SetXmlFileNames},
-        {"binary", "raw images; locations 0, 3 and 6", Format::Binary, CBinaryFileStorageProvider_GetInterface,
-         SetBinaryFileNames},
-        {"secure", "self-describing records; locations 0, 1, 2, 3 and 6", Format::Secure,
-         CSecureBinaryFileStorageProvider_GetInterface, SetSecureFileNames},
-        {"board", "fourteen variables from the board, no files", std::nullopt,
-         ReadOnlyZorBspStorageProvider_getInterface, SetNoFileNames},
-        {"dummy", "does nothing and succeeds", std::nullopt, CDummyStorageProvider_GetInterface, SetNoFileNames},
-    };
+    static const std::vector<ProviderInfo> providers = [] {
+        std::vector<ProviderInfo> rows;
+        for (const FormatInfo& format : Formats()) {
+            rows.push_back({format.name, std::string(format.summary) + "; " + LocationsText(format), &format,
+                            format.getInterface});
+        }
+        rows.push_back({"xml-read-only", "XML documents, stores are ignored", &InfoOf(Format::Xml),
+                        CReadOnlyXmlFileStorageProvider_GetInterface});
+        rows.push_back({"board", "fourteen variables from the board, no files", nullptr,
+                        ReadOnlyZorBspStorageProvider_getInterface});
+        rows.push_back({"dummy", "does nothing and succeeds", nullptr, CDummyStorageProvider_GetInterface});
+        return rows;
+    }();
     return providers;
 }
 
@@ -98,8 +87,7 @@ const ProviderInfo* FindProvider(std::string_view name) {
 }
 
 const ProviderInfo& ProviderOf(Format format) {
-    return *std::find_if(Providers().begin(), Providers().end(),
-                         [&](const ProviderInfo& provider) { return provider.format == format; });
+    return *FindProvider(NameOf(format));
 }
 
 ProviderSession::ProviderSession(const ProviderInfo& provider, StorageLocation location, std::uint32_t channel,
@@ -107,11 +95,11 @@ ProviderSession::ProviderSession(const ProviderInfo& provider, StorageLocation l
     : provider_(provider),
       location_(location),
       channel_(channel),
-      fileName_(NameForProvider(provider, location, fileName)),
+      fileName_(NameForProvider(provider.format, location, fileName)),
       filesPath_(directory_.Path() / "files") {
     std::filesystem::create_directory(filesPath_);
-    if (provider.format == Format::Xml) {
-        WriteFile(directory_.Path() / kEmptyDocument, "<storage><region name=\"\"></region></storage>");
+    if (provider.format != nullptr && provider.format->forgettableFile != nullptr) {
+        WriteFile(directory_.Path() / kForgettableFile, provider.format->forgettableFile);
     }
 }
 
@@ -140,11 +128,13 @@ Run ProviderSession::Drive(Operation operation, host::Database& database) const 
         return {obtained, {}, {}};
     }
     provider->Initialize(location_);
-    if (provider_.format == Format::Xml) {
-        ForgetEarlierDocuments(*provider, provider_.setFileNames);
+    if (provider_.format != nullptr) {
+        if (provider_.format->forgettableFile != nullptr) {
+            ForgetEarlierFiles(*provider, *provider_.format);
+        }
+        // Initialize has set the default names.
+        provider_.format->setFileNames(fileName_.c_str());
     }
-    // Initialize has set the default names.
-    provider_.setFileNames(fileName_.c_str());
     CSecureBinaryFileStorageProvider_SetChannelNumber(channel_);
     TraceCapture capture;
     Witness witness(database, capture);

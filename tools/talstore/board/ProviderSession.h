@@ -15,18 +15,18 @@
 #include "board/TraceCapture.h"
 #include "board/Witness.h"
 #include "files/PrivateDirectory.h"
-#include "formats/StoredContents.h"
+#include "formats/Formats.h"
 
 namespace tal::talstore {
 
 struct ProviderInfo {
     const char* name;
-    const char* summary;
-    std::optional<Format> format;  ///< None: the provider has no files.
+    std::string summary;
+    const FormatInfo* format;  ///< Null: the provider has no files.
     QBFResult (*getInterface)(IStorageProvider** provider);
-    void (*setFileNames)(const char* name);  ///< Gives every location that name, as far as the provider allows.
 };
 
+/// One of each format, and those that have another configuration or no files.
 [[nodiscard]] const std::vector<ProviderInfo>& Providers();
 
 /// @return null when there is none of that name.

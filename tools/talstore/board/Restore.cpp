@@ -2,13 +2,11 @@
 
 #include <algorithm>
 #include <iterator>
-#include <optional>
 #include <unordered_map>
 
 #include "TypeTable.h"
 #include "board/Value.h"
 #include "common/Text.h"
-#include "formats/InspectSecure.h"
 
 namespace tal::talstore {
 
@@ -83,10 +81,10 @@ private:
     // ---- Items
 
     void FollowItems() {
-        if (format_ == Format::Binary) {
-            FollowItemsInTheirPlaces();
-        } else {
+        if (format_ == nullptr || format_->looksItemsUp) {
             FollowLookUps();
+        } else {
+            FollowItemsInTheirPlaces();
         }
     }
 
@@ -110,7 +108,7 @@ private:
         if (lookUp.isMarked) {
             return {Fate::Taken, lookUp.path, lookUp.variable, {}};
         }
-        const bool isAnotherSize = format_ == Format::Secure && item.bytes.size() != lookUp.variable->SizeInBytes();
+        const bool isAnotherSize = format_->comparesSizes && item.bytes.size() != lookUp.variable->SizeInBytes();
         if (isAnotherSize) {
             return {Fate::Refused, lookUp.path, lookUp.variable,
                     Count(item.bytes.size(), "byte") + " in the file, " +
@@ -146,9 +144,9 @@ private:
     }
 
     [[nodiscard]] std::string UnregisteredReason(const std::string& path) const {
-        const bool hasPlaceholder = format_ == Format::Xml ? path.find("channel.X.") != std::string::npos
-                                                           : path.find("Channel.X.") != std::string::npos ||
-                                                                 path.find("CalibrationTabRfX") != std::string::npos;
+        const bool hasPlaceholder =
+            std::any_of(format_->placeholders.begin(), format_->placeholders.end(),
+                        [&](const char* placeholder) { return path.find(placeholder) != std::string::npos; });
         return session_.Channel() == 0 && hasPlaceholder
                    ? "not in the layout: the path holds a placeholder for a channel, try --channel"
                    : "not in the layout";
@@ -166,7 +164,7 @@ private:
         VisitVariables(layout_, [&](host::Variable& variable, bool isWritable) {
             VariableReport report;
             report.variable = &variable;
-            report.isStored = isWritable || (format_ != Format::Xml && format_ != Format::Secure);
+            report.isStored = isWritable || format_ == nullptr || format_->storesReadOnlyObjects;
             if (const auto item = lastItems.find(&variable); item != lastItems.end()) {
                 report.item = item->second;
             }
@@ -191,7 +189,7 @@ private:
             report.outcome = Outcome::Partly;
             report.reason = std::to_string(untouched) + " of " + Count(bytes.size(), "byte") +
                             " are not in the file and keep what the board held";
-        } else if (format_ == Format::Xml && report.item != kNone) {
+        } else if (report.item != kNone && format_->hasTexts) {
             CompareWithDocument(report, contents_.items[report.item]);
         }
     }
@@ -217,15 +215,15 @@ private:
                                                     : "the board gives up before it sets the defaults";
         } else if (item == nullptr) {
             report.outcome = report.isStored ? Outcome::Defaulted : Outcome::ReadOnly;
-            report.reason = !report.isStored ? "in a read-only object, which is never stored"
-                            : !format_       ? "the provider does not set it"
-                            : IsFileRead()   ? "not in the file"
-                                             : "the file is not read";
+            report.reason = !report.isStored     ? "in a read-only object, which is never stored"
+                            : format_ == nullptr ? "the provider does not set it"
+                            : IsFileRead()       ? "not in the file"
+                                                 : "the file is not read";
         } else if (item->fate == Fate::Refused) {
             report.outcome = Outcome::Refused;
             report.reason = item->reason;
         } else {
-            report.reason = format_ == Format::Binary
+            report.reason = !format_->looksItemsUp
                                 ? "the file ends inside it"
                                 : "its value is dropped, since an earlier variable failed: " + FirstRefused();
         }
@@ -260,12 +258,12 @@ private:
 
     /// Lets the library store the layout: its items come in the order of the variables.
     void ExplainStoredPaths() {
-        if ((format_ != Format::Secure && format_ != Format::Xml) || IsEverythingFound()) {
+        if (format_ == nullptr || !format_->looksItemsUp || IsEverythingFound()) {
             return;
         }
-        const ProviderSession session(ProviderOf(*format_), 0, session_.Channel(), file_.name);
+        const ProviderSession session(ProviderOf(format_->format), 0, session_.Channel(), file_.name);
         static_cast<void>(session.Store(layout_));
-        const StorageFile stored = {file_.name, session.TakeFile().value_or(""), *format_};
+        const StorageFile stored = {file_.name, session.TakeFile().value_or(""), format_->format};
         const StoredContents records = Inspect(stored, &layout_);
         std::unordered_map<std::string, const host::Variable*> variables;
         std::size_t index = 0;
@@ -298,7 +296,7 @@ private:
         }
         if (session_.Channel() != 0) {
             report.reason += "; it is stored under a placeholder, as " + storedPath;
-        } else if (format_ == Format::Secure) {
+        } else if (format_->format == Format::Secure) {
             report.reason = "the secure format stores it as " + storedPath +
                             ", as it follows a nested object; no board finds it there";
         }
@@ -308,14 +306,14 @@ private:
         if (session_.Channel() != 0 && storedPath != variable) {
             item.reason =
                 "stored under a placeholder, looked up as " + item.boardPath + ", while the layout has " + variable;
-        } else if (format_ == Format::Secure && session_.Channel() == 0) {
+        } else if (format_->format == Format::Secure && session_.Channel() == 0) {
             item.reason = "this is where the secure format stores " + variable +
                           ", which follows a nested object; no board finds it there";
         }
     }
 
     const ProviderSession& session_;
-    std::optional<Format> format_;
+    const FormatInfo* format_;  ///< Null for a provider without files.
     const StorageFile& file_;
     const StoredContents& contents_;
     host::Database& layout_;

@@ -93,7 +93,7 @@ int Check(const CheckOptions& options, const Console& console) {
     const auto layout = LoadLayout(options.common.layout);
     const StorageFile file = LoadStorageFile(options.file, ParseFormat(options.common.format), layout != nullptr);
     StoredContents contents = Inspect(file, layout.get());
-    if (file.format == Format::Xml) {
+    if (InfoOf(file.format).hasTexts) {
         CheckValues(file, contents);
     }
     std::stable_sort(contents.findings.begin(), contents.findings.end(),

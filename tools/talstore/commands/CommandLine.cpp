@@ -69,6 +69,14 @@ private:
         return command;
     }
 
+    static std::vector<std::string> FormatNames() {
+        std::vector<std::string> names;
+        for (const FormatInfo& format : Formats()) {
+            names.emplace_back(format.name);
+        }
+        return names;
+    }
+
     static void AddJson(CLI::App& command, CommonOptions& options) {
         command.add_flag("--json", options.asJson, "Print JSON for programs");
     }
@@ -76,7 +84,7 @@ private:
     static void AddCommon(CLI::App& command, CommonOptions& options) {
         command.add_option("--layout", options.layout, kLayoutHelp)->type_name("DESCRIPTION");
         command.add_option("--format", options.format, kFormatHelp)
-            ->check(CLI::IsMember({"xml", "secure", "binary"}))
+            ->check(CLI::IsMember(FormatNames()))
             ->type_name("FORMAT");
         command.add_option("--channel", options.channel, kChannelHelp)->type_name("N");
         AddJson(command, options);
@@ -135,7 +143,7 @@ private:
         AddCommon(command, convert_.common);
         command.get_option("--layout")->required();
         command.add_option("--to", convert_.outputFormat, "What B shall be, where its name does not tell")
-            ->check(CLI::IsMember({"xml", "secure", "binary"}))
+            ->check(CLI::IsMember(FormatNames()))
             ->type_name("FORMAT");
         command.callback([this] { run_ = [this] { return Convert(convert_, console_); }; });
     }

@@ -50,7 +50,7 @@ public:
             const ProviderSession session(ProviderOf(file_.format), 0, options.channel, file_.name);
             restored_ = Restore(session, file_, contents_, *layout_);
         }
-        if (file_.format == Format::Xml) {
+        if (InfoOf(file_.format).hasTexts) {
             document_ = ReadDocumentValues(file_, contents_);
         }
         for (std::size_t i = 0; i < contents_.items.size(); ++i) {
@@ -69,7 +69,7 @@ public:
         const auto found = indices_.find(path);
         return found == indices_.end() ? nullptr : &entries_[found->second];
     }
-    [[nodiscard]] bool IsXml() const { return file_.format == Format::Xml; }
+    [[nodiscard]] bool IsXml() const { return InfoOf(file_.format).hasTexts; }
 
 private:
     static bool HasValue(const StoredItem& item) {

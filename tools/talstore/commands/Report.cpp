@@ -90,10 +90,8 @@ void TellFindings(const Console& console, const std::string& fileName, const std
 }
 
 std::string Describe(const StorageFile& file, const StoredContents& contents) {
-    const char* const kind = file.format == Format::Xml      ? "XML document, "
-                             : file.format == Format::Secure ? "secure binary file, "
-                                                             : "raw binary file, ";
-    return kind + Count(file.bytes.size(), "byte") + ", " + Count(contents.items.size(), "variable");
+    return std::string(InfoOf(file.format).description) + ", " + Count(file.bytes.size(), "byte") + ", " +
+           Count(contents.items.size(), "variable");
 }
 
 Json TraceJson(const std::vector<TraceRecord>& trace) {
@@ -180,10 +178,8 @@ std::optional<Format> ParseFormat(const std::string& name) {
     if (name.empty()) {
         return std::nullopt;
     }
-    for (const Format format : {Format::Xml, Format::Secure, Format::Binary}) {
-        if (name == NameOf(format)) {
-            return format;
-        }
+    if (const std::optional<Format> format = FormatNamed(name)) {
+        return format;
     }
     throw InputError("unknown format " + Quoted(name));
 }

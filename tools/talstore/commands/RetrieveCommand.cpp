@@ -40,7 +40,7 @@ void PrintVariables(const Console& console, const RestoreReport& report) {
 
 /// A retrieve needs no file when the provider has none.
 StorageFile LoadForProvider(const DriveOptions& options) {
-    const bool hasNoFile = !options.provider.empty() && !ProviderNamed(options.provider).format;
+    const bool hasNoFile = !options.provider.empty() && ProviderNamed(options.provider).format == nullptr;
     if (hasNoFile && options.file.empty()) {
         return {"", "", Format::Binary};
     }
@@ -48,7 +48,7 @@ StorageFile LoadForProvider(const DriveOptions& options) {
         throw InputError("a file is needed");
     }
     const std::optional<Format> format =
-        options.provider.empty() ? std::nullopt : ProviderNamed(options.provider).format;
+        options.provider.empty() ? std::nullopt : std::optional(ProviderNamed(options.provider).format->format);
     return LoadStorageFile(options.file, format, true);
 }
 
@@ -59,7 +59,7 @@ int Retrieve(const DriveOptions& options, const Console& console) {
     const StorageFile file = LoadForProvider(options);
     const ProviderInfo& provider = ChooseProvider(options, file.format);
     const ProviderSession session(provider, options.location, options.channel, file.name);
-    const StoredContents contents = provider.format ? Inspect(file, layout.get()) : StoredContents();
+    const StoredContents contents = provider.format != nullptr ? Inspect(file, layout.get()) : StoredContents();
     const RestoreReport report = Restore(session, file, contents, *layout);
     if (options.asJson) {
         Json json = RunJson(provider, options, report.run);

@@ -59,7 +59,7 @@ std::string XmlSizeText(const StoredItem& item) {
 
 std::vector<Cell> Row(const Shown& shown, Format format) {
     const StoredItem& item = shown.item;
-    if (format == Format::Xml) {
+    if (InfoOf(format).hasTexts) {
         return {Printable(item.path), XmlTypeText(item), XmlSizeText(item), TextsText(item)};
     }
     return {Printable(item.path), shown.IsTyped() ? TypeText(*shown.variable) : "-", std::to_string(item.bytes.size()),
@@ -69,7 +69,7 @@ std::vector<Cell> Row(const Shown& shown, Format format) {
 Json VariableJson(const Shown& shown, Format format) {
     const StoredItem& item = shown.item;
     Json json = {{"path", item.path}, {"place", PlaceJson(item.place)}};
-    if (format == Format::Xml) {
+    if (InfoOf(format).hasTexts) {
         json["type"] = item.type;
         json[item.isArray ? "elements" : "text"] =
             item.isArray ? Json(item.texts) : Json(item.texts.empty() ? "" : item.texts.front());

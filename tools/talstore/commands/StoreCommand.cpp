@@ -57,7 +57,7 @@ int Store(const StoreOptions& options, const Console& console) {
     ReadBack after;
     if (isStored) {
         WriteWholeFile(drive.file, *bytes, console.out);
-        after = ReadBackFrom(session, {drive.file, *bytes, *provider.format}, *layout, LoadLayout(drive.layout),
+        after = ReadBackFrom(session, {drive.file, *bytes, provider.format->format}, *layout, LoadLayout(drive.layout),
                              DoesNotComeBack);
     }
     const Console told = BesideFile(console, drive.file);

@@ -1,14 +1,13 @@
 /// @file
-/// A storage file: what its format is, and what it holds.
+/// A storage file: its bytes and its format.
 #ifndef TALSTORE_STORAGE_FILE_H
 #define TALSTORE_STORAGE_FILE_H
 
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "ReferenceHost.h"
-#include "formats/StoredContents.h"
+#include "formats/Formats.h"
 
 namespace tal::talstore {
 
@@ -17,12 +16,6 @@ struct StorageFile {
     std::string bytes;
     Format format;
 };
-
-/// What the name's ending says: .xml, .sbin, .bin.
-[[nodiscard]] std::optional<Format> FormatOfName(std::string_view name);
-
-/// What the bytes say; the name's ending decides where they do not.
-[[nodiscard]] std::optional<Format> RecogniseFormat(std::string_view bytes, std::string_view name);
 
 /// @param format     As the user gave it, or to be recognised.
 /// @param hasLayout  Whatever is not recognised is taken for a binary file when there is a layout.

@@ -12,12 +12,8 @@
 
 namespace tal::talstore {
 
+/// The table of formats has a row for each.
 enum class Format { Xml, Secure, Binary };
-
-/// "xml", "secure", "binary"
-[[nodiscard]] constexpr const char* NameOf(Format format) {
-    return format == Format::Xml ? "xml" : format == Format::Secure ? "secure" : "binary";
-}
 
 constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
