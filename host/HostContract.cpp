@@ -33,6 +33,17 @@ std::uintptr_t NumberOf(HostIterator position) {
     return reinterpret_cast<std::uintptr_t>(position);
 }
 
+// Apart from the functions of the contract, so that these stay without a stack frame while nobody observes.
+[[gnu::noinline]] QBFResult HandOutObservedContent(const Variable& variable, void** address) {
+    variable.Owner().Observer()->OnContentAddress(variable);
+    *address = variable.Content();
+    return QBF_OK;
+}
+
+[[gnu::noinline]] void ReportMark(const Variable& variable) {
+    variable.Owner().Observer()->OnMark(variable, variable.Retrieved());
+}
+
 QBFResult HandOutName(const char* hostName, char** name) {
     if (name == nullptr) {
         return QBF_E_INVALID_ARGUMENT;
@@ -151,10 +162,10 @@ QBFResult CVariable_GetContentAddress(CVariable* variable, void** address) {
     if (variable == nullptr || address == nullptr) {
         return QBF_E_INVALID_ARGUMENT;
     }
-    *address = VariableOf(variable).Content();
-    if (DatabaseObserver* const observer = VariableOf(variable).Owner().Observer()) {
-        observer->OnContentAddress(VariableOf(variable));
+    if (VariableOf(variable).Owner().Observer() != nullptr) {
+        return HandOutObservedContent(VariableOf(variable), address);
     }
+    *address = VariableOf(variable).Content();
     return QBF_OK;
 }
 
@@ -163,8 +174,8 @@ QBFResult CVariable_SetRetrieved(CVariable* variable, int retrieved) {
         return QBF_E_INVALID_ARGUMENT;
     }
     VariableOf(variable).SetRetrieved(retrieved != 0);
-    if (DatabaseObserver* const observer = VariableOf(variable).Owner().Observer()) {
-        observer->OnMark(VariableOf(variable), retrieved != 0);
+    if (VariableOf(variable).Owner().Observer() != nullptr) {
+        ReportMark(VariableOf(variable));
     }
     return QBF_OK;
 }

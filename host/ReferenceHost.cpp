@@ -67,7 +67,8 @@ void Variable::HoldValue(const void* value, std::size_t sizeInBytes) {
     sizeInBytes_ = Checked32(sizeInBytes);
     storage_ = std::make_unique<std::uint8_t[]>(kGuardSize + sizeInBytes + kGuardSize + sizeInBytes);
     FillGuard(storage_.get());
-    FillGuard(storage_.get() + kGuardSize + sizeInBytes);
+    value_ = storage_.get() + kGuardSize;
+    FillGuard(value_ + sizeInBytes);
     if (sizeInBytes != 0) {
         std::memcpy(storage_.get() + kGuardSize + sizeInBytes + kGuardSize, value, sizeInBytes);
     }
@@ -82,14 +83,9 @@ Object& Variable::HoldObject(std::unique_ptr<Object> object) {
     return *objects_.back();
 }
 
-void* Variable::Content() const {
-    if (type_ == VARIABLE_TYPE_OBJECT) {
-        return objectPointers_.front();
-    }
-    if (type_ == VARIABLE_TYPE_OBJECT_ARRAY) {
-        return const_cast<CStorageObject**>(objectPointers_.data());
-    }
-    return storage_.get() + kGuardSize;
+void* Variable::ObjectContent() const {
+    return type_ == VARIABLE_TYPE_OBJECT ? static_cast<void*>(objectPointers_.front())
+                                         : const_cast<CStorageObject**>(objectPointers_.data());
 }
 
 const std::uint8_t* Variable::DefaultContent() const {

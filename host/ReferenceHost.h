@@ -65,7 +65,7 @@ public:
     /// Of object variables: one pointer per object.
     [[nodiscard]] std::uint32_t SizeInBytes() const { return sizeInBytes_; }
     /// What CVariable_GetContentAddress hands out; never null.
-    [[nodiscard]] void* Content() const;
+    [[nodiscard]] void* Content() const { return value_ != nullptr ? value_ : ObjectContent(); }
     /// The `SizeInBytes()` bytes of the default; null for object variables.
     [[nodiscard]] const std::uint8_t* DefaultContent() const;
 
@@ -101,6 +101,7 @@ private:
 
     Variable(const Database& database, const std::string& objectPath, const std::string& name, VariableType type,
              std::uint32_t elementCount);
+    [[nodiscard]] void* ObjectContent() const;
     void HoldValue(const void* value, std::size_t sizeInBytes);
     Object& HoldObject(std::unique_ptr<Object> object);
     /// @return the address of the element; throws std::out_of_range.
@@ -115,6 +116,7 @@ private:
     std::uint32_t sizeInBytes_ = 0;
     bool retrieved_ = false;
     std::unique_ptr<std::uint8_t[]> storage_;  ///< Guard, content, guard, default.
+    std::uint8_t* value_ = nullptr;            ///< The content in the storage; null for object variables.
     std::vector<std::unique_ptr<Object>> objects_;
     std::vector<CStorageObject*> objectPointers_;  ///< The content of an object array.
 };

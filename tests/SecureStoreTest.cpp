@@ -1,3 +1,6 @@
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include "host/DatabaseDescription.h"
 #include "support/BinaryFixture.h"
 #include "support/BinaryTree.h"
@@ -569,6 +572,48 @@ TEST_F(SecureStore, SuppressedTracesChangeNothing) {
     EXPECT_EQ(StoredBytes(), TreeBytes());
     EXPECT_THAT(traces_.Records(), IsEmpty());
 }
+
+#if UINTPTR_MAX > 0xFFFFFFFF
+/// A text of 2 GiB, the same small piece of memory again and again.
+class LongText {
+public:
+    LongText() {
+        const int piece = memfd_create("piece", MFD_CLOEXEC);
+        const std::string content(kPieceSize, 'n');
+        EXPECT_EQ(write(piece, content.data(), content.size()), static_cast<ssize_t>(content.size()));
+        // Behind the text stands what terminates it.
+        void* const reserved = mmap(nullptr, kLength + kPieceSize, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        EXPECT_NE(reserved, MAP_FAILED);
+        text_ = static_cast<char*>(reserved);
+        for (std::size_t offset = 0; offset < kLength; offset += kPieceSize) {
+            EXPECT_NE(mmap(text_ + offset, kPieceSize, PROT_READ, MAP_SHARED | MAP_FIXED, piece, 0), MAP_FAILED);
+        }
+        close(piece);
+    }
+    ~LongText() { munmap(text_, kLength + kPieceSize); }
+    LongText(const LongText&) = delete;
+    LongText& operator=(const LongText&) = delete;
+
+    [[nodiscard]] const char* Get() const { return text_; }
+
+private:
+    static constexpr std::size_t kPieceSize = std::size_t{1} << 20;
+    static constexpr std::size_t kLength = std::size_t{1} << 31;
+
+    char* text_;
+};
+
+TEST_F(SecureStore, PathThatIsTooLongToBeCountedIsAnOutputErrorAndCut) {
+    database_.AddRegion("R").AddObject("O").U8("a", 7);
+    const LongText name;
+    HostCalls host;
+    host.NameEveryVariable(name.Get());
+    EXPECT_EQ(StoredBytes(), SecureRecord("R/O/" + std::string(506, 'n'), Bytes({7})));
+    EXPECT_THAT(traces_.Failures(), ElementsAre(Line(QBF_E_FAILED, "ProcessObject",
+                                                     "snprintf encountered an output "
+                                                     "error")));
+}
+#endif
 
 // The same bytes on every machine.
 TEST_F(SecureStore, RadioUnitIsWrittenAsItsGoldenFile) {

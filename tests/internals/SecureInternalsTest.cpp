@@ -1,18 +1,14 @@
-// Steps that no operation of the provider takes, or that take gigabytes.
+// Steps that no operation of the provider takes.
 
 #include "Device/DeviceSupport/private/CSecureBinaryFileStorageProvider.h"
-
-#include <sys/mman.h>
 
 #include "support/BinaryFixture.h"
 
 namespace {
 
-using tal::CopyBounded;
 using tal::StorageOpenMode;
 using tal::secure::OpenFile;
 using tal::secure::SecureFileNameTable;
-using tal::secure::state;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -52,47 +48,5 @@ TEST_F(SecureInternals, InvalidLocationComesBeforeTheRefusedMode) {
     EXPECT_THAT(traces_.Lines(),
                 ElementsAre("0x8002 CSecureBinaryFileStorageProvider_OpenFile: Invalid storage location id: 4"));
 }
-
-#if UINTPTR_MAX > 0xFFFFFFFF
-/// A text of 2 GiB, the same small piece of memory again and again.
-class LongText {
-public:
-    LongText() {
-        const int piece = memfd_create("piece", MFD_CLOEXEC);
-        const std::string content(kPieceSize, 'n');
-        EXPECT_EQ(write(piece, content.data(), content.size()), static_cast<ssize_t>(content.size()));
-        // Behind the text stands what terminates it.
-        void* const reserved = mmap(nullptr, kLength + kPieceSize, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        EXPECT_NE(reserved, MAP_FAILED);
-        text_ = static_cast<char*>(reserved);
-        for (std::size_t offset = 0; offset < kLength; offset += kPieceSize) {
-            EXPECT_NE(mmap(text_ + offset, kPieceSize, PROT_READ, MAP_SHARED | MAP_FIXED, piece, 0), MAP_FAILED);
-        }
-        close(piece);
-    }
-    ~LongText() { munmap(text_, kLength + kPieceSize); }
-    LongText(const LongText&) = delete;
-    LongText& operator=(const LongText&) = delete;
-
-    [[nodiscard]] const char* Get() const { return text_; }
-
-private:
-    static constexpr std::size_t kPieceSize = std::size_t{1} << 20;
-    static constexpr std::size_t kLength = std::size_t{1} << 31;
-
-    char* text_;
-};
-
-TEST_F(SecureInternals, PathThatIsTooLongToBeCountedIsAnOutputErrorAndCut) {
-    const LongText name;
-    CopyBounded(state.RegionPath, "R");
-    CopyBounded(state.ObjectPath, "O/");
-    tal::secure::BuildPathPrefix();
-    tal::secure::BuildVariablePath(name.Get());
-    EXPECT_EQ(state.VariablePath, "R/O/" + std::string(506, 'n'));
-    EXPECT_THAT(traces_.Lines(), ElementsAre("0x8000 CSecureBinaryFileStorageProvider_ProcessObject: snprintf "
-                                             "encountered an output error"));
-}
-#endif
 
 }  // namespace

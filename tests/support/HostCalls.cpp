@@ -91,6 +91,7 @@ public:
         return *this;
     }
 
+    [[nodiscard]] const char* VariableName() const { return isWatched_ ? active->variableName_ : nullptr; }
     [[nodiscard]] bool RepeatsListItems() const { return isWatched_ && active->repeatsListItems_; }
 
     template <class Result, class... Parameters>
@@ -178,7 +179,12 @@ QBFResult CStorageObject_GetNextVariable(CStorageObject* object, CVariable** var
 
 QBFResult CVariable_GetName(CVariable* variable, char** name) {
     static auto* const real = Real<decltype(CVariable_GetName)>("CVariable_GetName");
-    return HostInterposer("CVariable_GetName", __builtin_return_address(0)).Forward(real, variable, name);
+    HostInterposer call("CVariable_GetName", __builtin_return_address(0));
+    const QBFResult result = call.Forward(real, variable, name);
+    if (const char* const replacement = call.VariableName()) {
+        *name = const_cast<char*>(replacement);
+    }
+    return result;
 }
 
 VariableType CVariable_GetType(CVariable* variable) {

@@ -43,6 +43,9 @@ public:
     void Override(std::string_view function, int nth, QBFResult code);
     void OverrideAll(std::string_view function, QBFResult code);
 
+    /// CVariable_GetName hands out `name`, which has to outlive the calls, for every variable.
+    void NameEveryVariable(const char* name) { variableName_ = name; }
+
     /// CList_GetNext hands out the same item again and again and says each time that more follow.
     void RepeatListItems() { repeatsListItems_ = true; }
 
@@ -82,6 +85,7 @@ private:
     std::vector<Fault> faults_;
     std::vector<std::string> calls_;
     std::string firedAt_;
+    const char* variableName_ = nullptr;
     bool repeatsListItems_ = false;
 };
 

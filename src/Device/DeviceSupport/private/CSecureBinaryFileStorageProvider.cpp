@@ -41,12 +41,30 @@ constexpr SecureFiles kDefaultFiles = {
 /// The longest path that is written or accepted, without its NUL.
 constexpr std::size_t kLongestPath = 510;
 
+/// Zero when the library is loaded, never destroyed; the file names stand beside it, since they have defaults.
+struct SecureProviderState {
+    unsigned long ChannelNumber;
+    char RegionPath[40];
+    /// Grows as the walk enters objects and is never shortened when it leaves them: paths after a nested object carry
+    /// its name, which the files have always had and which the look-up by path has to meet again.
+    char ObjectPath[1210];
+    /// One for the whole walk, so that an array inside an array's element replaces the outer one's base.
+    char SavedArrayBasePath[sizeof ObjectPath];
+    /// RegionPath and ObjectPath joined, for all the paths in between two changes of ObjectPath.
+    char pathPrefix[sizeof RegionPath + sizeof ObjectPath];
+    std::size_t pathPrefixLength;
+    char VariablePath[512];
+    char pathFromFile[512];
+    /// In which a path with a replaced channel is built.
+    char scratch[sizeof ObjectPath + 64];
+};
+
+SecureProviderState state;
 IStorageProvider providerInterface;
 StreamBuffer streamBuffer;
 
 }  // namespace
 
-SecureProviderState state;
 SecureFiles SecureFileNameTable = kDefaultFiles;
 
 namespace {
@@ -120,12 +138,11 @@ char* AppendToVariablePath(char* end, std::string_view part) {
     return end + kept;
 }
 
-}  // namespace
-
 void BuildPathPrefix() {
     state.pathPrefixLength = JoinPath(state.pathPrefix, state.RegionPath, state.ObjectPath).size();
 }
 
+/// "region/objects/variable", cut to what a record may hold.
 std::string_view BuildVariablePath(std::string_view variable) {
     const std::string_view pathPrefix = {state.pathPrefix, state.pathPrefixLength};
     char* end = AppendToVariablePath(state.VariablePath, pathPrefix);
@@ -141,8 +158,6 @@ std::string_view BuildVariablePath(std::string_view variable) {
     }
     return {state.VariablePath, static_cast<std::size_t>(end - state.VariablePath)};
 }
-
-namespace {
 
 /// Writes header, path and data; a piece that comes up short does not keep the following ones from being written.
 QBFResult WriteRecord(std::string_view path, const void* address, std::uint32_t sizeInBytes, std::FILE* file) {
