@@ -57,7 +57,7 @@ std::vector<std::string> TestsNamedIn(const std::string& text) {
 TEST(Documentation, EveryLinkLeadsToAFile) {
     for (const std::string& name : Pages()) {
         const fs::path folder = (RepositoryRoot() / name).parent_path();
-        for (const std::string& target : FirstGroups(Page(name).Text(), R"(\]\(([^)#:]+)(#[^)]*)?\))")) {
+        for (const std::string& target : FirstGroups(Page(name).Text(), R"([^\[]\]\(([^)#:]+)(#[^)]*)?\))")) {
             EXPECT_TRUE(fs::exists(folder / target)) << name << " links to " << target;
         }
     }
