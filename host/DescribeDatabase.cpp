@@ -71,8 +71,9 @@ json DescribeObjects(const std::vector<std::unique_ptr<Object>>& objects) {
 }
 
 void DescribeValue(const Variable& variable, const TypeInfo& type, json& description) {
-    const std::uint64_t elementCount = variable.ElementCount();
-    if (variable.SizeInBytes() != elementCount * type.elementSize || (elementCount != 1 && !HasElementCount(type))) {
+    const std::uint32_t elementCount = variable.ElementCount();
+    if (variable.SizeInBytes() != std::uint64_t{elementCount} * type.elementSize ||
+        (elementCount != 1 && !HasElementCount(type))) {
         Fail(variable, std::to_string(variable.SizeInBytes()) + " bytes do not match " + std::to_string(elementCount) +
                            " elements of type " + type.name);
     }
