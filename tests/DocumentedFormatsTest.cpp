@@ -356,6 +356,18 @@ TEST_F(DocumentedReading, AnIndentedEmptyStringComesBackAsTheBlanksInFrontOfItsT
     EXPECT_EQ(Given(VARIABLE_TYPE_STRING, "\n  <type>STRING</type>\n  <value>\n </value>\n"), "\" \"");
 }
 
+TEST_F(DocumentedReading, AVariableAroundAnotherOneTakesTheLastValueBeforeItsEnd) {
+    object_.U8("outer").U8("inner");
+    const std::string inner = Value("inner", "2");
+    EXPECT_EQ(RetrieveVariables(VariableElement("outer", "<value>1</value>" + inner + "<value>3</value>")),
+              QBFResult{QBF_OK});
+    EXPECT_EQ(At("outer").Get<std::uint8_t>(), 3);
+    EXPECT_EQ(At("inner").Get<std::uint8_t>(), 2);
+
+    EXPECT_EQ(RetrieveVariables(VariableElement("outer", "<value>1</value>" + inner)), QBFResult{QBF_OK});
+    EXPECT_EQ(At("outer").Get<std::uint8_t>(), 2);
+}
+
 // ---- Paths of the secure format
 
 TEST_F(DocumentedFormats, TheSecurePathsAreThoseOfTheirTable) {

@@ -488,16 +488,6 @@ TEST_F(XmlRetrieveStructure, AnObjectDirectlyInAVariableDoesNotLendItTheNameOfIt
     EXPECT_EQ(U8At("R/O/after"), 2);
 }
 
-TEST_F(XmlRetrieveStructure, AnEmptyObjectInsideAVariableLeavesTheVariableItsName) {
-    object_.U8("a", 9).U8("after", 9);
-    EXPECT_EQ(
-        RetrieveVariables(VariableElement("a", "<object name=\"E\"></object><value>1</value>") + Value("after", "2")),
-        QBFResult{QBF_OK});
-    EXPECT_EQ(U8At("R/O/a"), 1);
-    EXPECT_TRUE(WasRetrieved("R/O/a"));
-    EXPECT_EQ(U8At("R/O/after"), 2);
-}
-
 TEST_F(XmlRetrieveStructure, ARegionInsideAnObjectArrayDoesNotDisturbWhatFollows) {
     database_.AddRegion("A").AddObject("B").U8("c", 9);
     object_.U8("a", 9);
