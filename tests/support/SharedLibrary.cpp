@@ -57,7 +57,7 @@ void SharedLibrary::ReadLocalSymbols(const ElfW(Shdr) & section) {
         if (ELF32_ST_TYPE(symbol.st_info) == STT_FILE) {
             source = TextOf(section, symbol.st_name);
         } else if (ELF32_ST_BIND(symbol.st_info) == STB_LOCAL) {
-            locals.push_back({source, TextOf(section, symbol.st_name), symbol.st_value});
+            locals.push_back({source, TextOf(section, symbol.st_name)});
         }
     }
 }

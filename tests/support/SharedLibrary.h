@@ -4,7 +4,6 @@
 
 #include <link.h>
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -20,7 +19,6 @@ public:
     struct LocalSymbol {
         std::string source;  ///< Without its folder; empty for what the linker has made local.
         std::string name;
-        std::uintptr_t address;  ///< From where the library is loaded.
     };
 
     std::vector<std::string> exported;   // Sorted.
