@@ -14,11 +14,11 @@ using testing::IsEmpty;
 
 const std::string kData = LittleEndian(16);
 
-TEST(InspectSecure, AnEmptyFileIsWholeAndHoldsNothing) {
+TEST(InspectSecure, AnEmptyFileIsWholeAndIsReported) {
     const StoredContents contents = InspectSecure({});
     EXPECT_TRUE(contents.isWhole);
     EXPECT_THAT(contents.items, IsEmpty());
-    EXPECT_THAT(contents.findings, IsEmpty());
+    EXPECT_THAT(Summaries(contents), ElementsAre("warning secure.empty @0"));
 }
 
 TEST(InspectSecure, RecordsAreItemsInFileOrder) {

@@ -122,7 +122,7 @@ TEST_F(Show, PrintsJsonOfEachFormat) {
     const Json xml = Talstore({"show", "unit.xml", "--json"}).Json();
     EXPECT_EQ(xml["whole"], true);
     EXPECT_EQ(xml["variables"][4], Json::parse(R"({"path": "R/O/list", "place": {"offset": 379, "line": 6, "column": 1},
-        "type": "U16_ARRAY", "elements": ["1", "2", "3"]})"));
+        "type": "U16_ARRAY", "elements": ["1", "2", "3"], "value": [1, 2, 3]})"));
     EXPECT_EQ(Talstore({"show", "unit.sbin", "--json", "--layout", "layout.json"}).Json()["variables"][1],
               Json::parse(R"({"path": "R/O/u32", "place": {"offset": 28}, "size": 4, "hex": "07 00 00 00",
                               "type": "U32", "value": 7})"));
@@ -131,6 +131,30 @@ TEST_F(Show, PrintsJsonOfEachFormat) {
 TEST_F(Show, NeverSendsControlSequencesToATerminal) {
     WriteFile("unit.sbin", Record("R/O/\x1B[2J", "x"));
     EXPECT_THAT(Talstore({"show", "unit.sbin"}).out, HasSubstr("R/O/\\x1b[2J"));
+}
+
+TEST_F(Show, NeverTurnsTheDirectionOfWhatFollows) {
+    WriteFile("unit.sbin", Record("R/O/\xE2\x80\xAE"
+                                  "cba\xE2\x81\xA6\xD8\x9C\xE2\x82\xAC",
+                                  "x"));
+    EXPECT_THAT(Talstore({"show", "unit.sbin"}).out, HasSubstr("R/O/\\xe2\\x80\\xae"
+                                                               "cba\\xe2\\x81\\xa6\\xd8\\x9c\xE2\x82\xAC"));
+}
+
+TEST_F(Show, OfAChannelHasThePathsThatABoardLooksUp) {
+    WriteFile("unit.sbin", Record("R/O/Channel.X.v", "x"));
+    EXPECT_THAT(Talstore({"show", "unit.sbin", "--channel", "3"}).out, HasSubstr("R/O/Channel.3.v"));
+    const Json variable = Talstore({"show", "unit.sbin", "--channel", "3", "--json"}).Json()["variables"][0];
+    EXPECT_EQ(variable["path"], "R/O/Channel.3.v");
+    EXPECT_EQ(variable["storedPath"], "R/O/Channel.X.v");
+    EXPECT_THAT(Talstore({"show", "unit.sbin"}).out, HasSubstr("R/O/Channel.X.v"));
+}
+
+TEST_F(Show, NamesEachOfSeveralFiles) {
+    StoreFile("a.xml");
+    WriteFile("b.sbin", Record("R/O/v", "x"));
+    EXPECT_THAT(Talstore({"show", "a.xml", "b.sbin"}).out,
+                HasSubstr("b.sbin: secure binary file, 27 bytes, 1 variable\nPATH   TYPE  SIZE  VALUE\n"));
 }
 
 TEST_F(Show, OfPathsThatAreNotUtf8IsStillJson) {
@@ -182,7 +206,7 @@ TEST_F(Check, PrintsOneFindingPerLineWithItsPlace) {
 }
 
 TEST_F(Check, NotesAloneAreFine) {
-    WriteFile("unit.xml", Document("<other/>"));
+    WriteFile("unit.xml", Document("<region name = \"R\"><other/></region>"));
     const Ended ended = Talstore({"check", "unit.xml"});
     EXPECT_EQ(ended.status, 0);
     EXPECT_THAT(ended.out, HasSubstr("note"));
@@ -198,6 +222,89 @@ TEST_F(Check, FindsValuesThatDoNotComeBack) {
     EXPECT_THAT(CodesOf(Variable("a", "S16", "no number")), ElementsAre("xml.changed R/O/a"));
     EXPECT_THAT(CodesOf(Variable("a", "FLOAT", "no number")), ElementsAre("xml.changed R/O/a"));
     EXPECT_THAT(CodesOf("<variable name = \"a\"><type>U8</type></variable>"), ElementsAre("xml.changed R/O/a"));
+}
+
+TEST_F(Check, NamesWhatInterruptsAText) {
+    const auto messageFor = [](const std::string& value) {
+        WriteFile("made.xml", Document("<region name = \"R\"><object name = \"O\">" + Variable("a", "STRING", value) +
+                                       "</object></region>"));
+        const std::string message = Talstore({"check", "made.xml", "--json"}).Json()["findings"][0]["message"];
+        return message.substr(message.rfind("that holds ") + 11);
+    };
+    EXPECT_EQ(messageFor("x<!-- y -->z"), "a comment");
+    EXPECT_EQ(messageFor("x<?y z?>z"), "a processing instruction");
+    EXPECT_EQ(messageFor("x<![CDATA[y]]>z"), "a CDATA section");
+    EXPECT_EQ(messageFor("x&#65;z"), "a character reference or entity");
+    EXPECT_EQ(messageFor("x&lt;z"), "a character reference or entity");
+    EXPECT_EQ(messageFor("\n  x\n"), "a line break, as indentation has it");
+}
+
+TEST_F(Check, FindsADocumentThatIsNoneOfStorage) {
+    WriteFile("unit.xml", "<svg><g/></svg>");
+    const Ended ended = Talstore({"check", "unit.xml"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.out, HasSubstr("this is no storage document: it has no region"));
+}
+
+TEST_F(Check, FindsAFileOfWhichNothingBelongsToTheLayout) {
+    WriteFile("unit.sbin", Record("Other/O/v", "x"));
+    const Ended ended = Talstore({"check", "unit.sbin", "--layout", "layout.json"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.out, HasSubstr("nothing in it belongs to this layout"));
+}
+
+TEST_F(Check, FindsAnEmptyFileOfAnyName) {
+    WriteFile("unit", "");
+    const Ended ended = Talstore({"check", "unit"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.out, HasSubstr("the file is empty: every variable would take its default"));
+}
+
+/// The codes of the findings of a secure file with that text in a STRING of 16 bytes.
+std::vector<std::string> CodesOfText(std::string text) {
+    text.resize(16, 'x');
+    WriteFile("unit.sbin", Record("R/O/text", text));
+    std::vector<std::string> codes;
+    const Json json = Talstore({"check", "unit.sbin", "--layout", "layout.json", "--json"}).Json();
+    for (const Json& finding : json["findings"]) {
+        codes.push_back(finding["code"]);
+    }
+    return codes;
+}
+
+TEST_F(Check, FindsAStringWithoutANul) {
+    EXPECT_THAT(CodesOfText("no end"), ElementsAre("string.no-nul"));
+    EXPECT_THAT(CodesOfText(std::string("end\0", 4)), IsEmpty());
+}
+
+TEST_F(Check, FindsAStringThatIsCutInsideACharacter) {
+    EXPECT_THAT(CodesOfText(std::string("cut \xE2\x82\0", 7)), ElementsAre("string.cut"));
+    EXPECT_THAT(CodesOfText(std::string("cut \xC3\0", 6)), ElementsAre("string.cut"));
+    EXPECT_THAT(CodesOfText(std::string("whole \xE2\x82\xAC\0", 10)), IsEmpty());
+}
+
+TEST_F(Check, FindsADocumentWhoseTextIsCutInsideACharacter) {
+    WriteFile("unit.xml", Document("<region name = \"R\"><object name = \"O\">" + Variable("a", "STRING", "x\xE2\x82") +
+                                   "</object></region>"));
+    EXPECT_THAT(Talstore({"check", "unit.xml"}).out, HasSubstr("(a character is cut in two: "));
+}
+
+TEST_F(Check, FindsElementsThatAnotherArrayTakes) {
+    WriteFile(
+        "unit.xml",
+        Document("<region name = \"R\"><object name = \"O\"><variable name = \"gone\"><type>U16_ARRAY</type><size>3"
+                 "</size><array><element>4</element><element>5</element><element>6</element></array></variable>" +
+                 Variable("list", "U16_ARRAY", "7") + "</object></region>"));
+    const Ended ended = Talstore({"check", "unit.xml", "--layout", "layout.json"});
+    EXPECT_THAT(ended.out, HasSubstr("takes those of R/O/gone, which the layout does not have"));
+}
+
+TEST_F(Check, SaysWhereAChannelsPlaceholderIsLookedUp) {
+    WriteFile("layout.json", R"({"regions": [{"name": "Rf2", "objects": [{"name": "O", "variables": [
+        {"name": "v", "type": "U8"}]}]}]})");
+    static_cast<void>(Talstore({"store", "unit.xml", "--layout", "layout.json", "--channel", "2"}));
+    EXPECT_THAT(Talstore({"check", "unit.xml", "--layout", "layout.json", "--channel", "2"}).out,
+                HasSubstr("stored under a placeholder, looked up as RfX/O/v, while the layout has Rf2/O/v"));
 }
 
 TEST_F(Check, FindsNothingWrongWithValuesThatOnlyLookDifferent) {
@@ -252,7 +359,11 @@ TEST_F(Check, SaysWhenTheRetrieveFails) {
     const Ended ended = Talstore({"check", "unit.xml", "--layout", "layout.json"});
     EXPECT_EQ(ended.status, 1);
     EXPECT_THAT(ended.out, HasSubstr("; the retrieve fails: Parse error in file unit.xml at line 3: unclosed token\n"));
-    EXPECT_THAT(ended.out, HasSubstr("left     R/O/u32     the board gives up before it sets the defaults\n"));
+    EXPECT_THAT(
+        ended.out,
+        HasSubstr(": unclosed token\nleft     7 variables  the board gives up before it sets the defaults\nignored  "));
+    EXPECT_THAT(Talstore({"check", "unit.xml", "--layout", "layout.json", "--all"}).out,
+                HasSubstr("left      R/O/u32     the board gives up before it sets the defaults\n"));
     EXPECT_EQ(Talstore({"check", "unit.xml", "--layout", "layout.json", "--json"}).Json()["restore"]["failure"],
               "Parse error in file unit.xml at line 3: unclosed token");
 }

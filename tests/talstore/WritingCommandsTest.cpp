@@ -352,6 +352,17 @@ TEST_F(Convert, FillsWhatTheInputLacksWithDefaults) {
     EXPECT_THAT(ended.out, HasSubstr("0 not carried, 6 not in the input and filled with defaults\n"));
 }
 
+TEST_F(Convert, WritesNothingWhenNothingWouldArrive) {
+    WriteFile("unit.svg", "<?xml version=\"1.0\"?><svg/>");
+    WriteFile("unit.sbin", "precious");
+    const Ended ended = Run("unit.svg", "unit.sbin");
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ReadFile("unit.sbin"), "precious");
+    EXPECT_THAT(ended.out, HasSubstr("not written, since nothing would arrive\n"));
+    EXPECT_THAT(ended.err, HasSubstr("this is no storage document: it has no region"));
+    EXPECT_THAT(ended.err, HasSubstr("nothing in it belongs to this layout"));
+}
+
 TEST_F(Convert, InPlaceReadsBeforeItWrites) {
     StoreFile("unit.xml", {"R/O/u8=9"});
     const std::string before = ReadFile("unit.xml");

@@ -38,10 +38,25 @@ std::size_t CharacterLength(std::string_view text) {
     return isOverlong || isOutside ? 0 : length;
 }
 
+/// Marks, embeddings, overrides and isolates that turn the direction of what follows, and line separators: a path could
+/// be shown as another one.
+bool MisleadsTheEye(std::string_view character) {
+    if (character == "\xD8\x9C") {
+        return true;
+    }
+    if (character.size() != 3 || ByteAt(character, 0) != 0xE2) {
+        return false;
+    }
+    const unsigned char second = ByteAt(character, 1);
+    const unsigned char third = ByteAt(character, 2);
+    return (second == 0x80 && ((third >= 0x8B && third <= 0x8F) || (third >= 0xA8 && third <= 0xAE))) ||
+           (second == 0x81 && third >= 0xA6 && third <= 0xA9);
+}
+
 /// Terminals obey these even inside UTF-8 text.
 bool IsControl(std::string_view character) {
     const unsigned char first = ByteAt(character, 0);
-    return first < 0x20 || first == 0x7F || (first == 0xC2 && ByteAt(character, 1) < 0xA0);
+    return first < 0x20 || first == 0x7F || (first == 0xC2 && ByteAt(character, 1) < 0xA0) || MisleadsTheEye(character);
 }
 
 void AppendEscaped(std::string& out, std::string_view bytes) {
@@ -78,6 +93,18 @@ std::string Escaped(std::string_view text, std::string_view alsoEscaped) {
 
 std::string Printable(std::string_view text) {
     return Escaped(text, {});
+}
+
+bool EndsInsideCharacter(std::string_view text) {
+    constexpr std::size_t kLongestCharacter = 4;
+    for (std::size_t length = 1; length < kLongestCharacter && length <= text.size(); ++length) {
+        const unsigned char byte = ByteAt(text, text.size() - length);
+        if (!IsContinuation(byte)) {
+            const std::size_t needed = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC2 ? 2 : 1;
+            return needed > length;
+        }
+    }
+    return false;
 }
 
 std::string Quoted(std::string_view text) {

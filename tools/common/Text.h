@@ -10,8 +10,12 @@
 
 namespace tal::tools {
 
-/// @return the text with control characters, and bytes that are not UTF-8, replaced by \n, \t or \xNN.
+/// @return the text with control characters, those that turn the direction of what follows, and bytes that are not
+///         UTF-8, replaced by \n, \t or \xNN.
 [[nodiscard]] std::string Printable(std::string_view text);
+
+/// Whether the last character of a UTF-8 text lacks some of its bytes.
+[[nodiscard]] bool EndsInsideCharacter(std::string_view text);
 
 /// Printable text between double quotes, with quotes and backslashes escaped.
 [[nodiscard]] std::string Quoted(std::string_view text);

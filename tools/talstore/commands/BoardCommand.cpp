@@ -118,7 +118,7 @@ int Board(const BoardOptions& options, const Console& console) {
     const Run run = session.Retrieve(*layout);
     const std::vector<BoardRow> rows = BoardRows(*layout);
     if (options.asJson) {
-        PrintJson(console, BoardJson(options, rows, run));
+        PrintAnswer(console, "board", BoardJson(options, rows, run));
     } else {
         PrintBoard(console, options, rows, run);
     }

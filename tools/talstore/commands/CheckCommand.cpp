@@ -2,6 +2,7 @@
 #include <nlohmann/json.hpp>
 
 #include "board/DocumentValues.h"
+#include "board/RestoreFindings.h"
 #include "board/Value.h"
 #include "commands/Commands.h"
 #include "commands/Report.h"
@@ -22,7 +23,10 @@ std::string ChangedReason(const StoredItem& item) {
     if (item.texts.size() == 1 && item.texts.front().empty()) {
         return "an empty text does not come back: the reader takes the last text before it";
     }
-    return item.type == "STRING" ? "the text is too long, or holds an entity or a line break"
+    if (item.interruption != nullptr) {
+        return std::string("the reader keeps only a part of a text that holds ") + item.interruption;
+    }
+    return item.type == "STRING" ? "the text is too long"
                                  : "a number is out of range, has more digits than are kept, or is none";
 }
 
@@ -66,17 +70,33 @@ Json RestoreJson(const std::string& layoutName, const StoredContents& contents, 
             {"counts", CountsJson(report)}, {"variables", std::move(variables)}, {"ignored", std::move(ignored)}};
 }
 
+/// After a document that cannot be parsed they are all of them.
+void AddLeftVariables(Table& table, const RestoreReport& report) {
+    const auto isLeft = [](const VariableReport& variable) { return variable.outcome == Outcome::Left; };
+    const auto first = std::find_if(report.variables.begin(), report.variables.end(), isLeft);
+    if (first != report.variables.end()) {
+        const auto count = std::count_if(first, report.variables.end(), isLeft);
+        table.Add({{NameOf(Outcome::Left), ColourOf(Outcome::Left)},
+                   Count(static_cast<std::uint64_t>(count), "variable"),
+                   Printable(first->reason)});
+    }
+}
+
 void PrintRestore(const Console& console, const std::string& layoutName, const StoredContents& contents,
                   const RestoreReport& report, bool showsAll) {
     console.out << "\na board with " << Printable(layoutName) << ": " << CountsText(report)
                 << (report.failure.empty() ? "" : "; the retrieve fails: " + Printable(report.failure)) << '\n';
     Table table;
     for (const VariableReport& variable : report.variables) {
-        if (showsAll || !IsAsExpected(variable.outcome)) {
+        const bool isNews = !IsAsExpected(variable.outcome) && variable.outcome != Outcome::Left;
+        if (showsAll || isNews) {
             table.Add({{NameOf(variable.outcome), ColourOf(variable.outcome)},
                        Printable(variable.variable->Path()),
                        Printable(variable.reason)});
         }
+    }
+    if (!showsAll) {
+        AddLeftVariables(table, report);
     }
     for (const std::size_t index : report.LostItems()) {
         const bool isRefused = report.items[index].fate == Fate::Refused;
@@ -87,43 +107,53 @@ void PrintRestore(const Console& console, const std::string& layoutName, const S
     table.Print(console);
 }
 
-}  // namespace
-
-int Check(const CheckOptions& options, const Console& console) {
+int CheckFile(const std::string& name, const CheckOptions& options, const Console& console) {
     const auto layout = LoadLayout(options.common.layout);
-    const StorageFile file = LoadStorageFile(options.file, ParseFormat(options.common.format), layout != nullptr);
+    const StorageFile file = LoadStorageFile(name, ParseFormat(options.common.format), layout != nullptr);
     StoredContents contents = Inspect(file, layout.get());
     if (InfoOf(file.format).hasTexts) {
         CheckValues(file, contents);
     }
+    RestoreReport report;
+    if (layout != nullptr) {
+        const ProviderSession session(ProviderOf(file.format), 0, options.common.channel, file.name);
+        report = Restore(session, file, contents, *layout);
+        for (Finding& finding : FindInValues(contents, report)) {
+            contents.findings.push_back(std::move(finding));
+        }
+        if (const auto nothing = FindNothingRestored(contents, report)) {
+            contents.findings.push_back(*nothing);
+        }
+    }
     std::stable_sort(contents.findings.begin(), contents.findings.end(),
                      [](const Finding& a, const Finding& b) { return a.place.offset < b.place.offset; });
-    const Json findings = FindingsJson(contents.findings);
-    Json json = {{"file", file.name},
-                 {"format", NameOf(file.format)},
-                 {"size", file.bytes.size()},
-                 {"whole", contents.isWhole},
-                 {"findings", findings}};
-    if (!options.common.asJson) {
+    if (options.common.asJson) {
+        Json json = {{"file", file.name},
+                     {"format", NameOf(file.format)},
+                     {"size", file.bytes.size()},
+                     {"whole", contents.isWhole},
+                     {"findings", FindingsJson(contents.findings)}};
+        if (layout != nullptr) {
+            json["restore"] = RestoreJson(options.common.layout, contents, report);
+        }
+        PrintAnswer(console, "check", std::move(json), options.files.size());
+    } else {
         console.out << Printable(file.name) << ": " << Describe(file, contents) << ", "
                     << Count(contents.findings.size(), "finding") << '\n';
         PrintFindings(console, contents.findings);
-    }
-    bool isFine = !HasProblem(contents.findings);
-    if (layout != nullptr) {
-        const ProviderSession session(ProviderOf(file.format), 0, options.common.channel, file.name);
-        const RestoreReport report = Restore(session, file, contents, *layout);
-        isFine = isFine && report.IsClean() && !QBF_IsFailure(report.run.result);
-        if (options.common.asJson) {
-            json["restore"] = RestoreJson(options.common.layout, contents, report);
-        } else {
+        if (layout != nullptr) {
             PrintRestore(console, options.common.layout, contents, report, options.showsAll);
         }
     }
-    if (options.common.asJson) {
-        PrintJson(console, json);
-    }
-    return isFine ? kFine : kProblems;
+    const bool isRestored = layout == nullptr || (report.IsClean() && !QBF_IsFailure(report.run.result));
+    return isRestored && !HasProblem(contents.findings) ? kFine : kProblems;
+}
+
+}  // namespace
+
+int Check(const CheckOptions& options, const Console& console) {
+    return ForEachFile(options.files, console,
+                       [&](const std::string& name) { return CheckFile(name, options, console); });
 }
 
 }  // namespace tal::talstore

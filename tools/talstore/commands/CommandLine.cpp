@@ -94,13 +94,17 @@ private:
         command.add_option(name, file, "A storage file")->required()->type_name("");
     }
 
+    static void AddFiles(CLI::App& command, std::vector<std::string>& files) {
+        command.add_option("FILE", files, "One or more storage files")->required()->type_name("");
+    }
+
     void AddShow() {
         CLI::App& command = Add("show", "Show what a file holds: path, type, size and value of every variable",
                                 "  talstore show unit.xml\n"
                                 "  talstore show unit.sbin --layout board.json     values with their types\n"
                                 "  talstore show unit.bin --layout board.json\n"
                                 "  ssh unit cat storage.sbin | talstore show - --json\n");
-        AddFile(command, "FILE", show_.file);
+        AddFiles(command, show_.files);
         AddCommon(command, show_.common);
         command.callback([this] { run_ = [this] { return Show(show_, console_); }; });
     }
@@ -111,7 +115,7 @@ private:
                 "  talstore check unit.xml\n"
                 "  talstore check unit.sbin --layout new-release.json     what would an upgrade lose?\n"
                 "  talstore check unit.bin --layout board.json --all\n");
-        AddFile(command, "FILE", check_.file);
+        AddFiles(command, check_.files);
         AddCommon(command, check_.common);
         command.add_flag("--all", check_.showsAll, "List the restored variables, too");
         command.callback([this] { run_ = [this] { return Check(check_, console_); }; });

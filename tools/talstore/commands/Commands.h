@@ -23,13 +23,13 @@ struct CommonOptions {
 
 struct ShowOptions {
     CommonOptions common;
-    std::string file;
+    std::vector<std::string> files;
 };
 int Show(const ShowOptions& options, const Console& console);
 
 struct CheckOptions {
     CommonOptions common;
-    std::string file;
+    std::vector<std::string> files;
     bool showsAll = false;
 };
 int Check(const CheckOptions& options, const Console& console);

@@ -1,6 +1,7 @@
 #include <nlohmann/json.hpp>
 
 #include "board/Losses.h"
+#include "board/RestoreFindings.h"
 #include "commands/Commands.h"
 #include "commands/Report.h"
 #include "common/Text.h"
@@ -55,18 +56,21 @@ int Convert(const ConvertOptions& options, const Console& console) {
     const StorageFile output = {options.output, *bytes, outputFormat};
     const ReadBack after = ReadBackFrom(writing, output, *layout, LoadLayout(options.common.layout), WasRetrieved);
     const std::vector<Loss> readLosses = LossesOfReading(contents, before);
-    if (after.IsReadable()) {
+    const std::optional<Finding> nothing = FindNothingRestored(contents, before);
+    const bool isWritten = after.IsReadable() && !nothing;
+    if (isWritten) {
         WriteWholeFile(options.output, *bytes, console.out);
     }
 
     const Console told = BesideFile(console, options.output);
     if (options.common.asJson) {
-        PrintJson(told, {{"input", {{"file", input.name}, {"format", NameOf(input.format)}}},
-                         {"output", {{"file", output.name}, {"format", NameOf(outputFormat)}}},
-                         {"written", after.IsReadable()},
-                         {"filled", FilledCount(before, after.report)},
-                         {"notRead", LossesJson(readLosses)},
-                         {"notCarried", LossesJson(after.losses)}});
+        PrintAnswer(told, "convert",
+                    {{"input", {{"file", input.name}, {"format", NameOf(input.format)}}},
+                     {"output", {{"file", output.name}, {"format", NameOf(outputFormat)}}},
+                     {"written", isWritten},
+                     {"filled", FilledCount(before, after.report)},
+                     {"notRead", LossesJson(readLosses)},
+                     {"notCarried", LossesJson(after.losses)}});
     } else {
         Table table;
         AddLosses(table, readLosses);
@@ -74,14 +78,18 @@ int Convert(const ConvertOptions& options, const Console& console) {
         table.Print(told);
         told.out << Printable(input.name) << " (" << NameOf(input.format) << "): " << CountsText(before) << '\n'
                  << Printable(output.name) << " (" << NameOf(outputFormat) << "): ";
-        if (after.IsReadable()) {
+        if (isWritten) {
             told.out << Count(bytes->size(), "byte") << ", " << after.losses.size() << " not carried, "
                      << FilledCount(before, after.report) << " not in the input and filled with defaults\n";
         } else {
-            told.out << "not written, since no board could read it\n";
+            told.out << "not written, since " << (nothing ? "nothing would arrive" : "no board could read it") << '\n';
         }
     }
-    return after.IsReadable() && readLosses.empty() && after.losses.empty() ? kFine : kProblems;
+    if (nothing) {
+        TellFindings(console, input.name, contents.findings);
+        TellFindings(console, input.name, {*nothing});
+    }
+    return isWritten && readLosses.empty() && after.losses.empty() ? kFine : kProblems;
 }
 
 }  // namespace tal::talstore

@@ -217,7 +217,7 @@ private:
         if (!options_.isSummary) {
             json["differences"] = json_;
         }
-        PrintJson(console, json);
+        PrintAnswer(console, "diff", json);
     }
 
     const DiffOptions& options_;

@@ -1,5 +1,6 @@
 #include "commands/Report.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "DatabaseDescription.h"
@@ -30,8 +31,25 @@ const SeverityStyle& StyleOf(Severity severity) {
 
 }  // namespace
 
-void PrintJson(const Console& console, const Json& json) {
-    console.out << json.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+void PrintAnswer(const Console& console, const std::string& command, Json answer, std::size_t answerCount) {
+    constexpr int kIndentation = 2;
+    Json json = {{"schema", "talstore/" + command + "/1"}};
+    json.update(answer);
+    console.out << json.dump(answerCount == 1 ? kIndentation : -1, ' ', false, Json::error_handler_t::replace) << '\n';
+}
+
+int ForEachFile(const std::vector<std::string>& names, const Console& console,
+                const std::function<int(const std::string& name)>& command) {
+    int worst = kFine;
+    for (const std::string& name : names) {
+        try {
+            worst = std::max(worst, command(name));
+        } catch (const InputError& error) {
+            console.err << "talstore: " << Printable(error.what()) << '\n';
+            worst = kCannot;
+        }
+    }
+    return worst;
 }
 
 std::string PlaceText(const Place& place) {

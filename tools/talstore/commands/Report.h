@@ -3,6 +3,7 @@
 #ifndef TALSTORE_REPORT_H
 #define TALSTORE_REPORT_H
 
+#include <functional>
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
@@ -21,8 +22,14 @@ namespace tal::talstore {
 
 using Json = nlohmann::ordered_json;
 
-/// Two spaces of indentation; bytes that are not UTF-8 become U+FFFD.
-void PrintJson(const Console& console, const Json& json);
+/// Prints the answer with the schema that it follows, indented by two spaces; each of several answers in one line of
+/// its own. Bytes that are not UTF-8 become U+FFFD.
+void PrintAnswer(const Console& console, const std::string& command, Json answer, std::size_t answerCount = 1);
+
+/// Goes on with the next file after one that cannot be read.
+/// @return the worst of the exit statuses.
+[[nodiscard]] int ForEachFile(const std::vector<std::string>& names, const Console& console,
+                              const std::function<int(const std::string& name)>& command);
 
 /// "12:5" in a document, "byte 120" elsewhere.
 [[nodiscard]] std::string PlaceText(const Place& place);

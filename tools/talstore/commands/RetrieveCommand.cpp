@@ -66,7 +66,7 @@ int Retrieve(const DriveOptions& options, const Console& console) {
         json["file"] = file.name;
         json["counts"] = CountsJson(report);
         json["variables"] = VariablesJson(report);
-        PrintJson(console, json);
+        PrintAnswer(console, "retrieve", json);
     } else {
         PrintRun(console, options, report.run);
         PrintVariables(console, report);

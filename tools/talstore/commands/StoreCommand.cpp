@@ -67,7 +67,7 @@ int Store(const StoreOptions& options, const Console& console) {
         json["size"] = isStored ? Json(bytes->size()) : Json(nullptr);
         json["readable"] = isStored ? Json(after.IsReadable()) : Json(nullptr);
         json["notCarried"] = LossesJson(after.losses);
-        PrintJson(told, json);
+        PrintAnswer(told, "store", json);
     } else {
         PrintRun(told, drive, run);
         PrintStored(told, after.losses, after.report.failure);

@@ -7,6 +7,7 @@
 namespace tal::talstore {
 
 using tools::Count;
+using tools::EndsInsideCharacter;
 using tools::HexNumber;
 using tools::Printable;
 
@@ -45,6 +46,10 @@ public:
     explicit SecureInspector(std::string_view bytes) : bytes_(bytes) {}
 
     StoredContents Inspect() {
+        if (bytes_.empty()) {
+            Report(Severity::Warning, "secure.empty", 0, {},
+                   "the file is empty: every variable would take its default");
+        }
         while (position_ < bytes_.size() && InspectRecord()) {
         }
         contents_.isWhole = position_ == bytes_.size();
@@ -141,7 +146,10 @@ private:
                    "the path ends at a NUL after " + Count(path.size(), "character") + ", its length says " +
                        std::to_string(field.size() - 1));
         }
-        if (Printable(path) != path) {
+        if (EndsInsideCharacter(path)) {
+            Report(Severity::Warning, "secure.path-text", start, path,
+                   "the path ends inside a character: a name has been cut, and no document can hold it");
+        } else if (Printable(path) != path) {
             Report(Severity::Warning, "secure.path-text", start, path,
                    "the path holds control characters, or bytes that are not UTF-8");
         }

@@ -2,6 +2,7 @@
 
 #include <expat.h>
 
+#include <algorithm>
 #include <array>
 #include <exception>
 #include <memory>
@@ -16,6 +17,7 @@
 namespace tal::talstore {
 
 using tools::Count;
+using tools::EndsInsideCharacter;
 using tools::Quoted;
 
 namespace {
@@ -49,6 +51,10 @@ public:
         XML_SetUserData(parser_.get(), this);
         XML_SetElementHandler(parser_.get(), OnStart, OnEnd);
         XML_SetCharacterDataHandler(parser_.get(), OnText);
+        XML_SetCommentHandler(parser_.get(), OnComment);
+        XML_SetProcessingInstructionHandler(parser_.get(), OnInstruction);
+        XML_SetStartCdataSectionHandler(parser_.get(), OnCdata);
+        document_ = document;
         const XML_Status status =
             XML_Parse(parser_.get(), document.data(), static_cast<int>(document.size()), XML_TRUE);
         if (failure_) {
@@ -57,6 +63,9 @@ public:
         if (status != XML_STATUS_OK) {
             contents_.isWhole = false;
             ReportSyntaxError();
+        } else if (!hasRegion_) {
+            Report(Severity::Warning, "xml.no-region", {0, 1, 1}, {},
+                   "this is no storage document: it has no region, and every variable would take its default");
         }
         return std::move(contents_);
     }
@@ -83,9 +92,34 @@ private:
     static void XMLCALL OnText(void* self, const char* text, int length) {
         Guarded(self, [&](XmlInspector& inspector) {
             if (inspector.keepsText_) {
+                inspector.NoteInterruption({text, static_cast<std::size_t>(length)});
                 inspector.text_.append(text, static_cast<std::size_t>(length));
             }
         });
+    }
+    static void XMLCALL OnComment(void* self, const char* /*text*/) {
+        static_cast<XmlInspector*>(self)->Interrupt("a comment");
+    }
+    static void XMLCALL OnInstruction(void* self, const char* /*target*/, const char* /*data*/) {
+        static_cast<XmlInspector*>(self)->Interrupt("a processing instruction");
+    }
+    static void XMLCALL OnCdata(void* self) { static_cast<XmlInspector*>(self)->Interrupt("a CDATA section"); }
+
+    // ---- What makes the reader keep the last part of a text only
+
+    void Interrupt(const char* cause) {
+        if (keepsText_ && interruption_ == nullptr) {
+            interruption_ = cause;
+        }
+    }
+
+    void NoteInterruption(std::string_view text) {
+        const auto offset = static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get()));
+        if (offset < document_.size() && document_[offset] == '&') {
+            Interrupt("a character reference or entity");
+        } else if (text == "\n") {
+            Interrupt("a line break, as indentation has it");
+        }
     }
 
     // ---- Findings
@@ -105,9 +139,17 @@ private:
                               "; a board stops reading here and sets no defaults";
         if (error == XML_ERROR_INVALID_TOKEN || error == XML_ERROR_UNDEFINED_ENTITY ||
             error == XML_ERROR_TAG_MISMATCH) {
-            message += " (the format writes '<', '&' and '\"' in names and texts as they are)";
+            message += IsCharacterCut() ? " (a character is cut in two: a name or a text was longer than fits)"
+                                        : " (the format writes '<', '&' and '\"' in names and texts as they are)";
         }
         Report(Severity::Error, "xml.syntax", Here(), {}, std::move(message));
+    }
+
+    /// Whether the text up to the error ends inside a character.
+    [[nodiscard]] bool IsCharacterCut() const {
+        const auto offset = static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get()));
+        const std::size_t end = document_.find_first_of("<\"", offset);
+        return EndsInsideCharacter(document_.substr(0, std::min(end, document_.size())));
     }
 
     void ReportName(const char* what, const std::string& name, std::size_t longest, const std::string& path) {
@@ -139,6 +181,7 @@ private:
     void StartElement(const char* name, const char** attributes) {
         const std::string_view element = name;
         text_.clear();
+        interruption_ = nullptr;
         keepsText_ = element == "type" || element == "size" || element == "value" || element == "element";
         if (element == "region") {
             StartRegion(attributes);
@@ -183,6 +226,7 @@ private:
             item.size = text_;
         } else {
             item.texts.push_back(text_);
+            item.interruption = item.interruption == nullptr ? interruption_ : item.interruption;
         }
     }
 
@@ -203,6 +247,7 @@ private:
     }
 
     void StartRegion(const char** attributes) {
+        hasRegion_ = true;
         depth_ = 0;
         Level& level = OpenLevel();
         const char* const name = NameAttribute("region", attributes);
@@ -340,8 +385,11 @@ private:
     /// Per open object and object element: the array whose element an object right here is.
     std::vector<std::size_t> arraysOfElements_;
     bool keepsText_ = false;
+    const char* interruption_ = nullptr;
+    std::string_view document_;
     std::string text_;
 
+    bool hasRegion_ = false;
     std::set<std::string, std::less<>> unknownElements_;
     std::unordered_map<std::string, Place> firstPlaces_;
 };

@@ -18,6 +18,10 @@ StorageFile LoadStorageFile(const std::string& name, std::optional<Format> forma
     if (!format) {
         format = RecogniseFormat(bytes, name);
     }
+    // Whatever it is called, nothing can be restored from it.
+    if (!format && bytes.empty()) {
+        format = Format::Secure;
+    }
     if (!format && hasLayout) {
         format = Format::Binary;
     }

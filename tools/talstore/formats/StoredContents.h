@@ -34,10 +34,11 @@ struct StoredItem {
 
     // XML documents only.
     std::string name;
-    std::size_t node = kNone;        ///< Index of the region or object that it is in.
-    std::string type;                ///< The text of its type.
-    std::string size;                ///< The text of its size.
-    std::vector<std::string> texts;  ///< Its value, or the elements of its array.
+    std::size_t node = kNone;            ///< Index of the region or object that it is in.
+    std::string type;                    ///< The text of its type.
+    std::string size;                    ///< The text of its size.
+    std::vector<std::string> texts;      ///< Its value, or the elements of its array.
+    const char* interruption = nullptr;  ///< What in a text makes the reader keep its last part only: "a comment".
     bool isArray = false;
     bool holdsObjects = false;
     bool isHandedOn = false;  ///< Whether the reader looks it up at all.
