@@ -323,11 +323,12 @@ TEST_F(SecureHostileFiles, RecordWithoutMemoryIsSkippedWhole) {
     EXPECT_TRUE(database_.At("R/O/B").Retrieved());
 }
 
-TEST_F(SecureHostileFiles, TruncatedRecordWithoutMemoryEndsTheRetrieve) {
+TEST_F(SecureHostileFiles, TruncatedRecordWithoutMemoryIsReportedAsShortAlone) {
     database_.AddRegion("S").AddObject("O").String("Large", 20000);
     AllocationFaults memory;
     memory.FailFrom(1);
     EXPECT_EQ(RetrieveFromPipe(SecureHeader(9, 20000) + std::string("S/O/Large\0", 10) + "x"), QBFResult{QBF_OK});
+    EXPECT_THAT(traces_.Failures(), ElementsAre(ShortData(20000, 1)));
     ExpectAllDefaults();
 }
 

@@ -153,6 +153,21 @@ TEST_P(WrongHost, ANameThatIsNeverHandedOutIsUsedNowhere) {
     EXPECT_EQ(result, QBFResult{QBF_E_FAILED});
 }
 
+TEST_P(WrongHost, TheHostIsNotAskedForTheNameOfANullElementOfAnObjectArray) {
+    tal::host::Object& object = database_.AddRegion("R").AddObject("O");
+    object.AddToArray("array", "first").U8("a", 1);
+    object.AddToArray("array", "second").U8("b", 2);
+    auto** const elements = static_cast<CStorageObject**>(database_.At("R/O/array").Content());
+    CStorageObject* const first = elements[0];
+    elements[0] = nullptr;
+    HostCalls host;
+
+    provider_->StoreAll(0, database_.Handle(), 0);
+
+    EXPECT_EQ(host.Count("CStorageObject_GetName null"), 0);
+    elements[0] = first;
+}
+
 INSTANTIATE_TEST_SUITE_P(FileProviders, WrongHost, testing::Values(kXml, kBinary, kSecure),
                          [](const testing::TestParamInfo<WrongHostCase>& wrongHost) {
                              return std::string(wrongHost.param.provider->name);
@@ -204,8 +219,7 @@ INSTANTIATE_TEST_SUITE_P(FileProviders, WrongHostOfAReaderByPath, testing::Value
                              return std::string(wrongHost.param.provider->name);
                          });
 
-/// A node without an element is outside the contract: the library hands the null pointer on, and the host's answer
-/// decides.
+/// A node without an element is outside the contract, and an element without a name as far as the library goes on.
 class WrongHostLists : public testing::Test {
 protected:
     TemporaryDirectory directory_;
@@ -214,7 +228,7 @@ protected:
     TraceRecorder traces_;
 };
 
-TEST_F(WrongHostLists, ANullObjectIsOneWithoutANameAsFarAsTheHostSaysSo) {
+TEST_F(WrongHostLists, ANullObjectIsOneWithoutAName) {
     CStorageRegion* const region = database_.AddRegion("R").Handle();
     auto* const objects = reinterpret_cast<HostListNode*>(reinterpret_cast<void**>(region) + 1);
     HostListNode node = {objects, objects, nullptr};
@@ -227,7 +241,7 @@ TEST_F(WrongHostLists, ANullObjectIsOneWithoutANameAsFarAsTheHostSaysSo) {
                                                    "object name"));
 }
 
-TEST_F(WrongHostLists, ANullRegionIsOneWithoutANameAsFarAsTheHostSaysSo) {
+TEST_F(WrongHostLists, ANullRegionIsOneWithoutAName) {
     HostListNode regions{};
     HostListNode node = {&regions, &regions, nullptr};
     regions.next = &node;

@@ -160,6 +160,21 @@ TEST_F(XmlEndlessDevice, TakesNoMoreMemoryThanTwiceTheLimit) {
     EXPECT_EQ(memory.LiveAllocations(), 0);
 }
 
+TEST_F(XmlEndlessDevice, ThatTakesThePlaceOfARegularFileIsGivenUpToo) {
+    ASSERT_TRUE(isDevice_);
+    ASSERT_EQ(unlink(kXmlFile), 0);
+    tal::test::WriteFile(kXmlFile, document_);
+    ASSERT_EQ(symlink("/dev/zero", "device"), 0);
+    CLibraryFaults files;
+    files.Before("fopen", [] { EXPECT_EQ(std::rename("device", kXmlFile), 0); });
+    const AllocationFaults memory;
+
+    EXPECT_EQ(Retrieve(), QBFResult{QBF_E_FAILED});
+
+    EXPECT_THAT(traces_.Failures(), testing::Contains(kTooLarge));
+    EXPECT_LE(memory.PeakBytes(), 128UL * 1024 * 1024);
+}
+
 class XmlEndlessList : public tal::test::XmlReaderFixture {
 protected:
     XmlEndlessList() { object_.U8Array("a", {9, 9, 9}); }

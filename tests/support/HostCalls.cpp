@@ -157,7 +157,8 @@ extern "C" {
 
 QBFResult CStorageObject_GetName(CStorageObject* object, char** name) {
     static auto* const real = Real<decltype(CStorageObject_GetName)>("CStorageObject_GetName");
-    return HostInterposer("CStorageObject_GetName", __builtin_return_address(0)).Forward(real, object, name);
+    return HostInterposer("CStorageObject_GetName", __builtin_return_address(0), object == nullptr ? "null" : nullptr)
+        .Forward(real, object, name);
 }
 
 int CStorageObject_IsWritable(CStorageObject* object) {

@@ -19,8 +19,9 @@ namespace tal::test {
 ///     EXPECT_TRUE(host.Fired());
 ///
 /// A call is named by its function, and where that tells calls apart by an argument after a space:
-/// "CDatabase_GetVariableByPath Region/Object/Name", "CVariable_SetRetrieved 1". Faults take either form. Several
-/// faults may be set; the first one that fits a call decides. At most one instance lives at a time.
+/// "CDatabase_GetVariableByPath Region/Object/Name", "CVariable_SetRetrieved 1", "CStorageObject_GetName null". Faults
+/// take either form. Several faults may be set; the first one that fits a call decides. At most one instance lives at a
+/// time.
 class HostCalls {
 public:
     explicit HostCalls(Watch watch = Watch::Library);

@@ -68,56 +68,64 @@ typedef struct IStorageProvider {
     /// Writes the whole database into the location's file, truncating what was there: XML and secure what is in
     /// writable objects, binary everything. Read-only XML, board support and dummy ignore their arguments, write
     /// nothing and return QBF_OK.
-    /// @param database         Borrowed for the call; must not change during it. Null is a failure.
+    /// @param database         Borrowed for the call; must not change during it. Null is a failure with XML, binary
+    ///                         and secure.
     /// @param channelInjector  XML: the channel number that is replaced by X in names, 0 for none. Ignored by the
     ///                         others.
     /// @return
-    ///   QBF_OK        XML, secure: the file is whole and handed to the medium; what became of the sync, and with XML
-    ///   of
-    ///                 each single write, is not looked at.
-    ///                 Binary: the file is whole, but not synced.
-    ///   QBF_E_FAILED  Null database, a location that the provider does not have or does not write, a file that cannot
-    ///                 be opened: no file has been touched.
-    ///   QBF_E_FAILED  Something in the database could not be had or written; the file holds the rest. XML: it may not
-    ///                 be well-formed, and it ends after a region without a name. Binary: the bytes of that variable
-    ///                 are missing, and the file fits no layout. Secure: that record is missing or damaged.
-    ///   QBF_E_FAILED  The file could not be closed; what it holds is uncertain.
+    ///   QBF_OK        Everything was written and the file closed, with XML and secure after a sync whose result is
+    ///                 not looked at; binary does not sync. XML does not report failed writes, what fails inside an
+    ///                 element of an object array, or a type that it does not know, which leaves its variable empty.
+    ///   QBF_E_FAILED  Null database; a location that the provider does not have or does not write; a file that
+    ///                 cannot be opened: no file has been touched.
+    ///   QBF_E_FAILED  Something in the database could not be had, or with binary and secure written; the file holds
+    ///                 the rest. At a region without a name the walk ends: it and all later regions are missing. An
+    ///                 object without a name is missing with everything in it. Of a variable, XML misses the element
+    ///                 or leaves elements open, so that the document may not be well-formed; binary misses the bytes,
+    ///                 so that the file fits no layout; secure misses the record, or has a damaged one.
+    ///   QBF_E_FAILED  The file could not be flushed (secure) or closed: what it holds is uncertain.
     QBFResult (*StoreAll)(StorageLocation location, CDatabase* database, unsigned long channelInjector);
 
+    // clang-format off
     /// Reads the location's file into the database. A variable is restored (written and marked as retrieved),
-    /// defaulted (by the database, because it is not marked) or untouched. The dummy touches none and returns QBF_OK;
-    /// read-only XML is XML.
-    /// @param database         Borrowed for the call; must not change during it. Null is a failure with binary, and is
-    ///                         handed on to the host by the others.
+    /// defaulted (by the database, because it is not marked) or untouched. Read-only XML retrieves like XML; the dummy
+    /// ignores its arguments, touches nothing and returns QBF_OK.
+    /// @param database         Borrowed for the call; must not change during it. Null is a failure with binary; XML,
+    ///                         secure and board support hand it on to the host.
     /// @param channelInjector  XML: the channel number for which names are rewritten, 0 for none. Ignored by the
     ///                         others.
     /// @return
-    ///                           because                        restored                           all others
-    ///   XML     QBF_OK          the document was read          what it has and the database too   defaulted
-    ///           QBF_E_FAILED    a value could not be           what stands before it              defaulted, also
-    ///                           converted                                                         what stands after it
-    ///           QBF_E_FAILED    it does not parse, fit into    what stands before the error       untouched
-    ///                           memory or can be read
-    ///           QBF_E_FAILED    there is no file or location   nothing                            defaulted
-    ///           QBF_E_FAILED    UpdatePathHashTable or         nothing                            untouched
-    ///                           SetAsNotRetrieved failed
-    ///   binary  QBF_OK          every variable was read        all                                -
-    ///           QBF_E_FAILED    the file is too short, or the  what arrived whole                 defaulted
-    ///                           host did not hand something out
-    ///           QBF_E_FAILED    the file could not be closed   what arrived whole                 defaulted
-    ///           QBF_E_FAILED    there is no file or location   nothing                            defaulted
-    ///           QBF_E_FAILED    UpdatePathHashTable or         nothing                            defaulted
-    ///                           SetAsNotRetrieved failed
-    ///           QBF_E_FAILED    the database is null           nothing                            untouched
-    ///   secure  QBF_OK          the file was read to its end   what is registered with the size   defaulted
-    ///                           or to a read error             of its record
-    ///           QBF_E_FAILED    a record is corrupt            what stands before it              untouched
-    ///           QBF_E_FAILED    there is no file or location   nothing                            defaulted
-    ///   board   QBF_OK          the fourteen were set          those registered with their type   defaulted
-    ///           QBF_E_FAILED    UpdatePathHashTable or         nothing                            untouched
-    ///                           SetAsNotRetrieved failed
-    ///   all     QBF_E_FAILED    the defaulting failed          as above                           as the host left
-    ///   them
+    ///
+    ///     provider  result        because                         restored                       all others
+    ///     XML       QBF_OK        the document was read           what it has and the database   defaulted
+    ///                                                             has, with an address
+    ///               QBF_E_FAILED  a variable could not be         what stands before it          defaulted, also what
+    ///                             converted or is nested too deep                                stands after it
+    ///               QBF_E_FAILED  the file cannot be read, parsed what stands before the error   untouched; what came
+    ///                             or held in memory                                              after a variable that
+    ///                                                                                            failed is written
+    ///               QBF_E_FAILED  no such file or location        nothing                        defaulted
+    ///               QBF_E_FAILED  the preparation failed          nothing                        untouched
+    ///     binary    QBF_OK        every variable was read         all
+    ///               QBF_E_FAILED  the file is too short, cannot   what arrived whole             defaulted
+    ///                             be closed, or the host did not
+    ///                             hand something out
+    ///               QBF_E_FAILED  no such file or location        nothing                        defaulted
+    ///               QBF_E_FAILED  the preparation failed          nothing                        defaulted
+    ///               QBF_E_FAILED  the database is null            nothing                        untouched
+    ///     secure    QBF_OK        the file was read to its end    what is registered with the    defaulted
+    ///                             or to a read error              size of its record
+    ///               QBF_OK        the preparation failed          as without that failure        defaulted
+    ///               QBF_E_FAILED  a record is corrupt             what stands before it          untouched
+    ///               QBF_E_FAILED  no such file or location        nothing                        defaulted
+    ///     board     QBF_OK        the fourteen were tried         those registered with their    defaulted
+    ///                                                             type
+    ///               QBF_E_FAILED  the preparation failed          nothing                        untouched
+    ///     all four  QBF_E_FAILED  the defaulting failed           as above                       as the host left them
+    ///
+    /// The preparation is CDatabase_UpdatePathHashTable and CDatabase_SetAsNotRetrieved; after a failure of the latter,
+    /// variables that were marked before are not defaulted.
+    // clang-format on
     QBFResult (*RetrieveAll)(StorageLocation location, CDatabase* database, unsigned long channelInjector);
 
     /// Writes only the given variables. QBF_W_NOT_SUPPORTED from the XML, binary and secure providers, QBF_OK without

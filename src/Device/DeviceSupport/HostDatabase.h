@@ -10,8 +10,9 @@
 
 #include <stdint.h>
 
-/// A result of the host or of the library: 32 bits, a failure from 0x8000 up (QBF_IsFailure in DeviceSupport.h). An
-/// out-parameter that a function leaves unset, or sets to null, is the failure of that step whatever the result says.
+/// A result of the host or of the library: 32 bits, a failure from 0x8000 up (QBF_IsFailure in DeviceSupport.h). A
+/// name, a variable, an object or a needed content address that a function leaves unset or sets to null has not been
+/// handed out, whatever the result says; an iterator may be null.
 typedef unsigned long QBFResult;
 
 /// The whole database. Its first word is the sentinel of the list of regions (see HostListNode).
@@ -28,9 +29,9 @@ typedef struct CList CList;
 /// One word of iteration state. The host gives it its meaning, the library only keeps it between calls.
 typedef void* HostIterator;
 
-/// A node of a region or object list, read directly by the library, which checks nothing of it: links lead around to
-/// the sentinel and are never null. An element that is null is outside the contract; it is handed on as it is, and what
-/// the host answers for its name decides.
+/// A node of a region or object list, read directly by the library, which checks no link: they lead around to the
+/// sentinel and are never null. An element that is null, like one of an object array, is outside the contract and
+/// counts as one without a name.
 ///
 /// Both lists are circular with a sentinel. The sentinel's first word points to the first node; the sentinel of an
 /// empty list points to itself; the last node points to the sentinel.
@@ -100,7 +101,8 @@ QBFResult CDatabase_SetAsNotRetrieved(CDatabase* database)
     TAL_ENCODED_SYMBOL("_Z27CDatabase_SetAsNotRetrievedP9CDatabase");
 
 /// Gives every variable that is not marked retrieved its default value. Called last in a retrieve, also when there was
-/// no file to read.
+/// no file to read, but not when a document or a secure file was given up: RetrieveAll in DeviceSupport.h has the
+/// cases.
 QBFResult CDatabase_SetNotRetrievedVariablesToDefault(CDatabase* database)
     TAL_ENCODED_SYMBOL("_Z43CDatabase_SetNotRetrievedVariablesToDefaultP9CDatabase");
 
@@ -123,7 +125,9 @@ int CStorageObject_IsWritable(CStorageObject* object);
 QBFResult CStorageObject_GetVariableIterator(CStorageObject* object, HostIterator* iterator);
 
 /// Hands out the next variable.
-/// @return QBF_OK when more follow, QBF_W_END_OF_VARIABLES when this one is the last, or a failure.
+/// @return QBF_OK when more follow, QBF_W_END_OF_VARIABLES when this one is the last, or a failure, with which
+/// `*variable`
+///         is to be left alone: the XML store writes a variable that it finds there.
 QBFResult CStorageObject_GetNextVariable(CStorageObject* object, CVariable** variable, HostIterator* iterator);
 
 /// Hands out the variable's NUL-terminated name, valid while the database is unchanged.
@@ -138,7 +142,8 @@ uint32_t CVariable_GetNoOfElements(CVariable* variable);
 /// @return the size of the content in bytes.
 uint32_t CVariable_GetSizeInBytes(CVariable* variable);
 
-/// Hands out where the value lives; for VARIABLE_TYPE_OBJECT the nested `CStorageObject*` itself.
+/// Hands out where the value lives; for VARIABLE_TYPE_OBJECT the nested `CStorageObject*` itself. Null is allowed where
+/// nothing is needed, of an array without elements; the secure retrieve passes over any variable without an address.
 QBFResult CVariable_GetContentAddress(CVariable* variable, void** address);
 
 /// Marks the variable as restored, so that defaulting leaves it alone. `retrieved` is always 1; the result is ignored.

@@ -130,7 +130,7 @@ QBFResult CloseFile(std::FILE* file, StorageLocation location) {
     return QBF_OK;
 }
 
-/// Appends what of `part` a record's path still has room for behind `end`.
+/// Appends what of `part` a record's path still has room for after `end`.
 /// @return the new end.
 char* AppendToVariablePath(char* end, std::string_view part) {
     const std::size_t kept = std::min(part.size(), static_cast<std::size_t>(state.VariablePath + kLongestPath - end));
@@ -173,7 +173,7 @@ QBFResult WriteRecord(std::string_view path, const void* address, std::uint32_t 
         result = QBF_E_FAILED;
     }
 
-    // With the NUL behind it.
+    // With the NUL after it.
     const std::size_t pathSize = path.size() + 1;
     const std::size_t pathWritten = std::fwrite(path.data(), 1, pathSize, file);
     if (pathWritten != pathSize) {
@@ -405,19 +405,18 @@ Reading ReadData(Record& record, std::FILE* file) {
     const bool isWanted = record.target.verdict == Verdict::Fits;
     if (isWanted) {
         record.data.reset(new (std::nothrow) std::uint8_t[record.dataSize]);
-        if (record.data == nullptr) {
-            DS_TRACE(SecureTraces, kManageRetrieve, QBF_E_FAILED, "Could not allocate %d bytes for variable %s",
-                     PrintableSize(record.dataSize), state.pathFromFile);
-            static_cast<void>(Skip(record.dataSize, file));
-            return Reading::Dropped;
-        }
     }
     const std::size_t arrived =
-        isWanted ? std::fread(record.data.get(), 1, record.dataSize, file) : Skip(record.dataSize, file);
+        record.data != nullptr ? std::fread(record.data.get(), 1, record.dataSize, file) : Skip(record.dataSize, file);
     if (arrived != record.dataSize) {
         DS_TRACE(SecureTraces, kManageRetrieve, QBF_E_IO, "Not all bytes read, attempted to read %d bytes, got %d",
                  PrintableSize(record.dataSize), PrintableSize(arrived));
         return Reading::Ended;
+    }
+    if (isWanted && record.data == nullptr) {
+        DS_TRACE(SecureTraces, kManageRetrieve, QBF_E_FAILED, "Could not allocate %d bytes for variable %s",
+                 PrintableSize(record.dataSize), state.pathFromFile);
+        return Reading::Dropped;
     }
     return Reading::Whole;
 }

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <new>
 
 #include "Device/DeviceSupport/private/XmlElementTexts.h"
@@ -54,16 +53,10 @@ void SelectAlternativeSource(StorageLocation location) {
     CopyBounded(state.CurrentFileName, state.StorageFileTable[kAlternativeSlot]);
 }
 
-/// The parser takes a document in one call, which counts in `int`. What is no regular file does not tell what it holds,
-/// and need not end.
-constexpr std::uint32_t kLargestDocument = INT_MAX;
-constexpr std::uint32_t kLargestDocumentOfADevice = 64 * 1024 * 1024;
-
-void AllocateReadBuffer(const struct stat& status) {
-    const auto size = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0));
+void AllocateReadBuffer(off_t toldSize) {
+    const auto size = static_cast<std::uint64_t>(std::max<off_t>(toldSize, 0));
     state.fileSize = static_cast<std::uint32_t>(size);
-    state.largestDocument = S_ISREG(status.st_mode) ? kLargestDocument : kLargestDocumentOfADevice;
-    if (size <= state.largestDocument - kReadBufferSlack) {
+    if (size <= kLargestDocument - kReadBufferSlack) {
         state.readBuffer = new (std::nothrow) char[std::size_t{state.fileSize} + kReadBufferSlack];
     }
 }
@@ -77,7 +70,7 @@ QBFResult OpenForReading(StorageLocation location, std::FILE** out) {
         DS_TRACE(XmlTraces, kOpenFile, QBF_E_FAILED, "Error while trying to stat file %s", state.CurrentFileName);
         return QBF_E_FAILED;
     }
-    AllocateReadBuffer(status);
+    AllocateReadBuffer(status.st_size);
     *out = OpenStream(state.CurrentFileName, "r", streamBuffer);
     if (*out == nullptr) {
         DS_TRACE(XmlTraces, kOpenFile, QBF_E_FAILED, "Error opening XML file");

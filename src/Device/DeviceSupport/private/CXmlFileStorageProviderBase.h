@@ -2,6 +2,7 @@
 #ifndef TAL_PRIVATE_XML_FILE_STORAGE_PROVIDER_BASE_H
 #define TAL_PRIVATE_XML_FILE_STORAGE_PROVIDER_BASE_H
 
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -90,8 +91,6 @@ struct XmlProviderState {
     std::uint32_t elementTextCount;
     std::uint32_t isElementListConstructed;  ///< Whether the host's list can take items.
 
-    std::uint32_t largestDocument;  ///< Bytes that the file opened for reading may have.
-
     // What the nesting of a document needs beside the depth.
     std::uint32_t isNamelessAt[kPathLevels];  ///< Set while pathAt of that level is no path: its element has no name.
     std::uint32_t openArraysAt[kPathLevels];
@@ -131,7 +130,8 @@ void RemoveChannel(char (&name)[Size], const ChannelPattern& pattern) {
 }
 
 /// Selects the location's file into CurrentFileName and opens it. For reading, also takes its size and allocates
-/// readBuffer, which is left null for a file that does not fit into memory or is larger than largestDocument. The
+/// readBuffer, which is left null for a file that does not fit into memory or is larger than the
+/// largest document. The
 /// caller releases it, also after a failure.
 /// @return QBF_OK; QBF_E_INVALID_ARGUMENT for a bad location or mode; QBF_E_FAILED for a read-only location or a file
 ///         that cannot be read; QBF_E_OPEN_FAILED for one that cannot be written. `errno` is that of the failed call.
@@ -142,6 +142,9 @@ void RemoveChannel(char (&name)[Size], const ChannelPattern& pattern) {
 [[nodiscard]] QBFResult CloseFile(std::FILE* file, StorageLocation location);
 
 void ReleaseReadBuffer();
+
+/// Bytes of a document, which the parser takes in one call that counts in `int`.
+constexpr std::uint32_t kLargestDocument = INT_MAX;
 
 /// Room in readBuffer after the size of the file, so that one read meets the end of the file.
 constexpr std::uint32_t kReadBufferSlack = 10;

@@ -10,10 +10,10 @@ namespace tal {
 template <class Owner>
 [[nodiscard]] const char* NameOf(Owner* owner, QBFResult (*getName)(Owner*, char**)) {
     char* name = nullptr;
-    return QBF_IsFailure(getName(owner, &name)) ? nullptr : name;
+    return owner == nullptr || QBF_IsFailure(getName(owner, &name)) ? nullptr : name;
 }
 
-/// @return the host's name of it, or null when it could not be had.
+/// @return the host's name of it, or null when it could not be had, as of a null element of a list or an array.
 [[nodiscard]] inline const char* NameOf(CStorageRegion* region) {
     return NameOf(region, CStorageRegion_GetName);
 }

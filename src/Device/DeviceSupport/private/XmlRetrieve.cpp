@@ -1,6 +1,7 @@
 /// The reader of XML storage documents: three parser callbacks over the provider's state.
 
 #include <expat.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -308,11 +309,22 @@ void XMLCALL CharacterData(void* /*userData*/, const char* text, int length) {
     state.characterData[kept] = '\0';
 }
 
-/// Doubles readBuffer, up to the largest document.
+/// What is no regular file does not tell how much it holds, and need not end.
+std::size_t LargestDocumentOf(std::FILE* file) {
+    constexpr std::size_t kLargestDocumentOfADevice = std::size_t{64} * 1024 * 1024;
+    struct stat status = {};
+    const bool isRegular = fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode);
+    return isRegular ? std::size_t{kLargestDocument} : kLargestDocumentOfADevice;
+}
+
+/// Doubles readBuffer, up to `largest`.
 /// @return false when it is that large already or there is no memory; it is then unchanged.
-bool GrowReadBuffer(std::size_t& capacity) {
-    const std::size_t larger = capacity + std::min<std::size_t>(capacity, state.largestDocument - capacity);
-    char* const buffer = larger > capacity ? new (std::nothrow) char[larger] : nullptr;
+bool GrowReadBuffer(std::size_t& capacity, std::size_t largest) {
+    if (capacity >= largest) {
+        return false;
+    }
+    const std::size_t larger = capacity + std::min(capacity, largest - capacity);
+    char* const buffer = new (std::nothrow) char[larger];
     if (buffer == nullptr) {
         return false;
     }
@@ -338,7 +350,7 @@ bool GrowReadBuffer(std::size_t& capacity) {
         if (std::feof(file) != 0) {
             return QBF_OK;
         }
-        hasRoom = length < capacity || GrowReadBuffer(capacity);
+        hasRoom = length < capacity || GrowReadBuffer(capacity, LargestDocumentOf(file));
     }
     DS_TRACE(XmlTraces, kManageRetrieve, QBF_E_FAILED, "XML file %s does not fit into memory", state.CurrentFileName);
     return QBF_E_FAILED;

@@ -206,7 +206,7 @@ enum class Stored { Yes, Failed, ObjectAbandoned };
 
 Stored StoreVariable(CVariable* variable, XmlOutput& output) {
     // The host may have handed out no variable, which then has no name either.
-    const char* const name = variable == nullptr ? nullptr : NameOf(variable);
+    const char* const name = NameOf(variable);
     if (name == nullptr) {
         DS_TRACE(XmlTraces, kStoreObject, QBF_E_NO_NAME, "Could not get variable name");
         return Stored::Failed;
