@@ -417,7 +417,7 @@ JsonTree ParseDescription(std::string_view text) {
 }
 
 /// A size that a file says it has is believed up to here.
-constexpr std::uintmax_t kMostReserved = 256 * 1024 * 1024;
+constexpr std::uintmax_t kMostReserved = std::uintmax_t{256} * 1024 * 1024;
 
 std::string ReadText(const std::string& fileName) {
     std::ifstream file(fileName, std::ios::binary);

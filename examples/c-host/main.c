@@ -8,13 +8,19 @@
 
 static const struct Settings changed = {99, 0, "south", {0.5F, 0.25F, -1.5F}, {10, 300}};
 
+static int HoldsChanges(void) {
+    return settings.gain == changed.gain && settings.isEnabled == changed.isEnabled &&
+           strcmp(settings.label, changed.label) == 0 && settings.offsets[0] == changed.offsets[0] &&
+           settings.offsets[1] == changed.offsets[1] && settings.offsets[2] == changed.offsets[2] &&
+           settings.delays[0] == changed.delays[0] && settings.delays[1] == changed.delays[1];
+}
+
 static int ComesBack(const char* name, IStorageProvider* provider) {
     settings = changed;
     const QBFResult stored = provider->StoreAll(0, SettingsDatabase(), 0);
     memset(&settings, 0, sizeof settings);
     const QBFResult retrieved = provider->RetrieveAll(0, SettingsDatabase(), 0);
-    const int isWhole =
-        !QBF_IsFailure(stored) && !QBF_IsFailure(retrieved) && memcmp(&settings, &changed, sizeof settings) == 0;
+    const int isWhole = !QBF_IsFailure(stored) && !QBF_IsFailure(retrieved) && HoldsChanges();
     printf("%s: %s\n", name, isWhole ? "came back whole" : "DID NOT COME BACK");
     return isWhole;
 }

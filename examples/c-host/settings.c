@@ -51,14 +51,15 @@ static CVariable lane0Variables[] = {SCALAR("Delay", VARIABLE_TYPE_U16, delays[0
 static CVariable lane1Variables[] = {SCALAR("Delay", VARIABLE_TYPE_U16, delays[1])};
 static CStorageObject lane0 = {"Lane0", 1, lane0Variables, COUNT(lane0Variables)};
 static CStorageObject lane1 = {"Lane1", 1, lane1Variables, COUNT(lane1Variables)};
-static CStorageObject* lanes[] = {&lane0, &lane1};
+enum { LANE_COUNT = 2 };
+static CStorageObject* lanes[LANE_COUNT] = {&lane0, &lane1};
 
 static CVariable radioVariables[] = {
     SCALAR("Gain", VARIABLE_TYPE_U32, gain),
     SCALAR("IsEnabled", VARIABLE_TYPE_BOOL, isEnabled),
     ARRAY("Label", VARIABLE_TYPE_STRING, label),
     ARRAY("Offsets", VARIABLE_TYPE_FLOAT_ARRAY, offsets),
-    {"Lanes", VARIABLE_TYPE_OBJECT_ARRAY, COUNT(lanes), sizeof lanes, lanes, NULL, 0},
+    {"Lanes", VARIABLE_TYPE_OBJECT_ARRAY, LANE_COUNT, sizeof lanes, lanes, NULL, 0},
 };
 static CStorageObject radio = {"Radio", 1, radioVariables, COUNT(radioVariables)};
 
@@ -66,13 +67,13 @@ static CStorageObject radio = {"Radio", 1, radioVariables, COUNT(radioVariables)
 static CStorageRegion config;
 static HostListNode radioNode = {&config.objects, NULL, &radio};
 static CStorageRegion config = {NULL, {&radioNode, NULL, NULL}, "Config"};
-static CDatabase database;
-static HostListNode configNode = {&database.regions, NULL, &config};
-static CDatabase database = {{&configNode, NULL, NULL}};
+static CDatabase wholeDatabase;
+static HostListNode configNode = {&wholeDatabase.regions, NULL, &config};
+static CDatabase wholeDatabase = {{&configNode, NULL, NULL}};
 _Static_assert(offsetof(CStorageRegion, objects) == sizeof(void*), "one reserved word");
 
 CDatabase* SettingsDatabase(void) {
-    return &database;
+    return &wholeDatabase;
 }
 
 // ---- Walking it.
@@ -126,13 +127,13 @@ static void SetDefault(CVariable* variable, const char* path, void* context) {
 
 // ---- The contract. HostDatabase.h gives the first five their symbols.
 
-QBFResult CDatabase_UpdatePathHashTable(CDatabase* all) {
-    (void)all;  // A few variables are found by walking; a large database keeps a table.
+QBFResult CDatabase_UpdatePathHashTable(CDatabase* database) {
+    (void)database;  // A few variables are found by walking; a large database keeps a table.
     return QBF_OK;
 }
 
-QBFResult CDatabase_GetVariableByPath(CDatabase* all, const char* path, CVariable** variable) {
-    (void)all;
+QBFResult CDatabase_GetVariableByPath(CDatabase* database, const char* path, CVariable** variable) {
+    (void)database;
     struct Search search = {path, NULL};
     VisitAll(Compare, &search);
     if (search.found == NULL) {
@@ -142,14 +143,14 @@ QBFResult CDatabase_GetVariableByPath(CDatabase* all, const char* path, CVariabl
     return QBF_OK;
 }
 
-QBFResult CDatabase_SetAsNotRetrieved(CDatabase* all) {
-    (void)all;
+QBFResult CDatabase_SetAsNotRetrieved(CDatabase* database) {
+    (void)database;
     VisitAll(ClearMark, NULL);
     return QBF_OK;
 }
 
-QBFResult CDatabase_SetNotRetrievedVariablesToDefault(CDatabase* all) {
-    (void)all;
+QBFResult CDatabase_SetNotRetrievedVariablesToDefault(CDatabase* database) {
+    (void)database;
     VisitAll(SetDefault, NULL);
     return QBF_OK;
 }

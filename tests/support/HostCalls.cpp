@@ -237,7 +237,7 @@ QBFResult CList_GetNext(CList* list, void** item, HostIterator* iterator) {
     if (!call.RepeatsListItems()) {
         return call.Forward(real, list, item, iterator);
     }
-    const HostIterator position = *iterator;
+    void* const position = *iterator;
     call.Forward(real, list, item, iterator);
     *iterator = position;
     return QBF_OK;

@@ -633,7 +633,7 @@ private:
         }
     }
 
-    bool NamesOneOnly(const std::string& path) const {
+    [[nodiscard]] bool NamesOneOnly(const std::string& path) const {
         return std::count_if(variables_.begin(), variables_.end(),
                              [&](const VariableSeen& seen) { return seen.path == path; }) == 1;
     }
@@ -777,7 +777,8 @@ public:
     /// One finding: the rule's byte, then both texts with their NULs.
     void Write(const HostFinding& finding) const {
         std::string bytes(1, static_cast<char>(finding.rule));
-        bytes.append(finding.path.c_str()).append(1, '\0').append(finding.seen.c_str()).append(1, '\0');
+        bytes.append(finding.path, 0, finding.path.find('\0')).append(1, '\0');
+        bytes.append(finding.seen, 0, finding.seen.find('\0')).append(1, '\0');
         for (std::size_t done = 0; done < bytes.size();) {
             const ssize_t written = write(ends_[1], bytes.data() + done, bytes.size() - done);
             if (written <= 0) {

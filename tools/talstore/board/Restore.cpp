@@ -189,7 +189,7 @@ private:
             report.outcome = Outcome::Partly;
             report.reason = std::to_string(untouched) + " of " + Count(bytes.size(), "byte") +
                             " are not in the file and keep what the board held";
-        } else if (report.item != kNone && format_->hasTexts) {
+        } else if (format_ != nullptr && report.item != kNone && format_->hasTexts) {
             CompareWithDocument(report, contents_.items[report.item]);
         }
     }
@@ -223,7 +223,7 @@ private:
             report.outcome = Outcome::Refused;
             report.reason = item->reason;
         } else {
-            report.reason = !format_->looksItemsUp
+            report.reason = format_ != nullptr && !format_->looksItemsUp
                                 ? "the file ends inside it"
                                 : "its value is dropped, since an earlier variable failed: " + FirstRefused();
         }
