@@ -34,6 +34,7 @@ public:
 
 /// Each of these throws DescriptionError when the description is not understood in full.
 [[nodiscard]] std::unique_ptr<Database> LoadDatabase(const nlohmann::json& description);
+[[nodiscard]] std::unique_ptr<Database> LoadDatabase(const nlohmann::ordered_json& description);
 [[nodiscard]] std::unique_ptr<Database> LoadDatabaseFromText(std::string_view text);
 /// The message begins with the file's name.
 [[nodiscard]] std::unique_ptr<Database> LoadDatabaseFromFile(const std::string& fileName);

@@ -82,7 +82,8 @@ public:
     }
 
     /// What the parser would have told of a document with this value.
-    void Describe(const json& value, int depth);
+    template <class Json>
+    void Describe(const Json& value, int depth);
 
     [[nodiscard]] JsonTree Take() { return std::move(tree_); }
 
@@ -118,11 +119,12 @@ private:
     std::vector<std::size_t> open_;  ///< The arrays and objects that have not ended.
 };
 
-void JsonTree::Builder::Describe(const json& value, int depth) {
+template <class Json>
+void JsonTree::Builder::Describe(const Json& value, int depth) {
     switch (depth > kDeepestValue ? json::value_t::null : value.type()) {
         case json::value_t::object:
             start_object(value.size());
-            for (const auto& [name, member] : value.get_ref<const json::object_t&>()) {
+            for (const auto& [name, member] : value.template get_ref<const typename Json::object_t&>()) {
                 key(name);
                 Describe(member, depth + 1);
             }
@@ -130,25 +132,25 @@ void JsonTree::Builder::Describe(const json& value, int depth) {
             break;
         case json::value_t::array:
             start_array(value.size());
-            for (const json& element : value) {
+            for (const Json& element : value) {
                 Describe(element, depth + 1);
             }
             end_array();
             break;
         case json::value_t::string:
-            string(value.get_ref<const std::string&>());
+            string(value.template get_ref<const std::string&>());
             break;
         case json::value_t::boolean:
-            boolean(value.get<bool>());
+            boolean(value.template get<bool>());
             break;
         case json::value_t::number_integer:
-            number_integer(value.get<std::int64_t>());
+            number_integer(value.template get<std::int64_t>());
             break;
         case json::value_t::number_unsigned:
-            number_unsigned(value.get<std::uint64_t>());
+            number_unsigned(value.template get<std::uint64_t>());
             break;
         case json::value_t::number_float:
-            number_float(value.get<double>(), {});
+            number_float(value.template get<double>(), {});
             break;
         case json::value_t::null:
         case json::value_t::binary:
@@ -165,6 +167,12 @@ JsonTree JsonTree::Parse(std::string_view text) {
 }
 
 JsonTree JsonTree::From(const json& value) {
+    Builder builder;
+    builder.Describe(value, 0);
+    return builder.Take();
+}
+
+JsonTree JsonTree::From(const nlohmann::ordered_json& value) {
     Builder builder;
     builder.Describe(value, 0);
     return builder.Take();

@@ -21,6 +21,7 @@ public:
     /// Throws nlohmann::json::parse_error, or nlohmann::json::out_of_range for a number beyond any double.
     [[nodiscard]] static JsonTree Parse(std::string_view text);
     [[nodiscard]] static JsonTree From(const nlohmann::json& value);
+    [[nodiscard]] static JsonTree From(const nlohmann::ordered_json& value);
 
     /// @return the value that is the document, valid as long as the tree.
     [[nodiscard]] Value Root() const;

@@ -444,6 +444,10 @@ std::unique_ptr<Database> LoadDatabase(const nlohmann::json& description) {
     return LoadTree(JsonTree::From(description));
 }
 
+std::unique_ptr<Database> LoadDatabase(const nlohmann::ordered_json& description) {
+    return LoadTree(JsonTree::From(description));
+}
+
 std::unique_ptr<Database> LoadDatabaseFromText(std::string_view text) {
     return LoadTree(ParseDescription(text));
 }

@@ -73,8 +73,7 @@ void WriteElement(void* address, Element value) {
 
 /// Calls `visit` with a zero of the C++ type of the elements, and returns what it returns:
 ///
-///     const std::string text = VisitElementType(type, [&](auto zero) { return Text(ReadElement<decltype(zero)>(p));
-///     });
+///     VisitElementType(type, [&](auto zero) { Print(ReadElement<decltype(zero)>(address)); });
 ///
 /// Throws std::invalid_argument for a string or an object, which have no elements to convert one by one.
 template <class Visit>

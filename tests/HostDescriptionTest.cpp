@@ -367,6 +367,12 @@ TEST(HostDescriptionOfAProgram, HasTheValuesOfTheProgram) {
     EXPECT_EQ(LoadDatabase(WithDefault("BOOL", true))->At("R/O/a").Get<bool>(), true);
 }
 
+TEST(HostDescriptionOfAProgram, MayKeepItsKeysInTheOrderOfTheProgram) {
+    const nlohmann::ordered_json description = WithDefault("U16", 300);
+
+    EXPECT_EQ(LoadDatabase(description)->At("R/O/a").Get<std::uint16_t>(), 300);
+}
+
 TEST(HostDescriptionOfAProgram, IsHeldToTheRangeOfItsTypes) {
     EXPECT_EQ(RefusalOfValue(WithDefault("U8", 256)),
               "regions[0].objects[0].variables[0].default: 256 is out of range (0 to 255)");

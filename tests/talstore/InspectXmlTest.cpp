@@ -36,7 +36,7 @@ std::vector<std::string> PathsOfReader(const std::string& document) {
     const auto database = host::LoadDatabaseFromText(kLayout);
     std::vector<std::string> paths;
     for (const talstore::LookUp& lookUp : session.Retrieve(*database).seen.lookUps) {
-        paths.push_back(lookUp.path);
+        paths.push_back(lookUp.Path());
     }
     return paths;
 }
@@ -207,9 +207,13 @@ TEST(InspectXml, AnObjectRightInAVariableLeavesTheVariableItsName) {
 
 /// A variable inside so many others.
 std::string VariableInside(std::size_t count) {
-    std::string document = Variable("v", "U8", "1");
+    std::string document;
     for (std::size_t i = 0; i < count; ++i) {
-        document = "<variable name = \"outer\"><type>U8</type>" + document + "</variable>";
+        document += "<variable name = \"outer\"><type>U8</type>";
+    }
+    document += Variable("v", "U8", "1");
+    for (std::size_t i = 0; i < count; ++i) {
+        document += "</variable>";
     }
     return InObject(document);
 }

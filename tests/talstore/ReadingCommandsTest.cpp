@@ -134,6 +134,7 @@ TEST_F(Show, NeverSendsControlSequencesToATerminal) {
 }
 
 TEST_F(Show, NeverTurnsTheDirectionOfWhatFollows) {
+    // NOLINTNEXTLINE(misc-misleading-bidirectional): that is what the file has
     WriteFile("unit.sbin", Record("R/O/\xE2\x80\xAE"
                                   "cba\xE2\x81\xA6\xD8\x9C\xE2\x82\xAC",
                                   "x"));

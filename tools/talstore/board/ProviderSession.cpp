@@ -125,7 +125,7 @@ Run ProviderSession::Drive(Operation operation, host::Database& database) const 
     IStorageProvider* provider = nullptr;
     const QBFResult obtained = provider_.getInterface(&provider);
     if (QBF_IsFailure(obtained)) {
-        return {obtained, {}, {}};
+        return {obtained, {}, {}, {}};
     }
     provider->Initialize(location_);
     if (provider_.format != nullptr) {
@@ -136,11 +136,11 @@ Run ProviderSession::Drive(Operation operation, host::Database& database) const 
         provider_.format->setFileNames(fileName_.c_str());
     }
     CSecureBinaryFileStorageProvider_SetChannelNumber(channel_);
-    TraceCapture capture;
+    TraceCapture capture(keptRecords_);
     Witness witness(database, capture);
     const QBFResult result = (provider->*operation)(location_, database.Handle(), channel_);
     StopIfInterrupted();
-    return {result, capture.Take(), witness.Take()};
+    return {result, capture.FirstOperation(), capture.Take(), witness.Take()};
 }
 
 }  // namespace tal::talstore

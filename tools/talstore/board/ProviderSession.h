@@ -38,6 +38,7 @@ struct ProviderInfo {
 /// One operation's result and trace, and what the host has seen of it.
 struct Run {
     QBFResult result = QBF_OK;
+    std::string operation;  ///< As the operation calls itself in the trace.
     std::vector<TraceRecord> trace;
     Seen seen;
 };
@@ -52,6 +53,9 @@ public:
 
     [[nodiscard]] const ProviderInfo& Provider() const { return provider_; }
     [[nodiscard]] std::uint32_t Channel() const { return channel_; }
+
+    /// Runs from here on keep their whole trace instead of their failures only.
+    void KeepWholeTrace() { keptRecords_ = KeptRecords::All; }
 
     /// What the next retrieve reads.
     void PutFile(std::string_view bytes) const;
@@ -70,6 +74,7 @@ private:
     StorageLocation location_;
     std::uint32_t channel_;
     std::string fileName_;
+    KeptRecords keptRecords_ = KeptRecords::Failures;
     PrivateDirectory directory_;
     std::filesystem::path filesPath_;  ///< Holds the session's file and nothing else.
 };

@@ -31,12 +31,24 @@ void VisitObject(const host::Object& object, bool isWritable, const VariableVisi
     }
 }
 
-/// Every byte differs from the default.
-void SetToOppositeOfDefault(host::Variable& variable) {
+/// What a byte holds before the first retrieve. It is never the default, and unlike the opposite of a zero it is seldom
+/// found in a file.
+constexpr std::uint8_t FillerOf(std::uint8_t defaultByte) {
+    return defaultByte ^ 0xA5;
+}
+
+void SetToFiller(host::Variable& variable) {
     const std::uint8_t* const bytes = variable.DefaultContent();
-    for (std::size_t i = 0; i < variable.SizeInBytes(); ++i) {
-        variable.Set(static_cast<std::uint8_t>(~bytes[i]), i);
-    }
+    auto* const content = static_cast<std::uint8_t*>(variable.Content());
+    std::transform(bytes, bytes + variable.SizeInBytes(), content, FillerOf);
+}
+
+/// Whether every byte has been written: it may hold the filler because the file does, too, but then nobody knows.
+bool HoldsNoFiller(const host::Variable& variable) {
+    const std::uint8_t* const bytes = variable.DefaultContent();
+    const auto* const content = static_cast<const std::uint8_t*>(variable.Content());
+    return std::equal(bytes, bytes + variable.SizeInBytes(), content,
+                      [](std::uint8_t defaultByte, std::uint8_t byte) { return FillerOf(defaultByte) != byte; });
 }
 
 /// The message in one line.
@@ -54,28 +66,40 @@ public:
 
     RestoreReport Report() {
         session_.PutFile(file_.bytes);
-        const std::vector<std::string> opposite = RetrieveOverOpposites();
-        layout_.ResetToDefaults();
-        report_.run = session_.Retrieve(layout_);
+        const std::vector<std::string> overFillers = RetrieveOverFillers();
         if (QBF_IsFailure(report_.run.result)) {
             report_.failure = ReasonForFailure();
         }
         report_.items.resize(contents_.items.size());
         FollowItems();
-        ReportVariables(opposite);
+        ReportVariables(overFillers);
         ExplainStoredPaths();
         return std::move(report_);
     }
 
 private:
-    std::vector<std::string> RetrieveOverOpposites() {
-        VisitVariables(layout_,
-                       [](host::Variable& variable, bool /*isWritable*/) { SetToOppositeOfDefault(variable); });
-        static_cast<void>(session_.Retrieve(layout_));
+    /// Retrieves over fillers and, if some of these are left, once more over the defaults.
+    /// @return what the first retrieve left in each variable; nothing when it has written them all.
+    std::vector<std::string> RetrieveOverFillers() {
+        VisitVariables(layout_, [](host::Variable& variable, bool /*isWritable*/) { SetToFiller(variable); });
+        report_.run = session_.Retrieve(layout_);
         std::vector<std::string> values;
+        if (IsEveryByteWritten()) {
+            return values;
+        }
         VisitVariables(layout_,
                        [&](host::Variable& variable, bool /*isWritable*/) { values.emplace_back(BytesOf(variable)); });
+        layout_.ResetToDefaults();
+        report_.run = session_.Retrieve(layout_);
         return values;
+    }
+
+    [[nodiscard]] bool IsEveryByteWritten() const {
+        bool isWritten = true;
+        VisitVariables(layout_, [&](const host::Variable& variable, bool /*isWritable*/) {
+            isWritten = isWritten && HoldsNoFiller(variable);
+        });
+        return isWritten;
     }
 
     // ---- Items
@@ -103,19 +127,19 @@ private:
 
     [[nodiscard]] ItemReport Follow(const LookUp& lookUp, std::size_t endOfRecords, const StoredItem& item) const {
         if (lookUp.variable == nullptr) {
-            return {Fate::Ignored, lookUp.path, nullptr, UnregisteredReason(lookUp.path)};
+            return {Fate::Ignored, lookUp.Path(), nullptr, UnregisteredReason(lookUp.Path())};
         }
         if (lookUp.isMarked) {
-            return {Fate::Taken, lookUp.path, lookUp.variable, {}};
+            return {Fate::Taken, lookUp.Path(), lookUp.variable, {}};
         }
         const bool isAnotherSize = format_->comparesSizes && item.bytes.size() != lookUp.variable->SizeInBytes();
         if (isAnotherSize) {
-            return {Fate::Refused, lookUp.path, lookUp.variable,
+            return {Fate::Refused, lookUp.Path(), lookUp.variable,
                     Count(item.bytes.size(), "byte") + " in the file, " +
                         std::to_string(lookUp.variable->SizeInBytes()) + " in the layout"};
         }
         const TraceRecord* const failure = FailureOf(lookUp, endOfRecords);
-        return {failure == nullptr ? Fate::Dropped : Fate::Refused, lookUp.path, lookUp.variable,
+        return {failure == nullptr ? Fate::Dropped : Fate::Refused, lookUp.Path(), lookUp.variable,
                 failure == nullptr ? "" : Reason(failure->message)};
     }
 
@@ -137,8 +161,8 @@ private:
         std::size_t index = 0;
         VisitVariables(layout_, [&](host::Variable& variable, bool /*isWritable*/) {
             if (index < report_.items.size()) {
-                const bool isTaken = report_.run.seen.marked.count(&variable) != 0;
-                report_.items[index++] = {isTaken ? Fate::Taken : Fate::Dropped, variable.Path(), &variable, {}};
+                report_.items[index++] = {
+                    variable.Retrieved() ? Fate::Taken : Fate::Dropped, variable.Path(), &variable, {}};
             }
         });
     }
@@ -154,7 +178,7 @@ private:
 
     // ---- Variables
 
-    void ReportVariables(const std::vector<std::string>& opposite) {
+    void ReportVariables(const std::vector<std::string>& overFillers) {
         std::unordered_map<const host::Variable*, std::size_t> lastItems;
         for (std::size_t i = 0; i < report_.items.size(); ++i) {
             if (report_.items[i].variable != nullptr) {
@@ -168,9 +192,9 @@ private:
             if (const auto item = lastItems.find(&variable); item != lastItems.end()) {
                 report.item = item->second;
             }
-            const std::string& other = opposite[report_.variables.size()];
             if (variable.Retrieved()) {
-                JudgeRestored(report, other);
+                const std::string_view bytes = BytesOf(variable);
+                JudgeRestored(report, overFillers.empty() ? bytes : overFillers[report_.variables.size()]);
             } else {
                 JudgeNotRestored(report);
             }
@@ -232,7 +256,7 @@ private:
     /// A retrieve that cannot open its file takes nothing of it.
     [[nodiscard]] bool IsFileRead() const {
         const Seen& seen = report_.run.seen;
-        const bool hasTouchedAnything = !seen.lookUps.empty() || !seen.marked.empty();
+        const bool hasTouchedAnything = !seen.lookUps.empty() || seen.hasMarked;
         return !QBF_IsFailure(report_.run.result) || hasTouchedAnything || contents_.handedOn.empty();
     }
 
@@ -240,7 +264,7 @@ private:
     [[nodiscard]] std::string ReasonForFailure() const {
         const auto& trace = report_.run.trace;
         const auto record = std::find_if(trace.rbegin(), trace.rend(), [&](const TraceRecord& candidate) {
-            return QBF_IsFailure(candidate.code) && candidate.operation != trace.front().operation;
+            return QBF_IsFailure(candidate.code) && candidate.operation != report_.run.operation;
         });
         return record == trace.rend() ? "it does not say why" : Reason(record->message);
     }

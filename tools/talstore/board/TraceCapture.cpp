@@ -8,6 +8,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "Device/DeviceSupport/DeviceSupport.h"
+
 extern "C" {
 
 struct TraceState {
@@ -21,6 +23,7 @@ struct TraceSite {
     const char* operationName;
 };
 
+int CPexTraceHandler_DmLevel2GtLevel(QBFResult code);
 void trace_begin(TraceState* state, int level, const TraceSite* site);
 [[gnu::format(printf, 2, 3)]] void trace_printf(TraceState* state, const char* format, ...);
 void trace_end(TraceState* state);
@@ -31,6 +34,10 @@ namespace tal::talstore {
 namespace {
 
 constexpr std::string_view kCodeLine = "      code: ";
+
+/// The tool's own levels: all that it asks is whether something failed.
+constexpr int kFailureLevel = 0;
+constexpr int kOtherLevel = 1;
 
 TraceCapture* active = nullptr;
 
@@ -48,14 +55,24 @@ TraceCapture* active = nullptr;
 
 /// What the trace library's functions do to the capture. No exception may reach the library.
 struct TraceLibrary {
-    static void Begin(const TraceSite& site) noexcept {
-        if (active != nullptr) {
+    static int LevelOf(QBFResult code) { return QBF_IsFailure(code) ? kFailureLevel : kOtherLevel; }
+
+    static void Begin(int level, const TraceSite& site) noexcept {
+        if (active == nullptr) {
+            return;
+        }
+        active->lastOperation_ = site.operationName;
+        if (*active->firstOperation_ == '\0') {
+            active->firstOperation_ = site.operationName;
+        }
+        active->isOpenKept_ = active->kept_ == KeptRecords::All || level == kFailureLevel;
+        if (active->isOpenKept_) {
             active->open_ = {0, site.operationName, {}};
         }
     }
 
     [[gnu::format(printf, 1, 0)]] static void Print(const char* format, std::va_list arguments) noexcept {
-        if (active == nullptr) {
+        if (active == nullptr || !active->isOpenKept_) {
             return;
         }
         const std::string text = Format(format, arguments);
@@ -67,13 +84,13 @@ struct TraceLibrary {
     }
 
     static void End() noexcept {
-        if (active != nullptr) {
+        if (active != nullptr && active->isOpenKept_) {
             active->records_.push_back(std::move(active->open_));
         }
     }
 };
 
-TraceCapture::TraceCapture() : thresholdBefore_(DS_trace.threshold) {
+TraceCapture::TraceCapture(KeptRecords kept) : kept_(kept), thresholdBefore_(DS_trace.threshold) {
     DS_trace.threshold = INT_MAX;
     active = this;
 }
@@ -89,8 +106,12 @@ using tal::talstore::TraceLibrary;
 
 extern "C" {
 
-void trace_begin(TraceState* /*state*/, int /*level*/, const TraceSite* site) {
-    TraceLibrary::Begin(*site);
+int CPexTraceHandler_DmLevel2GtLevel(QBFResult code) {
+    return TraceLibrary::LevelOf(code);
+}
+
+void trace_begin(TraceState* /*state*/, int level, const TraceSite* site) {
+    TraceLibrary::Begin(level, *site);
 }
 
 void trace_printf(TraceState* /*state*/, const char* format, ...) {

@@ -18,24 +18,33 @@ struct TraceRecord {
     std::string message;
 };
 
-/// Keeps every record that is traced while it lives; without one, records are dropped. At most one lives at a time.
+/// What a capture keeps. To put every record of a large file into words takes longer than all the rest.
+enum class KeptRecords { Failures, All };
+
+/// Keeps records that are traced while it lives; without one, all are dropped. At most one lives at a time.
 class TraceCapture {
 public:
-    TraceCapture();
+    explicit TraceCapture(KeptRecords kept);
     ~TraceCapture();
     TraceCapture(const TraceCapture&) = delete;
     TraceCapture& operator=(const TraceCapture&) = delete;
 
-    /// Empty before the first record.
-    [[nodiscard]] std::string LastOperation() const { return records_.empty() ? "" : records_.back().operation; }
+    /// The operations that traced the first and the last record, kept or not; empty before the first one.
+    [[nodiscard]] const char* FirstOperation() const { return firstOperation_; }
+    [[nodiscard]] const char* LastOperation() const { return lastOperation_; }
+    /// How many records it has kept.
     [[nodiscard]] std::size_t RecordCount() const { return records_.size(); }
     [[nodiscard]] std::vector<TraceRecord> Take() { return std::move(records_); }
 
 private:
     friend struct TraceLibrary;
 
+    KeptRecords kept_;
     std::vector<TraceRecord> records_;
     TraceRecord open_ = {};
+    bool isOpenKept_ = false;
+    const char* firstOperation_ = "";
+    const char* lastOperation_ = "";
     int thresholdBefore_;
 };
 

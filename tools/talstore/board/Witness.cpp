@@ -11,14 +11,15 @@ Witness::~Witness() {
 }
 
 void Witness::OnLookUp(std::string_view path, const host::Variable* found) noexcept {
-    seen_.lookUps.push_back({std::string(path), found, capture_.RecordCount(), capture_.LastOperation(), false});
+    seen_.lookUps.push_back({found == nullptr ? std::string(path) : std::string(), found, capture_.RecordCount(),
+                             capture_.LastOperation(), false});
 }
 
 void Witness::OnMark(const host::Variable& variable, bool retrieved) noexcept {
     if (!retrieved) {
         return;
     }
-    seen_.marked.insert(&variable);
+    seen_.hasMarked = true;
     if (!seen_.lookUps.empty() && seen_.lookUps.back().variable == &variable) {
         seen_.lookUps.back().isMarked = true;
     }

@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
 #include "DatabaseObserver.h"
@@ -17,17 +16,19 @@ namespace tal::talstore {
 
 /// An item of a document or a secure file, from the provider's look-up on.
 struct LookUp {
-    std::string path;
-    const host::Variable* variable;  ///< Null when it is not registered.
+    std::string unregisteredPath;    ///< Empty when a variable was found.
+    const host::Variable* variable;  ///< Null when the path is not registered.
     std::size_t firstRecord;         ///< Index of the first trace record that may be about it.
-    std::string operation;           ///< That has looked it up, as it calls itself in the trace.
+    const char* operation;           ///< That has looked it up, as it calls itself in the trace.
     bool isMarked;                   ///< Whether it has been marked as retrieved before the next look-up.
+
+    [[nodiscard]] const std::string& Path() const { return variable == nullptr ? unregisteredPath : variable->Path(); }
 };
 
 /// What the host has seen of one operation.
 struct Seen {
     std::vector<LookUp> lookUps;
-    std::unordered_set<const host::Variable*> marked;
+    bool hasMarked = false;    ///< Whether any variable has been marked as retrieved.
     bool isDefaulted = false;  ///< Whether the variables that are not marked have got their defaults.
 };
 

@@ -114,7 +114,10 @@ void PrintBoard(const Console& console, const BoardOptions& options, const std::
 int Board(const BoardOptions& options, const Console& console) {
     const auto layout = options.layout.empty() ? BoardLayout() : LoadLayout(options.layout);
     PlayBoard(options);
-    const ProviderSession session(*FindProvider("board"), 0, 0, {});
+    ProviderSession session(*FindProvider("board"), 0, 0, {});
+    if (options.showsTrace) {
+        session.KeepWholeTrace();
+    }
     const Run run = session.Retrieve(*layout);
     const std::vector<BoardRow> rows = BoardRows(*layout);
     if (options.asJson) {

@@ -22,7 +22,7 @@ struct Entry {
     std::optional<VariableType> type;
     /// As a board reads it; none for a document's value that no board takes.
     std::optional<std::string_view> bytes;
-    std::vector<std::string> texts;  ///< Of a document.
+    std::vector<std::string> texts;  ///< Of a document's value that no board takes.
 
     /// Of a variable whose type may be known only on the other side.
     [[nodiscard]] std::string Text(std::optional<VariableType> knownType) const {
@@ -53,11 +53,13 @@ public:
         if (InfoOf(file_.format).hasTexts) {
             document_ = ReadDocumentValues(file_, contents_);
         }
+        entries_.reserve(contents_.items.size());
         for (std::size_t i = 0; i < contents_.items.size(); ++i) {
             if (HasValue(contents_.items[i])) {
                 Add(EntryOf(i));
             }
         }
+        KeepOnlyWhatIsCompared();
     }
 
     [[nodiscard]] const StorageFile& File() const { return file_; }
@@ -87,9 +89,19 @@ private:
         }
     }
 
+    /// All of this beside all of the other file would take twice the memory.
+    void KeepOnlyWhatIsCompared() {
+        contents_.nodes = {};
+        contents_.items = {};
+        contents_.handedOn = {};
+        restored_ = {};
+        document_.report = {};
+        layout_.reset();
+    }
+
     Entry EntryOf(std::size_t index) const {
         const StoredItem& item = contents_.items[index];
-        Entry entry = {item.path, std::nullopt, std::nullopt, item.texts};
+        Entry entry = {item.path, std::nullopt, std::nullopt, {}};
         if (layout_ != nullptr && !restored_.items[index].boardPath.empty()) {
             entry.path = restored_.items[index].boardPath;
         }
@@ -98,6 +110,8 @@ private:
             if (variable != nullptr && variable->Retrieved()) {
                 entry.type = variable->Type();
                 entry.bytes = BytesOf(*variable);
+            } else {
+                entry.texts = item.texts;
             }
             return entry;
         }

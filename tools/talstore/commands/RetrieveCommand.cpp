@@ -58,7 +58,10 @@ int Retrieve(const DriveOptions& options, const Console& console) {
     const auto layout = LoadLayout(options.layout);
     const StorageFile file = LoadForProvider(options);
     const ProviderInfo& provider = ChooseProvider(options, file.format);
-    const ProviderSession session(provider, options.location, options.channel, file.name);
+    ProviderSession session(provider, options.location, options.channel, file.name);
+    if (options.showsTrace) {
+        session.KeepWholeTrace();
+    }
     const StoredContents contents = provider.format != nullptr ? Inspect(file, layout.get()) : StoredContents();
     const RestoreReport report = Restore(session, file, contents, *layout);
     if (options.asJson) {

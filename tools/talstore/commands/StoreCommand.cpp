@@ -47,7 +47,10 @@ int Store(const StoreOptions& options, const Console& console) {
         ApplySetting(*layout, setting);
     }
     const ProviderInfo& provider = ChooseProvider(drive, FormatOfName(drive.file));
-    const ProviderSession session(provider, drive.location, drive.channel, drive.file);
+    ProviderSession session(provider, drive.location, drive.channel, drive.file);
+    if (drive.showsTrace) {
+        session.KeepWholeTrace();
+    }
     const Run run = session.Store(*layout);
     const std::optional<std::string> bytes = session.TakeFile();
     const bool isStored = !QBF_IsFailure(run.result) && bytes.has_value();
