@@ -667,7 +667,7 @@ private:
         }
         SetDefaults();
         for (const Value& value : values_) {
-            if (BytesOf(value) != Filled(value, 0x5A)) {
+            if (!IsFilled(value, 0x5A)) {
                 Report(HostRule::Marks, value.path, "the default is given although the variable has its mark");
             }
         }
@@ -696,18 +696,24 @@ private:
                         [=] { return CDatabase_SetNotRetrievedVariablesToDefault(database_); });
     }
 
-    static std::vector<unsigned char> Filled(const Value& value, unsigned char byte) {
-        std::vector<unsigned char> bytes(value.sizeInBytes, byte);
-        if (value.isString && !bytes.empty()) {
-            bytes.back() = 0;
-        }
-        return bytes;
+    /// A string keeps its NUL.
+    static std::size_t FilledSize(const Value& value) {
+        return value.isString && value.sizeInBytes != 0 ? value.sizeInBytes - 1 : value.sizeInBytes;
+    }
+
+    static bool IsFilled(const Value& value, unsigned char byte) {
+        const unsigned char* const end = value.content + FilledSize(value);
+        return std::all_of(static_cast<const unsigned char*>(value.content), end,
+                           [byte](unsigned char other) { return other == byte; }) &&
+               std::all_of(end, static_cast<const unsigned char*>(value.content) + value.sizeInBytes,
+                           [](unsigned char other) { return other == 0; });
     }
 
     void FillValues(unsigned char byte) {
         for (const Value& value : values_) {
-            const std::vector<unsigned char> bytes = Filled(value, byte);
-            std::copy(bytes.begin(), bytes.end(), value.content);
+            std::fill_n(value.content, FilledSize(value), byte);
+            std::fill(value.content + FilledSize(value), value.content + value.sizeInBytes,
+                      static_cast<unsigned char>(0));
         }
     }
 
