@@ -275,6 +275,13 @@ TEST(CheckHost, DoesNotMindAnEmptyArrayWithoutContent) {
     EXPECT_THAT(CheckHost(&host.database), IsEmpty());
 }
 
+TEST(CheckHost, MindsTheLow32BitsOfACodeAlone) {
+    BreakableHost host;
+    // On a 32-bit machine the upper bits are gone before anybody sees them, and this is QBF_OK there, too.
+    host.answers["CVariable_SetRetrieved"] = static_cast<QBFResult>(0x100000000ULL);
+    EXPECT_THAT(CheckHost(&host.database), IsEmpty());
+}
+
 TEST(CheckHost, ReportsANullDatabase) {
     const BreakableHost host;
     EXPECT_THAT(CheckHost(nullptr), ElementsAre(Breaks(HostRule::RegionList, "")));

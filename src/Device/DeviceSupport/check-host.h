@@ -242,7 +242,8 @@ private:
     template <class Call>
     QBFResult Ask(const char* function, const std::string& path, Call call) {
         step_.Enter(HostRule::FunctionsReturn, function, path);
-        const QBFResult code = call();
+        // As for the library, only the low 32 bits count.
+        const QBFResult code = static_cast<std::uint32_t>(call());
         if (code > kLargestCode) {
             Report(HostRule::ResultCodes, path, std::string(function) + " answers " + Hex(code));
         }
@@ -250,16 +251,16 @@ private:
     }
 
     /// A host that answers one of the codes that count as successes has meant a failure.
-    static bool IsFailure(QBFResult code) { return code >= QBF_E_FAILED; }
+    static bool IsMeantAsFailure(QBFResult code) { return code >= QBF_E_FAILED; }
 
     /// Calls a function that has no reason to fail.
     template <class Call>
     bool Succeeds(const char* function, const std::string& path, Call call) {
         const QBFResult code = Ask(function, path, call);
-        if (IsFailure(code) && code <= kLargestCode) {
+        if (IsMeantAsFailure(code) && code <= kLargestCode) {
             Report(HostRule::FunctionsSucceed, path, std::string(function) + " answers " + Hex(code));
         }
-        return !IsFailure(code);
+        return !IsMeantAsFailure(code);
     }
 
     // ---- The list of texts
@@ -302,7 +303,7 @@ private:
         QBFResult code =
             Ask("CList_StartIterationFromHead", {}, [&] { return CList_StartIterationFromHead(list, &iterator); });
         std::vector<void*> items;
-        while (!IsFailure(code) && code != QBF_W_END_OF_LIST && items.size() <= expected.size()) {
+        while (!IsMeantAsFailure(code) && code != QBF_W_END_OF_LIST && items.size() <= expected.size()) {
             void* item = nullptr;
             code = Ask("CList_GetNext", {}, [&] { return CList_GetNext(list, &item, &iterator); });
             items.push_back(item);
@@ -441,12 +442,12 @@ private:
         QBFResult code = Ask("CStorageObject_GetVariableIterator", path,
                              [&] { return CStorageObject_GetVariableIterator(object, &iterator); });
         std::set<CVariable*> seen;
-        while (!IsFailure(code) && code != QBF_W_END_OF_VARIABLES) {
+        while (!IsMeantAsFailure(code) && code != QBF_W_END_OF_VARIABLES) {
             CVariable* variable = nullptr;
             code = Ask("CStorageObject_GetNextVariable", path,
                        [&] { return CStorageObject_GetNextVariable(object, &variable, &iterator); });
             const char* problem = nullptr;
-            if (IsFailure(code)) {
+            if (IsMeantAsFailure(code)) {
                 break;
             }
             if (variable == nullptr) {
@@ -463,11 +464,11 @@ private:
             }
             variables.push_back(variable);
         }
-        if (IsFailure(code)) {
+        if (IsMeantAsFailure(code)) {
             Report(HostRule::Iterations, path,
                    Hex(code) + " is answered after " + std::to_string(variables.size()) + " variables");
         }
-        return !IsFailure(code);
+        return !IsMeantAsFailure(code);
     }
 
     // ---- One variable
@@ -614,7 +615,7 @@ private:
         for (const VariableSeen& seen : variables_) {
             CVariable* found = nullptr;
             const QBFResult code = LookUp(seen.path, &found);
-            if (!IsFailure(code) && found != seen.variable && NamesOneOnly(seen.path)) {
+            if (!IsMeantAsFailure(code) && found != seen.variable && NamesOneOnly(seen.path)) {
                 Report(HostRule::PathsFound, seen.path, "another variable is found");
             }
         }
@@ -622,13 +623,13 @@ private:
         for (const Value& value : values_) {
             CVariable* found = nullptr;
             const QBFResult code = LookUp(value.path, &found);
-            if (IsFailure(code)) {
+            if (IsMeantAsFailure(code)) {
                 Report(HostRule::PathsFound, value.path, "CDatabase_GetVariableByPath answers " + Hex(code));
             }
         }
         CVariable* found = nullptr;
         const std::string unknown = "check-host/has/no such variable";
-        if (!IsFailure(LookUp(unknown, &found))) {
+        if (!IsMeantAsFailure(LookUp(unknown, &found))) {
             Report(HostRule::UnknownPaths, unknown, "a success is answered");
         }
     }

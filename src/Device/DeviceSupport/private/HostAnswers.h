@@ -1,5 +1,5 @@
 /// What the host hands out. A success that hands nothing out is a failure of its step all the same: codes from
-/// 0x80000000 up count as successes, and no host sets an out-parameter when it answers one of them.
+/// 0x80000000 up count as successes, and a host that means a failure by one of them has set no out-parameter.
 #ifndef TAL_PRIVATE_HOST_ANSWERS_H
 #define TAL_PRIVATE_HOST_ANSWERS_H
 
