@@ -1,8 +1,10 @@
 /// What is common to all commands, and the program itself.
 
 #include <filesystem>
+#include <sstream>
 
 #include "Support.h"
+#include "commands/CommandTable.h"
 #include "commands/Table.h"
 
 namespace tal::test {
@@ -13,24 +15,54 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-constexpr const char* kCommands[] = {"show", "check", "diff", "convert", "store", "retrieve", "board", "layout"};
+using Json = nlohmann::json;
 
 TEST(Usage, HelpListsEveryCommand) {
     const Ended ended = Talstore({"--help"});
     EXPECT_EQ(ended.status, 0);
-    for (const char* const command : kCommands) {
-        EXPECT_THAT(ended.out, HasSubstr(std::string("\n  ") + command + ' '));
+    for (const std::string& command : talstore::NamesOfCommands()) {
+        EXPECT_THAT(ended.out, HasSubstr("\n  " + command + ' '));
     }
     EXPECT_THAT(ended.err, IsEmpty());
+    EXPECT_EQ(Talstore({"help"}).out, ended.out);
+    EXPECT_EQ(Talstore({"-h"}).out, ended.out);
 }
 
 TEST(Usage, EveryCommandHasHelpWithExamples) {
-    for (const char* const command : kCommands) {
+    for (const std::string& command : talstore::NamesOfCommands()) {
         const Ended ended = Talstore({command, "--help"});
         EXPECT_EQ(ended.status, 0);
-        EXPECT_THAT(ended.out, HasSubstr(std::string("Examples:\n  talstore ") + command)) << command;
+        EXPECT_THAT(ended.out, HasSubstr("Examples:\n  talstore " + command)) << command;
         EXPECT_THAT(ended.out, HasSubstr("Exit status: 0"));
+        EXPECT_EQ(Talstore({"help", command}).out, ended.out);
+        EXPECT_EQ(Talstore({command, "-h"}).out, ended.out);
     }
+}
+
+TEST(Usage, HelpFitsATerminalOfEightyColumns) {
+    for (const std::string& command : talstore::NamesOfCommands()) {
+        std::istringstream lines(Talstore({"help", command}).out);
+        for (std::string line; std::getline(lines, line);) {
+            EXPECT_LE(line.size(), 80U) << line;
+        }
+    }
+}
+
+TEST(Usage, HelpTellsUsageArgumentsAndWhatIsRequired) {
+    EXPECT_THAT(Talstore({"help", "layout"}).out,
+                testing::StartsWith("Usage: talstore layout [OPTIONS] FILE\n"
+                                    "\n"
+                                    "Make a description from an XML document.\n"
+                                    "\n"
+                                    "  FILE                    An XML document; - is standard input\n"
+                                    "\n"
+                                    "Options:\n"
+                                    "  --output FILE           The file to write; standard output unless given\n"
+                                    "  --string-capacity N     Bytes for a string with its NUL, 256 unless given\n"
+                                    "  --defaults              Take the document's values as defaults\n"
+                                    "  -h, --help              Print this help\n"));
+    EXPECT_THAT(Talstore({"help", "convert"}).out,
+                HasSubstr("  --layout DESCRIPTION    The board's database: a JSON description (required)\n"));
 }
 
 TEST(Usage, VersionIsPrinted) {
@@ -39,18 +71,56 @@ TEST(Usage, VersionIsPrinted) {
     EXPECT_THAT(ended.out, testing::StartsWith("talstore "));
 }
 
-TEST(Usage, WrongUseIsStatusTwoAndSaysWhat) {
-    EXPECT_EQ(Talstore({}).status, 2);
-    EXPECT_THAT(Talstore({}).err, HasSubstr("a command is needed"));
-    EXPECT_EQ(Talstore({"frobnicate"}).status, 2);
-    EXPECT_THAT(Talstore({"frobnicate"}).err, HasSubstr("frobnicate"));
-    EXPECT_EQ(Talstore({"show"}).status, 2);
-    EXPECT_THAT(Talstore({"show"}).err, HasSubstr("FILE is required"));
-    EXPECT_EQ(Talstore({"show", "a", "--frobnicate"}).status, 2);
-    EXPECT_EQ(Talstore({"show", "a", "--format", "toml"}).status, 2);
-    EXPECT_EQ(Talstore({"show", "a", "--channel", "-1"}).status, 2);
-    EXPECT_EQ(Talstore({"show", "a", "--channel", "one"}).status, 2);
-    EXPECT_EQ(Talstore({"store", "a", "--layout", "b", "--provider", "toml"}).status, 2);
+/// @return what the tool says about wrong use.
+std::string Refusal(const std::vector<std::string>& arguments) {
+    const Ended ended = Talstore(arguments);
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.out, IsEmpty());
+    return ended.err;
+}
+
+TEST(Usage, OfAnUnknownCommandNamesTheNearest) {
+    const std::string usage = "usage: talstore COMMAND [OPTIONS] [FILE...]\n";
+    EXPECT_EQ(Refusal({}), "talstore: a command is needed\n" + usage);
+    EXPECT_EQ(Refusal({"sho"}), "talstore: unknown command 'sho'; did you mean 'show'?\n" + usage);
+    EXPECT_EQ(Refusal({"frobnicate"}), "talstore: unknown command 'frobnicate'\n" + usage);
+    EXPECT_EQ(Refusal({"--frobnicate"}), "talstore: unknown option '--frobnicate'\n" + usage);
+    EXPECT_THAT(Refusal({"help", "chek"}), HasSubstr("unknown command 'chek'; did you mean 'check'?\n"));
+}
+
+TEST(Usage, OfAnUnknownOptionNamesTheNearest) {
+    const std::string usage = "usage: talstore show [OPTIONS] FILE...\n";
+    EXPECT_EQ(Refusal({"show", "a", "--fromat", "xml"}),
+              "talstore: unknown option '--fromat'; did you mean '--format'?\n" + usage);
+    EXPECT_EQ(Refusal({"show", "--fromat=xml"}),
+              "talstore: unknown option '--fromat'; did you mean '--format'?\n" + usage);
+    EXPECT_EQ(Refusal({"show", "a", "--frobnicate"}), "talstore: unknown option '--frobnicate'\n" + usage);
+    EXPECT_EQ(Refusal({"show", "a", "-x"}), "talstore: unknown option '-x'\n" + usage);
+}
+
+TEST(Usage, ThatIsWrongSaysWhat) {
+    const std::string usage = "usage: talstore show [OPTIONS] FILE...\n";
+    EXPECT_EQ(Refusal({"show"}), "talstore: FILE is required\n" + usage);
+    EXPECT_EQ(Refusal({"show", "a", "--layout"}), "talstore: --layout needs its DESCRIPTION\n" + usage);
+    EXPECT_EQ(Refusal({"show", "a", "--format", "toml"}),
+              "talstore: --format: 'toml' is none of xml, secure and binary\n" + usage);
+    EXPECT_EQ(Refusal({"show", "a", "--format", "secur"}),
+              "talstore: --format: 'secur' is none of xml, secure and binary; did you mean 'secure'?\n" + usage);
+    for (const std::string number : {"one", "-1", "4294967296", "", "1x"}) {
+        EXPECT_EQ(Refusal({"show", "a", "--channel", number}),
+                  "talstore: --channel: '" + number + "' is no number from 0 to 4294967295\n" + usage);
+    }
+    EXPECT_EQ(Refusal({"layout", "a", "--string-capacity", "0"}),
+              "talstore: --string-capacity: '0' is no number from 1 to 1048576\n"
+              "usage: talstore layout [OPTIONS] FILE\n");
+    EXPECT_EQ(Refusal({"diff", "a", "b", "c"}),
+              "talstore: 'c' is one word too many\nusage: talstore diff [OPTIONS] A B\n");
+    EXPECT_EQ(Refusal({"convert", "a", "b"}),
+              "talstore: --layout is required\nusage: talstore convert --layout DESCRIPTION [OPTIONS] A B\n");
+}
+
+TEST(Usage, TakesWhateverFollowsTwoHyphensForAFile) {
+    EXPECT_EQ(Talstore({"show", "--", "--json"}).err, "talstore: --json: No such file or directory\n");
 }
 
 // ---- Tables
@@ -125,6 +195,37 @@ TEST_F(Program, SaysWhenItsOutputIsLost) {
     ASSERT_TRUE(IsDevice("/dev/full"));
     StoreFile("unit.sbin");
     EXPECT_EQ(TalstoreProcess("show unit.sbin > /dev/full 2> /dev/null; echo $?").out, "2\n");
+}
+
+/// Stores more than a pipe holds.
+void StoreLongFile(const std::string& name) {
+    Json variables = Json::array();
+    for (int i = 0; i < 5000; ++i) {
+        variables.push_back({{"name", "v" + std::to_string(i)}, {"type", "U32"}});
+    }
+    const Json object = {{"name", "O"}, {"variables", variables}};
+    WriteFile("long.json", Json({{"regions", {{{"name", "R"}, {"objects", {object}}}}}}).dump());
+    ASSERT_EQ(Talstore({"store", name, "--layout", "long.json"}).status, 0);
+}
+
+TEST_F(Program, EndsQuietlyWhenItsReaderLeaves) {
+    StoreLongFile("long.sbin");
+    WriteFile("script", "set -o pipefail\n" TALSTORE_COMMAND
+                        " show long.sbin 2> said | head -n 1 > first\necho \"${PIPESTATUS[0]}\" > status\n");
+    ASSERT_EQ(std::system("bash script"), 0);
+    EXPECT_EQ(ReadFile("first"), "PATH       TYPE  SIZE  VALUE\n");
+    EXPECT_EQ(ReadFile("status"), "141\n") << "as any program that SIGPIPE ends";
+    EXPECT_EQ(ReadFile("said"), "");
+}
+
+TEST_F(Program, WhoseReaderLeavesTidiesUp) {
+    StoreLongFile("long.sbin");
+    std::filesystem::create_directory("temporary");
+    WriteFile("script", "export TMPDIR=$PWD/temporary\n" TALSTORE_COMMAND
+                        " check long.sbin --layout long.json --all | head -n 1 > first\n");
+    ASSERT_EQ(std::system("bash script"), 0);
+    EXPECT_EQ(ReadFile("first"), "long.sbin: secure binary file, 168890 bytes, 5000 variables, 0 findings\n");
+    EXPECT_TRUE(std::filesystem::is_empty("temporary"));
 }
 
 TEST_F(Program, UsesNoColourInAFile) {

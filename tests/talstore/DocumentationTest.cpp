@@ -1,71 +1,164 @@
-/// The man page and the completion know every option of every command; docs/talstore.md shows what is printed.
+/// Man page, docs/talstore.md, help and completion tell the same; the page shows what is printed.
 
 #include <set>
-#include <sstream>
 
 #include "Support.h"
+#include "commands/CommandTable.h"
 #include "support/Documentation.h"
 
 namespace tal::test {
 
 namespace {
 
-constexpr const char* kCommands[] = {"show", "check", "diff", "convert", "store", "retrieve", "board", "layout"};
+using talstore::Arguments;
+using talstore::CommandInfo;
+using talstore::OptionInfo;
 
-std::set<std::string> OptionsOf(const std::string& command) {
-    const std::string help = Talstore({command, "--help"}).out;
-    std::istringstream lines(help.substr(0, help.find("Examples:")));
-    std::set<std::string> found;
-    for (std::string line; std::getline(lines, line);) {
-        const std::size_t start = line.find("--");
-        const std::string before = line.substr(0, start);
-        if (start != std::string::npos && (before == "  " || before == "  -h,")) {
-            found.insert(line.substr(start, line.find(' ', start) - start));
+/// Calls `visit` for each command that people call.
+void ForEachCommand(const std::function<void(const CommandInfo& command)>& visit) {
+    Arguments arguments;
+    for (const CommandInfo& command : Commands(arguments)) {
+        if (command.isShown) {
+            visit(command);
         }
     }
-    return found;
 }
 
 /// With every hyphen as the minus sign that can be searched for.
-std::string InRoff(const std::string& option) {
-    std::string text;
-    for (const char character : option) {
-        text += character == '-' ? "\\-" : std::string(1, character);
+std::string InRoff(const std::string& text) {
+    std::string roff;
+    for (const char character : text) {
+        roff += character == '-' ? "\\-" : std::string(1, character);
     }
-    return text;
+    return roff;
 }
 
-TEST(ManPage, KnowsEveryOptionOfEveryCommand) {
-    const std::string page = ReadFile(TALSTORE_SOURCES "/talstore.1");
-    for (const char* const command : kCommands) {
-        EXPECT_THAT(page, testing::HasSubstr(std::string(".B talstore ") + command + '\n'));
-        for (const std::string& option : OptionsOf(command)) {
-            EXPECT_THAT(page, testing::HasSubstr(InRoff(option))) << command;
+/// @return the lines of the section of the man page, without its heading.
+std::string SectionOf(const std::string& page, const std::string& heading) {
+    const std::size_t start = page.find(".SH " + heading + '\n');
+    EXPECT_NE(start, std::string::npos) << heading;
+    const std::size_t end = page.find("\n.SH ", start);
+    return page.substr(start + heading.size() + 5, end - start - heading.size() - 4);
+}
+
+class ManPage : public testing::Test {
+protected:
+    std::string page_ = ReadFile(TALSTORE_SOURCES "/talstore.1");
+};
+
+TEST_F(ManPage, HasTheUsageOfEveryCommandAndNoOther) {
+    std::string expected;
+    ForEachCommand([&](const CommandInfo& command) {
+        const std::string start = std::string("talstore ") + command.name;
+        const std::string rest = UsageOf(command).substr(start.size());
+        expected += (expected.empty() ? "" : ".br\n") + (".B " + start) + '\n' +
+                    (rest.empty() ? "" : ".I \"" + InRoff(rest.substr(1)) + "\"\n");
+    });
+    EXPECT_EQ(SectionOf(page_, "SYNOPSIS"), expected);
+}
+
+/// @return what the paragraph's last line lists; empty when it lists none.
+std::string OptionsIn(const std::string& paragraph) {
+    const std::vector<std::string> listed = FirstGroups(paragraph + '\n', "Options: (.*)\\.\n");
+    return listed.empty() ? "" : listed.front();
+}
+
+TEST_F(ManPage, TellsOfEveryCommandWhatTheHelpTellsAndItsOptions) {
+    const std::string section = SectionOf(page_, "COMMANDS");
+    ForEachCommand([&](const CommandInfo& command) {
+        std::string options;
+        for (const OptionInfo& option : command.options) {
+            options += (options.empty() ? "" : ", ") + InRoff(option.name);
+        }
+        const std::string start = std::string(".TP\n.B ") + command.name + "\n" + InRoff(command.summary) + ".\n";
+        EXPECT_THAT(section, testing::HasSubstr(start));
+        const std::size_t begin = section.find(start);
+        const std::string paragraph = section.substr(std::min(begin, section.size()));
+        EXPECT_EQ(OptionsIn(paragraph.substr(0, paragraph.find("\n.TP"))), options) << command.name;
+    });
+}
+
+TEST_F(ManPage, ExplainsEveryOptionAndNoOther) {
+    std::set<std::string> expected = {".BR \\-h \", \" \\-\\-help", ".B \\-\\-version"};
+    ForEachCommand([&](const CommandInfo& command) {
+        for (const OptionInfo& option : command.options) {
+            const std::string name = InRoff(option.name);
+            expected.insert(option.argument == nullptr ? ".B " + name
+                                                       : ".BI " + name + " \" " + InRoff(option.argument) + '"');
+        }
+    });
+    std::set<std::string> found;
+    const std::vector<std::string> lines = LinesOf(SectionOf(page_, "OPTIONS"));
+    for (std::size_t i = 0; i + 1 < lines.size(); ++i) {
+        if (lines[i] == ".TP") {
+            found.insert(lines[i + 1]);
         }
     }
+    EXPECT_EQ(found, expected);
 }
 
-TEST(Completion, OffersTheOptionsOfEachCommand) {
-    const TemporaryDirectory directory;
-    for (const char* const command : kCommands) {
-        const std::string script = "source " TALSTORE_SOURCES "/talstore.bash\nCOMP_WORDS=(talstore " +
-                                   std::string(command) + " --)\nCOMP_CWORD=2\n_talstore talstore -- " + command +
-                                   "\nprintf '%s\\n' \"${COMPREPLY[@]}\" > offered\n";
-        WriteFile("script", script);
-        ASSERT_EQ(std::system("bash script"), 0);
-        std::istringstream offered(ReadFile("offered"));
-        const std::set<std::string> options{std::istream_iterator<std::string>(offered), {}};
-        EXPECT_EQ(options, OptionsOf(command)) << command;
+TEST(TalstorePage, ListsEveryCommandAsTheHelpDoes) {
+    std::vector<Page::Row> expected;
+    ForEachCommand([&](const CommandInfo& command) { expected.push_back({command.name, command.summary}); });
+    EXPECT_EQ(Page("docs/talstore.md").TableBehind("## The commands"), expected);
+}
+
+TEST(TalstorePage, NamesNoOptionThatIsNone) {
+    std::set<std::string> known = {"--help", "--version"};
+    ForEachCommand([&](const CommandInfo& command) {
+        for (const OptionInfo& option : command.options) {
+            known.insert(option.name);
+        }
+    });
+    for (const std::string& option : FirstGroups(Page("docs/talstore.md").Text(), "(--[a-z][a-z-]*)")) {
+        EXPECT_EQ(known.count(option), 1U) << option;
     }
 }
 
-TEST(Completion, OffersTheCommands) {
-    const TemporaryDirectory directory;
-    WriteFile("script", "source " TALSTORE_SOURCES
-                        "/talstore.bash\nCOMP_WORDS=(talstore sh)\nCOMP_CWORD=1\n_talstore talstore sh talstore\n"
-                        "printf '%s\\n' \"${COMPREPLY[@]}\" > offered\n");
-    ASSERT_EQ(std::system("bash script"), 0);
-    EXPECT_EQ(ReadFile("offered"), "show\n");
+// ---- Completion
+
+/// @return what the shell offers for the last of the words, "FILES" for the names of files.
+std::vector<std::string> Offered(const std::string& words) {
+    const std::string script =
+        "talstore() { " TALSTORE_COMMAND " \"$@\"; }\ncompopt() { :; }\nsource " TALSTORE_SOURCES
+        "/talstore.bash\nCOMP_WORDS=(talstore " +
+        words +
+        ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n_talstore talstore \"${COMP_WORDS[COMP_CWORD]}\" x\n"
+        "printf '%s\\n' \"${COMPREPLY[@]}\" > offered\n";
+    WriteFile("script", script);
+    EXPECT_EQ(std::system("bash script"), 0);
+    return LinesOf(ReadFile("offered"));
+}
+
+class Completion : public StorageFiles {};
+
+TEST_F(Completion, OffersTheOptionsOfEachCommand) {
+    ForEachCommand([&](const CommandInfo& command) {
+        EXPECT_EQ(Offered(std::string(command.name) + " --"), NamesOfOptions(command)) << command.name;
+    });
+}
+
+TEST_F(Completion, OffersTheCommands) {
+    EXPECT_THAT(Offered("sh"), testing::ElementsAre("show"));
+    EXPECT_EQ(Offered("help ''"), talstore::NamesOfCommands());
+    EXPECT_EQ(Offered("''"), talstore::NamesOfCommands());
+}
+
+TEST_F(Completion, OffersTheWordsThatAnOptionTakes) {
+    EXPECT_THAT(Offered("show x --format ''"), testing::ElementsAre("xml", "secure", "binary"));
+    EXPECT_THAT(Offered("show --format = se"), testing::ElementsAre("secure"));
+    EXPECT_THAT(Offered("store --provider b"), testing::ElementsAre("binary", "board"));
+}
+
+TEST_F(Completion, OffersFilesWhereAFileIsNamed) {
+    WriteFile("other.xml", "");
+    EXPECT_THAT(Offered("show lay"), testing::ElementsAre("layout.json"));
+    EXPECT_THAT(Offered("show other.xml --layout lay"), testing::ElementsAre("layout.json"));
+    EXPECT_THAT(Offered("convert other.xml oth"), testing::ElementsAre("other.xml"));
+}
+
+TEST_F(Completion, OffersNothingForANumber) {
+    EXPECT_THAT(Offered("show x --channel ''"), testing::ElementsAre(""));
 }
 
 /// A shell script that runs what follows each "$ " of the text, and prints that line before.

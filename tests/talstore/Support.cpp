@@ -2,6 +2,7 @@
 
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <sstream>
 
@@ -28,10 +29,58 @@ const char* const kLayout = R"({"regions": [{"name": "R", "objects": [
       {"name": "deep", "type": "S32", "default": -4}]}}]},
   {"name": "Fixed", "writable": false, "variables": [{"name": "id", "type": "U32", "default": 9}]}]}]})";
 
+namespace {
+
+/// Keeps every JSON answer that any test gets, and has all of them validated at the end.
+class Answers : public testing::Environment {
+public:
+    /// @param answers  As they are printed: one, or several in a line each.
+    void Keep(const std::string& answers) {
+        std::istringstream stream(answers);
+        while (stream >> std::ws && !stream.eof()) {
+            nlohmann::json answer;
+            stream >> answer;
+            answers_ += answer.dump() + '\n';
+        }
+    }
+
+    void TearDown() override {
+        if (answers_.empty()) {
+            return;
+        }
+        const TemporaryDirectory directory;
+        WriteFile("answers", answers_);
+        EXPECT_EQ(std::system("python3 " TAL_REPOSITORY "/tests/talstore/validate.py " TALSTORE_SOURCES
+                              "/schemas < answers > validated"),
+                  0)
+            << "an answer does not follow the schema that it names";
+    }
+
+private:
+    std::string answers_;
+};
+
+Answers& KeptAnswers() {
+    // GoogleTest owns it.
+    static auto* const answers = new Answers;
+    return *answers;
+}
+
+[[maybe_unused]] const testing::Environment* const kAnswers = testing::AddGlobalTestEnvironment(&KeptAnswers());
+
+bool AsksForJson(const std::vector<std::string>& arguments) {
+    return std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
+}
+
+}  // namespace
+
 Ended Talstore(const std::vector<std::string>& arguments) {
     std::ostringstream out;
     std::ostringstream err;
     const int status = talstore::RunTalstore(arguments, {out, err});
+    if (AsksForJson(arguments) && status <= 1) {
+        KeptAnswers().Keep(out.str());
+    }
     return {status, out.str(), err.str()};
 }
 

@@ -55,12 +55,12 @@ int Retrieve(const DriveOptions& options, const Console& console);
 
 /// The hardware codes of a board's record.
 struct BoardCode {
-    const char* name;
+    const char* option;
     std::size_t word;  ///< In the record.
 };
 constexpr std::size_t kBoardCodeCount = 7;
-constexpr BoardCode kBoardCodes[kBoardCodeCount] = {{"mcb", 9},  {"nab", 10},  {"traf", 11}, {"rab", 12},
-                                                    {"dsp", 13}, {"supp", 14}, {"aux", 15}};
+constexpr BoardCode kBoardCodes[kBoardCodeCount] = {{"--mcb", 9},  {"--nab", 10},  {"--traf", 11}, {"--rab", 12},
+                                                    {"--dsp", 13}, {"--supp", 14}, {"--aux", 15}};
 
 struct BoardOptions {
     bool asJson = false;
@@ -95,6 +95,17 @@ struct LayoutOptions {
     bool withDefaults = false;
 };
 int Layout(const LayoutOptions& options, const Console& console);
+
+struct HelpOptions {
+    std::string command;  ///< Empty: all commands are listed.
+};
+int Help(const HelpOptions& options, const Console& console);
+
+struct CompleteOptions {
+    std::vector<std::string> words;  ///< What stands after the program's name, up to the cursor.
+};
+/// Prints "files" when the shell shall offer those, or else "words" and each of them in a line of its own.
+int Complete(const CompleteOptions& options, const Console& console);
 
 }  // namespace tal::talstore
 

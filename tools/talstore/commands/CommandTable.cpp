@@ -1,0 +1,288 @@
+#include "commands/CommandTable.h"
+
+#include <algorithm>
+
+#include "board/ProviderSession.h"
+#include "commands/Suggestion.h"
+
+namespace tal::talstore {
+
+namespace {
+
+std::vector<std::string> FormatNames() {
+    std::vector<std::string> names;
+    for (const FormatInfo& format : Formats()) {
+        names.emplace_back(format.name);
+    }
+    return names;
+}
+
+std::vector<std::string> ProviderNames() {
+    std::vector<std::string> names;
+    for (const ProviderInfo& provider : Providers()) {
+        names.emplace_back(provider.name);
+    }
+    return names;
+}
+
+std::string ProviderHelp() {
+    std::string help = "Which provider; without it, what the file tells";
+    for (const ProviderInfo& provider : Providers()) {
+        help += std::string("\n") + provider.name + ": " + provider.summary;
+    }
+    return help;
+}
+
+// ---- Options that several commands have
+
+OptionInfo LayoutOption(std::string& target, bool isRequired = false) {
+    return {"--layout", "DESCRIPTION", "The board's database: a JSON description", &target, Offer::Files, isRequired};
+}
+
+OptionInfo FormatOption(std::string& target) {
+    return {"--format",   "FORMAT",     "What the file is, where its content does not tell: xml, secure or binary",
+            &target,      Offer::Words, false,
+            FormatNames()};
+}
+
+OptionInfo ChannelOption(std::uint32_t& target) {
+    return {"--channel", "N", "The channel whose number stands in names for X; 0 for none", &target};
+}
+
+OptionInfo JsonOption(bool& target) {
+    return {"--json", nullptr, "Print JSON for programs", &target};
+}
+
+OptionInfo TraceOption(bool& target) {
+    return {"--trace", nullptr, "Show what the provider traces", &target};
+}
+
+using Options = std::vector<OptionInfo>;
+
+Options Joined(Options options, const Options& more) {
+    options.insert(options.end(), more.begin(), more.end());
+    return options;
+}
+
+Options CommonOf(CommonOptions& common, bool needsLayout = false) {
+    return {LayoutOption(common.layout, needsLayout), FormatOption(common.format), ChannelOption(common.channel),
+            JsonOption(common.asJson)};
+}
+
+Options DriveOf(DriveOptions& drive) {
+    return {LayoutOption(drive.layout, true),
+            {"--provider", "NAME", ProviderHelp(), &drive.provider, Offer::Words, false, ProviderNames()},
+            {"--location", "N", "The storage location, 0 unless given", &drive.location},
+            ChannelOption(drive.channel),
+            TraceOption(drive.showsTrace),
+            JsonOption(drive.asJson)};
+}
+
+constexpr char kFileHelp[] = "A storage file; - is standard input";
+constexpr char kFilesHelp[] = "One or more storage files; - is standard input";
+constexpr char kOutputHelp[] = "The file to write; - is standard output";
+
+// ---- The commands
+
+CommandInfo ShowRow(ShowOptions& options) {
+    return {"show",
+            "Show what a file holds: path, type, size and value of every variable",
+            {{"FILE", kFilesHelp, &options.files}},
+            CommonOf(options.common),
+            "  talstore show unit.xml\n"
+            "  talstore show unit.sbin --layout board.json     values with their types\n"
+            "  talstore show unit.bin --layout board.json\n"
+            "  ssh unit cat storage.sbin | talstore show - --json\n",
+            "",
+            [&](const Console& console) { return Show(options, console); }};
+}
+
+CommandInfo CheckRow(CheckOptions& options) {
+    return {
+        "check",
+        "Find what is wrong with a file, and what a board with a layout would keep of it",
+        {{"FILE", kFilesHelp, &options.files}},
+        Joined(CommonOf(options.common), {{"--all", nullptr, "List the restored variables, too", &options.showsAll}}),
+        "  talstore check unit.xml\n"
+        "  talstore check unit.sbin --layout new.json     what would an upgrade lose?\n"
+        "  talstore check unit.bin --layout board.json --all\n",
+        "",
+        [&](const Console& console) { return Check(options, console); }};
+}
+
+CommandInfo DiffRow(DiffOptions& options) {
+    return {"diff",
+            "Compare two files by path, also across formats",
+            {{"A", kFileHelp, &options.first}, {"B", kFileHelp, &options.second}},
+            Joined(CommonOf(options.common), {{"--summary", nullptr, "Print the counts only", &options.isSummary}}),
+            "  talstore diff before.xml after.xml\n"
+            "  talstore diff unit.xml unit.sbin\n"
+            "  talstore diff a.bin b.bin --layout board.json --summary\n",
+            "Where one of the files is an XML document, what no document can tell apart is the same: reals have seven "
+            "digits there, and a BOOL is true or false.",
+            [&](const Console& console) { return Diff(options, console); }};
+}
+
+CommandInfo ConvertRow(ConvertOptions& options) {
+    return {"convert",
+            "Retrieve a file by one provider, store it by another, and list what could not be carried",
+            {{"A", kFileHelp, &options.input}, {"B", kOutputHelp, &options.output}},
+            Joined(CommonOf(options.common, true), {{"--to", "FORMAT", "What B shall be, where its name does not tell",
+                                                     &options.outputFormat, Offer::Words, false, FormatNames()}}),
+            "  talstore convert unit.bin unit.xml --layout board.json\n"
+            "  talstore convert unit.xml unit.dat --to secure --layout board.json\n",
+            "An output that no board could read is not written.",
+            [&](const Console& console) { return Convert(options, console); }};
+}
+
+CommandInfo StoreRow(StoreOptions& options) {
+    return {"store",
+            "Store a database that holds its defaults and what --set says",
+            {{"FILE", kOutputHelp, &options.drive.file, false}},
+            Joined(DriveOf(options.drive),
+                   {{"--set", "PATH=VALUE", "A value: 16, 0x10, 1.5, true, text, [1, 2, 3]; may be repeated",
+                     &options.settings}}),
+            "  talstore store unit.xml --layout board.json\n"
+            "  talstore store unit.sbin --layout board.json --set Config/Radio/Gain=40\n"
+            "  talstore store out.xml --layout board.json --location 7     a read-only one\n",
+            "A store that fails leaves FILE as it was.",
+            [&](const Console& console) { return Store(options, console); }};
+}
+
+CommandInfo RetrieveRow(DriveOptions& options) {
+    return {"retrieve",
+            "Retrieve a file into a database and show what each variable ends with",
+            {{"FILE", kFileHelp, &options.file, false}},
+            DriveOf(options),
+            "  talstore retrieve unit.sbin --layout board.json\n"
+            "  talstore retrieve unit.xml --layout board.json --location 8\n"
+            "  talstore retrieve --provider board --layout board.json --trace\n",
+            "The exit status is 1 when the provider reports a failure.",
+            [&](const Console& console) { return Retrieve(options, console); }};
+}
+
+CommandInfo BoardRow(BoardOptions& options) {
+    OptionInfo layout = LayoutOption(options.layout);
+    layout.help += "; without it, one that fits";
+    Options row = {layout,
+                   {"--channels", "N", "The number of radio channels, 1 unless given", &options.channelCount},
+                   {"--variant", "N", "The hardware variant, 0 unless given", &options.variant}};
+    for (std::size_t i = 0; i < kBoardCodeCount; ++i) {
+        const BoardCode& code = kBoardCodes[i];
+        row.push_back(
+            {code.option, "N", std::string("The hardware code of the ") + (code.option + 2), &options.codes[i]});
+    }
+    return {"board",
+            "Play a board and show the fourteen variables that it sets",
+            {},
+            Joined(row, {TraceOption(options.showsTrace), JsonOption(options.asJson)}),
+            "  talstore board --variant 0x05 --channels 2\n"
+            "  talstore board --variant 5 --mcb 17 --layout board.json\n",
+            "",
+            [&](const Console& console) { return Board(options, console); }};
+}
+
+CommandInfo LayoutRow(LayoutOptions& options) {
+    constexpr std::uint32_t kMostElements = 1048576;
+    return {"layout",
+            "Make a description from an XML document",
+            {{"FILE", "An XML document; - is standard input", &options.file}},
+            {{"--output", "FILE", "The file to write; standard output unless given", &options.output, Offer::Files},
+             {"--string-capacity",
+              "N",
+              "Bytes for a string with its NUL, 256 unless given",
+              &options.stringCapacity,
+              Offer::Words,
+              false,
+              {},
+              1,
+              kMostElements},
+             {"--defaults", nullptr, "Take the document's values as defaults", &options.withDefaults}},
+            "  talstore layout unit.xml --output board.json\n"
+            "  talstore layout unit.xml --defaults --string-capacity 64\n",
+            "A document does not tell how long strings may be, what read-only objects hold and how the variables of "
+            "nested objects are named: look the description through before you rely on it.",
+            [&](const Console& console) { return Layout(options, console); }};
+}
+
+CommandInfo HelpRow(HelpOptions& options) {
+    return {"help",
+            "Show what a command does, its options and examples",
+            {{"COMMAND", "A command; without it, all are listed", &options.command, false, Offer::Commands}},
+            {},
+            "  talstore help\n"
+            "  talstore help check\n",
+            "",
+            [&](const Console& console) { return Help(options, console); }};
+}
+
+CommandInfo CompleteRow(CompleteOptions& options) {
+    return {"complete",
+            "Print what a shell may offer for the last word",
+            {{"WORD", "The words of the line up to the cursor", &options.words, false, Offer::Words}},
+            {},
+            "  talstore complete -- check unit.sbin --lay\n",
+            "",
+            [&](const Console& console) { return Complete(options, console); },
+            false};
+}
+
+}  // namespace
+
+std::vector<CommandInfo> Commands(Arguments& arguments) {
+    return {ShowRow(arguments.show),        CheckRow(arguments.check),   DiffRow(arguments.diff),
+            ConvertRow(arguments.convert),  StoreRow(arguments.store),   RetrieveRow(arguments.retrieve),
+            BoardRow(arguments.board),      LayoutRow(arguments.layout), HelpRow(arguments.help),
+            CompleteRow(arguments.complete)};
+}
+
+const CommandInfo* FindCommand(const std::vector<CommandInfo>& commands, std::string_view name) {
+    const auto found = std::find_if(commands.begin(), commands.end(),
+                                    [&](const CommandInfo& command) { return command.name == name; });
+    return found == commands.end() ? nullptr : &*found;
+}
+
+std::string UnknownCommand(const std::string& name) {
+    return "unknown command '" + name + '\'' + Suggestion(name, NamesOfCommands());
+}
+
+const OptionInfo* FindOption(const CommandInfo& command, std::string_view option) {
+    const std::string_view name = option.substr(0, option.find('='));
+    const auto found = std::find_if(command.options.begin(), command.options.end(),
+                                    [&](const OptionInfo& candidate) { return candidate.name == name; });
+    return found == command.options.end() ? nullptr : &*found;
+}
+
+std::vector<std::string> NamesOfCommands() {
+    Arguments arguments;
+    std::vector<std::string> names;
+    for (const CommandInfo& command : Commands(arguments)) {
+        if (command.isShown) {
+            names.emplace_back(command.name);
+        }
+    }
+    return names;
+}
+
+std::vector<std::string> NamesOfOptions(const CommandInfo& command) {
+    std::vector<std::string> names = {kHelpOption};
+    for (const OptionInfo& option : command.options) {
+        names.emplace_back(option.name);
+    }
+    return names;
+}
+
+std::string UsageOf(const CommandInfo& command) {
+    std::string usage = std::string("talstore ") + command.name;
+    for (const OptionInfo& option : command.options) {
+        usage += option.isRequired ? std::string(" ") + option.name + ' ' + option.argument : "";
+    }
+    usage += command.options.empty() ? "" : " [OPTIONS]";
+    for (const OperandInfo& operand : command.operands) {
+        const std::string name = std::string(operand.name) + (TakesSeveral(operand.target) ? "..." : "");
+        usage += ' ' + (operand.isRequired ? name : '[' + name + ']');
+    }
+    return usage;
+}
+
+}  // namespace tal::talstore

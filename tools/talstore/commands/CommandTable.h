@@ -1,0 +1,102 @@
+/// @file
+/// The commands: one row for each, from which the command line, the help and the completion are made.
+#ifndef TALSTORE_COMMAND_TABLE_H
+#define TALSTORE_COMMAND_TABLE_H
+
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "commands/Commands.h"
+
+namespace tal::talstore {
+
+/// What a shell offers for a word.
+enum class Offer { Words, Files, Commands };
+
+/// Where a word of the command line goes: a flag, a number, a text, or the texts of an option that may be repeated.
+using Target = std::variant<bool*, std::uint32_t*, std::string*, std::vector<std::string>*>;
+
+struct OptionInfo {
+    const char* name;      ///< "--layout"
+    const char* argument;  ///< "DESCRIPTION"; null for a flag.
+    std::string help;
+    Target target;
+    Offer offer = Offer::Words;  ///< The words of the row, if it has some.
+    bool isRequired = false;
+    std::vector<std::string> words = {};  ///< The only ones that it takes; empty for any.
+    std::uint32_t least = 0;              ///< Of a number.
+    std::uint32_t most = std::numeric_limits<std::uint32_t>::max();
+};
+
+/// A word that is no option; one with several texts takes all that follow.
+struct OperandInfo {
+    const char* name;
+    const char* help;
+    Target target;
+    bool isRequired = true;
+    Offer offer = Offer::Files;
+};
+
+struct CommandInfo {
+    const char* name;
+    const char* summary;
+    std::vector<OperandInfo> operands;
+    std::vector<OptionInfo> options;
+    const char* examples;
+    const char* notes;  ///< Empty for none.
+    std::function<int(const Console& console)> run;
+    bool isShown = true;  ///< False for what only the completion calls.
+};
+
+/// What the command lines say.
+struct Arguments {
+    ShowOptions show;
+    CheckOptions check;
+    DiffOptions diff;
+    ConvertOptions convert;
+    StoreOptions store;
+    DriveOptions retrieve;
+    BoardOptions board;
+    LayoutOptions layout;
+    HelpOptions help;
+    CompleteOptions complete;
+};
+
+/// @param arguments  What the rows' targets and their commands refer to.
+[[nodiscard]] std::vector<CommandInfo> Commands(Arguments& arguments);
+
+/// @return null when there is none of that name.
+[[nodiscard]] const CommandInfo* FindCommand(const std::vector<CommandInfo>& commands, std::string_view name);
+
+/// "unknown command 'sho'; did you mean 'show'?"
+[[nodiscard]] std::string UnknownCommand(const std::string& name);
+
+/// @param option  "--layout", also with a value as in "--layout=board.json".
+/// @return null when the command has none of that name.
+[[nodiscard]] const OptionInfo* FindOption(const CommandInfo& command, std::string_view option);
+
+/// "talstore show [OPTIONS] FILE..."
+[[nodiscard]] std::string UsageOf(const CommandInfo& command);
+
+/// The names of the commands, without those that only programs call.
+[[nodiscard]] std::vector<std::string> NamesOfCommands();
+
+/// Its own and the one that all commands have.
+[[nodiscard]] std::vector<std::string> NamesOfOptions(const CommandInfo& command);
+
+[[nodiscard]] inline bool TakesSeveral(const Target& target) {
+    return std::holds_alternative<std::vector<std::string>*>(target);
+}
+
+/// The options that every command has.
+constexpr const char* kHelpOption = "--help";
+constexpr const char* kVersionOption = "--version";
+
+}  // namespace tal::talstore
+
+#endif
