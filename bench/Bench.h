@@ -63,7 +63,7 @@ inline void Require(bool holds, const char* what) {
     }
 }
 
-/// What stands round the reading of a file: what it does not hold gets its default.
+/// What stands around the reading of a file: what it does not hold gets its default.
 template <class Read>
 void Restore(host::Database& database, Read read) {
     CDatabase_UpdatePathHashTable(database.Handle());

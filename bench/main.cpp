@@ -165,7 +165,7 @@ void Run(const std::filesystem::path& root) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    // Each may be given another value behind them. Interleaved repetitions meet the same noise.
+    // Each may be given another value after them. Interleaved repetitions meet the same noise.
     std::string defaults[] = {"--benchmark_min_time=0.05", "--benchmark_repetitions=9",
                               "--benchmark_enable_random_interleaving=true"};
     std::vector<char*> arguments = {argv[0]};

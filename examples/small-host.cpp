@@ -49,7 +49,7 @@ struct CStorageObject {
         variables.push_back({variableName, type, kElementCount, sizeof value, &value, {bytes, bytes + sizeof value}});
     }
 
-    /// Add a nested object last: in secure files, the path of a variable behind it would carry the object's name, and
+    /// Add a nested object last: in secure files, the path of a variable after it would carry the object's name, and
     /// nothing would be found under that path when the file is read back.
     void AddObject(CStorageObject& object) {
         variables.push_back({object.name, VARIABLE_TYPE_OBJECT, 1, sizeof(void*), &object, {}});
@@ -76,7 +76,7 @@ struct CStorageRegion {
 
     void Add(CStorageObject& object) { Append(objects, object.link, &object); }
 
-    void* reserved = nullptr;  ///< One word of the host's own: the library looks for the list behind it.
+    void* reserved = nullptr;  ///< One word of the host's own: the library looks for the list after it.
     HostListNode objects = {&objects, &objects, nullptr};
     HostListNode link{};
     std::string name;

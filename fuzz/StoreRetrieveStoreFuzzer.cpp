@@ -184,7 +184,7 @@ void CheckBinary(Database& database) {
     Require(Store(provider, database) == first, "a second binary file equals the first");
 }
 
-/// A variable behind a nested object is stored under a path that the database does not know, and so gets its default.
+/// A variable after a nested object is stored under a path that the database does not know, and so gets its default.
 void CheckSecure(Database& database) {
     IStorageProvider& provider = tal::fuzz::SecureProvider();
     Contents contents = ContentsOf(database);

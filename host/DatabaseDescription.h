@@ -40,7 +40,7 @@ public:
 [[nodiscard]] std::unique_ptr<Database> LoadDatabaseFromFile(const std::string& fileName);
 
 /// @return a description from which LoadDatabase builds the same tree with the same defaults, except that it tells only
-///         whether a BOOL is true, and of a STRING nothing behind its NUL. Throws DescriptionError with the path of a
+///         whether a BOOL is true, and of a STRING nothing after its NUL. Throws DescriptionError with the path of a
 ///         variable that no description can express: a type code that is not defined, or a size that does not match
 ///         type and count.
 [[nodiscard]] nlohmann::json DescribeDatabase(const Database& database);

@@ -11,7 +11,7 @@ namespace tal::host {
 namespace {
 
 constexpr std::size_t kGuardSize = 16;
-static_assert(kGuardSize % alignof(std::max_align_t) == 0, "the content behind the guard is aligned for any type");
+static_assert(kGuardSize % alignof(std::max_align_t) == 0, "the content after the guard is aligned for any type");
 
 constexpr std::uint8_t GuardByte(std::size_t index) {
     return static_cast<std::uint8_t>(0xA5 ^ (index * 0x11));

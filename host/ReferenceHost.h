@@ -93,7 +93,7 @@ public:
     /// The objects that an object variable holds; none for any other.
     [[nodiscard]] const std::vector<std::unique_ptr<Object>>& Objects() const { return objects_; }
 
-    /// Whether nothing was written right before or behind the content, or over the pointers to objects.
+    /// Whether nothing was written right before or after the content, or over the pointers to objects.
     [[nodiscard]] bool GuardsIntact() const;
 
 private:

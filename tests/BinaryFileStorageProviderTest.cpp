@@ -58,6 +58,7 @@ TEST_F(BinaryFileStorageProvider, RecordsNameTheSourceFile) {
     EXPECT_EQ(traces_.Records()[0].codeLine, "      code: 0x800\n");
 }
 
+/// Surprise: File names that were set too early are lost
 TEST_F(BinaryFileStorageProvider, InitializeRestoresTheDefaultNamesOfAllLocations) {
     provider_->Initialize(3);
     CLibraryFaults files;
@@ -84,6 +85,7 @@ TEST_F(BinaryFileStorageProvider, SettingFileNamesIsUntraced) {
     EXPECT_EQ(traces_.MappingCalls(), 0);
 }
 
+/// Surprise: File names are cut to 79 characters
 TEST_F(BinaryFileStorageProvider, FileNamesAreCutTo79Characters) {
     const std::string fits(79, 'f');
     const std::string tooLong(80, 't');
@@ -98,6 +100,7 @@ TEST_F(BinaryFileStorageProvider, FileNamesAreCutTo79Characters) {
                                            "fopen " + std::string(79, 'x') + " w+"));
 }
 
+/// Promise 4
 TEST_F(BinaryFileStorageProvider, StoreAtAnInvalidLocationFailsAndTouchesNoFile) {
     ASSERT_EQ(Store(3), QBFResult{QBF_OK});
     for (const StorageLocation location : WithWideLocations({1, 2, 4, 5, 7, 8, 11, 256, 0xFFFFFFFF})) {
@@ -113,6 +116,7 @@ TEST_F(BinaryFileStorageProvider, StoreAtAnInvalidLocationFailsAndTouchesNoFile)
     }
 }
 
+/// Surprise: A location that one provider takes is invalid for another
 TEST_F(BinaryFileStorageProvider, RetrieveAtAnInvalidLocationFailsAndDefaultsTheDatabase) {
     database_.AddRegion("Config").AddObject("Radio").U32("Gain", 16);
     ASSERT_EQ(Store(6), QBFResult{QBF_OK});

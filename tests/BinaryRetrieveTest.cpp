@@ -110,6 +110,8 @@ TEST_F(BinaryRetrieve, TheAnswerToTheMarkIsIgnored) {
     EXPECT_THAT(traces_.Failures(), IsEmpty());
 }
 
+/// Promise 9
+/// Surprise: Without a file everything gets its default
 TEST_F(BinaryRetrieve, MissingFileDefaultsEveryVariableAndFails) {
     BuildThreeVariables();
     database_.SetAllToZero();
@@ -120,6 +122,7 @@ TEST_F(BinaryRetrieve, MissingFileDefaultsEveryVariableAndFails) {
                             Line(QBF_E_OPEN_FAILED, "ManageStorage", "Could not open storage file calibration")));
 }
 
+/// Promise 10
 TEST_F(BinaryRetrieve, FileShorterThanTheDatabaseRestoresWhatItHoldsAndDefaultsTheRest) {
     BuildThreeVariables();
     database_.SetAllToZero();
@@ -146,6 +149,7 @@ TEST_F(BinaryRetrieve, VariableThatArrivesInPartKeepsThePartWhenNothingIsDefault
     EXPECT_EQ(database_.At("R/O/Cut").Get<std::uint32_t>(), 0x0102BBAAU);
 }
 
+/// Surprise: A changed layout is not noticed
 TEST_F(BinaryRetrieve, FileLongerThanTheDatabaseIsFine) {
     BuildThreeVariables();
     EXPECT_EQ(RetrieveFrom(Bytes({7, 8, 9, 10, 11})), QBFResult{QBF_OK});
@@ -159,6 +163,7 @@ TEST_F(BinaryRetrieve, EmptyFileFitsADatabaseWithoutVariables) {
     EXPECT_TRUE(database_.At("R/O/Nothing").Retrieved());
 }
 
+/// Surprise: Read-only objects are kept in three ways
 TEST_F(BinaryRetrieve, ReadOnlyObjectsAreRestored) {
     database_.AddRegion("R").AddObject("O").ReadOnly().U8("V", 1);
     EXPECT_EQ(RetrieveFrom(Bytes({7})), QBFResult{QBF_OK});
@@ -194,6 +199,7 @@ TEST_F(BinaryRetrieve, UnreadableDeviceDefaultsEveryVariable) {
     EXPECT_THAT(traces_.Failures(), ElementsAre(ShortRead(1, 0), ShortRead(1, 0), ShortRead(1, 0)));
 }
 
+/// Surprise: A database that cannot be prepared is restored all the same
 TEST_F(BinaryRetrieve, FailedHashTableUpdateLeavesTheFileUntouchedAndDefaultsEveryVariable) {
     BuildThreeVariables();
     WriteFile(kCalibrationFile, Bytes({7, 8, 9}));
@@ -328,6 +334,7 @@ TEST_F(BinaryRetrieve, EveryFailingFileCallFailsTheRetrieveAndLeavesAUsableProvi
     });
 }
 
+/// Promise 18
 TEST_F(BinaryRetrieve, NothingIsAllocated) {
     BuildTree(database_);
     const AllocationFaults memory;
@@ -336,6 +343,7 @@ TEST_F(BinaryRetrieve, NothingIsAllocated) {
     EXPECT_EQ(memory.Allocations(), 0);
 }
 
+/// Promise 12
 TEST_F(BinaryRetrieve, EveryPrefixOfAFileRestoresTheVariablesThatItHoldsInFull) {
     BuildTree(database_);
     const std::string bytes = StoredBytes();
@@ -355,6 +363,7 @@ TEST_F(BinaryRetrieve, EveryPrefixOfAFileRestoresTheVariablesThatItHoldsInFull) 
     }
 }
 
+/// Promise 12
 TEST_F(BinaryRetrieve, EveryChangedByteChangesItsOwnVariableAlone) {
     BuildTree(database_);
     MemoryFile file;
@@ -375,7 +384,9 @@ TEST_F(BinaryRetrieve, EveryChangedByteChangesItsOwnVariableAlone) {
     }
 }
 
-// Nothing in the file tells what it holds, so a changed layout shifts every value behind the change.
+// Nothing in the file tells what it holds, so a changed layout shifts every value after the change.
+/// Promise 15
+/// Surprise: A changed layout is not noticed
 TEST_F(BinaryRetrieve, ChangedLayoutIsNotNoticed) {
     database_.AddRegion("R").AddObject("O").U8("Added", 1).U8("A", 2).U8("B", 3);
     EXPECT_EQ(RetrieveFrom(Bytes({7, 8})), QBFResult{QBF_E_FAILED});
@@ -394,6 +405,7 @@ TEST_F(BinaryRetrieve, TheExampleDatabaseComesBackAsItWas) {
     EXPECT_EQ(ContentOf(*database), content);
 }
 
+/// Promise 8
 TEST_F(BinaryRetrieve, GeneratedDatabasesComeBackAsTheyWere) {
     MemoryFile file;
     CBinaryFileStorageProvider_SetStorageFilenames(file.Path().c_str(), "", "");

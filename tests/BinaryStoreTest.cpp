@@ -65,12 +65,15 @@ TEST_F(BinaryStore, DatabaseWithoutRegionsIsAnEmptyFile) {
     EXPECT_EQ(StoredBytes(), "");
 }
 
+/// Promise 3
+/// Surprise: A store begins by truncating the file
 TEST_F(BinaryStore, ReplacesALongerFile) {
     WriteFile(kCalibrationFile, std::string(1000, 'x'));
     database_.AddRegion("R").AddObject("O").U8("V", 1);
     EXPECT_EQ(StoredBytes(), Bytes({1}));
 }
 
+/// Surprise: Channel injector and channel number are two things
 TEST_F(BinaryStore, TheChannelInjectorIsIgnored) {
     database_.AddRegion("R").AddObject("Channel.3.").U8("V", 1);
     EXPECT_EQ(provider_->StoreAll(0, database_.Handle(), 3), QBFResult{QBF_OK});
@@ -124,6 +127,8 @@ TEST_F(BinaryStore, AsksTheHostForNoMoreThanItNeeds) {
                             "CStorageRegion_GetName", "CStorageObject_GetName", "CStorageObject_GetVariableIterator"));
 }
 
+/// Promise 2
+/// Surprise: What was stored is not yet on the medium
 TEST_F(BinaryStore, WritesEachVariableAtOnceAndSyncsNothing) {
     BuildThreeVariables();
     const CLibraryFaults files;
@@ -139,6 +144,7 @@ TEST_F(BinaryStore, FileThatCannotBeOpenedIsReported) {
                             Line(QBF_E_OPEN_FAILED, "ManageStorage", "Could not open storage file missing/file")));
 }
 
+/// Promise 6
 TEST_F(BinaryStore, FileThatCannotBeClosedIsReported) {
     BuildThreeVariables();
     CLibraryFaults files;
@@ -162,6 +168,7 @@ TEST_F(BinaryStore, ShortWriteIsReportedAndTheFollowingVariablesAreWritten) {
     EXPECT_EQ(ReadFile(kCalibrationFile), Bytes({1, 5, 6}));
 }
 
+/// Promise 6
 TEST_F(BinaryStore, WriteErrorIsReported) {
     BuildThreeVariables();
     CLibraryFaults files;
@@ -298,6 +305,7 @@ TEST_F(BinaryStore, VariableWithoutAddressIsLeftOut) {
     EXPECT_EQ(ReadFile(kCalibrationFile), Bytes({1, 3}));
 }
 
+/// Promise 16
 TEST_F(BinaryStore, VariableWithANullAddressIsLeftOut) {
     BuildThreeVariables();
     HostCalls host;
@@ -459,6 +467,7 @@ TEST_F(BinaryStore, SuppressedTracesChangeNothing) {
 }
 
 // The same bytes on every machine.
+/// Promise 11
 TEST_F(BinaryStore, RadioUnitIsWrittenAsItsGoldenFile) {
     const auto radioUnit = host::LoadDatabaseFromFile(TAL_EXAMPLES "/radio-unit.json");
 

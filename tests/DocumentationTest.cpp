@@ -153,7 +153,7 @@ std::string FileOf(const FileColumn& column, StorageLocation location) {
 }
 
 TEST(DocumentedHost, HasTheFilesOfTheTableOfLocations) {
-    const std::vector<Page::Row> rows = Page("docs/writing-a-host.md").TableBehind("## Locations and their files");
+    const std::vector<Page::Row> rows = Page("docs/writing-a-host.md").TableAfter("## Locations and their files");
     ASSERT_EQ(rows.size(), 12U);
     for (StorageLocation location = 0; location < rows.size(); ++location) {
         const Page::Row& row = rows[location];
@@ -181,7 +181,7 @@ TEST(DocumentedResultCodes, AreExactlyThoseOfThePublicHeaders) {
 
     std::map<std::string, std::string> documented;
     for (const Page::Row& row :
-         Page("docs/result-codes.md").TableBehind("# Result codes: what they mean and what to do")) {
+         Page("docs/result-codes.md").TableAfter("# Result codes: what they mean and what to do")) {
         ASSERT_EQ(row.size(), 5U);
         EXPECT_TRUE(documented.emplace(row[0], row[1]).second) << row[0];
     }
@@ -245,27 +245,12 @@ TEST(DocumentedArchitecture, TheRoomsOfTalstoreUseThoseBeforeThemAlone) {
     }
 }
 
-TEST(DocumentedPromises, AreNumberedInOrderAndNameTheirTests) {
-    std::size_t count = 0;
-    std::size_t testsOfPromise = 1;
-    for (const std::string& line : LinesOf(Page("docs/promises.md").Text())) {
-        const std::vector<std::string> number = FirstGroups(line, "^([0-9]+)[.] ");
-        if (!number.empty()) {
-            EXPECT_GT(testsOfPromise, 0U) << "promise " << count;
-            EXPECT_EQ(number[0], std::to_string(++count));
-            testsOfPromise = 0;
-        }
-        testsOfPromise += TestsNamedIn(line).size();
-    }
-    EXPECT_GT(testsOfPromise, 0U) << "promise " << count;
-    EXPECT_GT(count, 20U);
-}
-
 /// Under an emulator the process has a thread or two of the emulator's own, which stay.
 std::ptrdiff_t ThreadCount() {
     return std::distance(fs::directory_iterator("/proc/self/task"), {});
 }
 
+/// Promise 21
 TEST(DocumentedPromises, NoOperationStartsAThread) {
     constexpr QBFResult (*kEntryPoints[])(IStorageProvider**) = {
         CXmlFileStorageProvider_GetInterface, CBinaryFileStorageProvider_GetInterface,

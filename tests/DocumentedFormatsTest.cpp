@@ -24,7 +24,7 @@ void BuildExample(host::Database& database) {
     region.AddObject("Id").ReadOnly().U8("Rev", 7);
 }
 
-/// Reads a dump of the page: on each line an offset, bytes, and behind two blanks what they mean.
+/// Reads a dump of the page: on each line an offset, bytes, and after two blanks what they mean.
 std::string BytesOfDump(const std::string& dump) {
     std::string bytes;
     for (const std::string& line : LinesOf(dump)) {
@@ -71,17 +71,17 @@ protected:
 
 TEST_F(DocumentedFormats, TheXmlDumpIsWhatIsWrittenAndRead) {
     Use(kXmlFiles);
-    ExpectExample(page_.BlockBehind("### The example as an XML document"), false);
+    ExpectExample(page_.BlockAfter("### The example as an XML document"), false);
 }
 
 TEST_F(DocumentedFormats, TheBinaryDumpIsWhatIsWrittenAndRead) {
     Use(kBinaryFiles);
-    ExpectExample(BytesOfDump(page_.BlockBehind("### The example as a binary file")), true);
+    ExpectExample(BytesOfDump(page_.BlockAfter("### The example as a binary file")), true);
 }
 
 TEST_F(DocumentedFormats, TheSecureDumpIsWhatIsWrittenAndRead) {
     Use(kSecureFiles);
-    const std::string dump = BytesOfDump(page_.BlockBehind("### The example as a secure file"));
+    const std::string dump = BytesOfDump(page_.BlockAfter("### The example as a secure file"));
     ExpectExample(dump, false);
     EXPECT_EQ(dump, SecureRecord("Cfg/Rf/Gain", Bytes({2, 1})) + SecureRecord("Cfg/Rf/On", Bytes({1, 0, 0, 0})) +
                         SecureRecord("Cfg/Rf/Tx/Name", Bytes({'a', 'b', 0, 0})));
@@ -110,7 +110,7 @@ struct TypeRow {
 
 std::vector<TypeRow> TypeRows(const Page& page) {
     std::vector<TypeRow> rows;
-    for (const Page::Row& row : page.TableBehind("## Types")) {
+    for (const Page::Row& row : page.TableAfter("## Types")) {
         rows.push_back({static_cast<VariableType>(std::stoul(row.at(0))), row.at(1), BytesOfHex(row.at(2)), row.at(3)});
     }
     return rows;
@@ -177,7 +177,7 @@ struct ReadingRow {
 
 std::vector<ReadingRow> ReadingRows(const Page& page) {
     std::vector<ReadingRow> rows;
-    for (const Page::Row& row : page.TableBehind(kReadingTable)) {
+    for (const Page::Row& row : page.TableAfter(kReadingTable)) {
         rows.push_back({static_cast<VariableType>(std::stoul(row.at(0))), {}, row.at(4)});
         for (const auto& match : Matches(row.at(3), "(\"[^\"]*\"|[^ ,\"]+) from `([^`]*)")) {
             rows.back().examples.push_back({match.at(0), match.at(1)});
@@ -351,7 +351,7 @@ TEST_F(DocumentedReading, EverythingThatIsNoTextSplitsAValue) {
     EXPECT_EQ(Given(VARIABLE_TYPE_STRING, "<value>12<!-- 34 --></value>"), "\"12\"");
 }
 
-TEST_F(DocumentedReading, AnIndentedEmptyStringComesBackAsTheBlanksInFrontOfItsTag) {
+TEST_F(DocumentedReading, AnIndentedEmptyStringComesBackAsTheBlanksBeforeItsTag) {
     EXPECT_EQ(Given(VARIABLE_TYPE_STRING, "\n  <type>STRING</type>\n  <value></value>\n"), "\"  \"");
     EXPECT_EQ(Given(VARIABLE_TYPE_STRING, "\n  <type>STRING</type>\n  <value>\n </value>\n"), "\" \"");
 }
@@ -383,7 +383,7 @@ TEST_F(DocumentedFormats, TheSecurePathsAreThoseOfTheirTable) {
     second.U8("h");
 
     std::string records;
-    for (const Page::Row& row : page_.TableBehind("### Paths in a secure file")) {
+    for (const Page::Row& row : page_.TableAfter("### Paths in a secure file")) {
         EXPECT_NE(database.Find(row.at(0)), nullptr) << row.at(0);
         records += SecureRecord(row.at(1), Bytes({0}));
     }

@@ -82,17 +82,17 @@ Layout WithArray(std::size_t count) {
         [=](Object& object, std::uint32_t value) { object.U32Array("It", std::vector<std::uint32_t>(count, value)); });
 }
 
-/// R/O/First, then what `addBehind` adds to R/O, and R/P/Far.
-Layout WithBehind(const std::function<void(Object& object, std::uint32_t plus)>& addBehind) {
+/// R/O/First, then what `addAfter` adds to R/O, and R/P/Far.
+Layout WithAfter(const std::function<void(Object& object, std::uint32_t plus)>& addAfter) {
     return [=](Database& database, std::uint32_t plus) {
         host::Region& region = database.AddRegion("R");
-        addBehind(region.AddObject("O").U32("First", 1 + plus), plus);
+        addAfter(region.AddObject("O").U32("First", 1 + plus), plus);
         region.AddObject("P").U32("Far", 4 + plus);
     };
 }
 
 Layout WithElements(const char* arrayName, std::size_t count) {
-    return WithBehind([=](Object& object, std::uint32_t plus) {
+    return WithAfter([=](Object& object, std::uint32_t plus) {
         for (std::size_t index = 0; index < count; ++index) {
             object.AddToArray(arrayName, "E" + std::to_string(index)).U32("It", 2 + plus);
         }
@@ -100,7 +100,7 @@ Layout WithElements(const char* arrayName, std::size_t count) {
 }
 
 Layout WithItNestedIn(const char* objectName) {
-    return WithBehind(
+    return WithAfter(
         [=](Object& object, std::uint32_t plus) { object.AddNested("N", objectName).U32("It", 2 + plus); });
 }
 
@@ -144,13 +144,13 @@ Layout WithWritable(bool isWritable) {
     };
 }
 
-Layout WithItInFrontOfNested() {
-    return WithBehind(
+Layout WithItBeforeNested() {
+    return WithAfter(
         [](Object& object, std::uint32_t plus) { object.U32("It", 2 + plus).AddNested("N").U32("Last", 3 + plus); });
 }
 
-Layout WithItBehindNested() {
-    return WithBehind([](Object& object, std::uint32_t plus) {
+Layout WithItAfterNested() {
+    return WithAfter([](Object& object, std::uint32_t plus) {
         object.AddNested("N").U32("Last", 3 + plus);
         object.U32("It", 2 + plus);
     });
@@ -158,7 +158,7 @@ Layout WithItBehindNested() {
 
 const std::vector<Change> kChanges = {
     {"variable added between others", WithNothing(), WithU32("It"), {{"R/O/It", "", ""}}},
-    {"variable added behind all others",
+    {"variable added after all others",
      WithInP([](Object& object, std::uint32_t plus) { object.U32("Far", 4 + plus); }),
      WithInP([](Object& object, std::uint32_t plus) { object.U32("Far", 4 + plus).U32("It", 2 + plus); }),
      {{"R/P/It", "", ""}}},
@@ -213,20 +213,20 @@ const std::vector<Change> kChanges = {
     {"object made read-only", WithWritable(true), WithWritable(false), {{"R/Q/It", "2", ""}}},
     {"object made writable", WithWritable(false), WithWritable(true), {{"R/Q/It", "2", ""}}},
     {"variable moved into a nested object in the same place",
-     WithBehind([](Object& object, std::uint32_t plus) { object.U32("It", 2 + plus); }),
+     WithAfter([](Object& object, std::uint32_t plus) { object.U32("It", 2 + plus); }),
      WithItNestedIn("N"),
      {{"R/O/N/It", "2", ""}}},
     {"nested object renamed, its variable not",
      WithItNestedIn("Old"),
      WithItNestedIn("New"),
      {{"R/O/New/It", "2", ""}}},
-    {"variable moved from in front of a nested object to behind it",
-     WithItInFrontOfNested(),
-     WithItBehindNested(),
+    {"variable moved from before a nested object to after it",
+     WithItBeforeNested(),
+     WithItAfterNested(),
      {{"R/O/It", "2", ""}}},
-    {"variable moved from behind a nested object to in front of it",
-     WithItBehindNested(),
-     WithItInFrontOfNested(),
+    {"variable moved from after a nested object to before it",
+     WithItAfterNested(),
+     WithItBeforeNested(),
      {{"R/O/It", "2", ""}}},
     {"element added to an object array", WithElements("Array", 1), WithElements("Array", 2), {{"R/O/E0/It", "2", ""}}},
     {"element removed from an object array",
@@ -333,7 +333,7 @@ class DocumentedLayoutChanges : public ::testing::TestWithParam<Change> {};
 
 TEST_P(DocumentedLayoutChanges, KeepWhatTheTableSays) {
     const Change& change = GetParam();
-    for (const Page::Row& row : Page(kPage).TableBehind(kHeading)) {
+    for (const Page::Row& row : Page(kPage).TableAfter(kHeading)) {
         if (row[0] == change.name) {
             for (std::size_t column = 0; column < std::size(kColumns); ++column) {
                 EXPECT_EQ(row.at(1 + column), Outcome(change, kColumns[column])) << kColumns[column].name;
@@ -355,7 +355,7 @@ INSTANTIATE_TEST_SUITE_P(, DocumentedLayoutChanges, ::testing::ValuesIn(kChanges
 
 TEST(DocumentedLayoutChangesTable, HasNoRowThatIsNotTried) {
     std::vector<std::string> documented;
-    for (const Page::Row& row : Page(kPage).TableBehind(kHeading)) {
+    for (const Page::Row& row : Page(kPage).TableAfter(kHeading)) {
         documented.push_back(row[0]);
     }
     std::vector<std::string> tried;

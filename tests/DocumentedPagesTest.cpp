@@ -35,7 +35,7 @@ TEST(DocumentedCode, OfAHostIsTheWholeExample) {
 }
 
 TEST(DocumentedBoard, HasTheFourteenVariablesInTheirOrder) {
-    const std::vector<Page::Row> rows = Page("docs/board.md").TableBehind("## The fourteen board variables");
+    const std::vector<Page::Row> rows = Page("docs/board.md").TableAfter("## The fourteen board variables");
     ASSERT_EQ(rows.size(), kBoardRows.size());
     for (std::size_t i = 0; i < rows.size(); ++i) {
         EXPECT_EQ(rows[i][0], kBoardRows[i].Path());
@@ -48,8 +48,7 @@ TEST(DocumentedBoard, HasTheFourteenVariablesInTheirOrder) {
 
 TEST(DocumentedBoard, HasTheSevenNamesThatTheLibraryAsksFor) {
     const std::string imports = ReadFromRepository("tests/ExportsTest.cpp");
-    const std::vector<Page::Row> rows =
-        Page("docs/board.md").TableBehind("## The seven names of the board's libraries");
+    const std::vector<Page::Row> rows = Page("docs/board.md").TableAfter("## The seven names of the board's libraries");
     EXPECT_EQ(rows.size(), 7U);
     for (const Page::Row& row : rows) {
         EXPECT_THAT(imports, HasSubstr('"' + row[0] + '"'));

@@ -94,6 +94,8 @@ bool StartsWith(std::string_view name, std::string_view start) {
     return name.substr(0, start.size()) == start;
 }
 
+/// Promise 22
+/// Surprise: The entry point is `ReadOnlyZorBspStorageProvider_getInterface`
 TEST(Exports, AreExactlyTheDocumentedOnes) {
     EXPECT_THAT(Library().exported, ElementsAreArray(kExports));
 }
@@ -137,6 +139,7 @@ TEST(Exports, EachProvidersSourceSetsUpTheStandardStreamsOnceWhenTheLibraryIsLoa
     }
 }
 
+/// Promise 22
 TEST(Exports, AHostMayPutItsOwnFunctionsInFront) {
     EXPECT_FALSE(Library().bindsItsOwnSymbols);
 }

@@ -368,7 +368,7 @@ const Operation kOperations[] = {
       {"CDatabase_GetVariableByPath", QBF_OK,
        "0x101 CSecureBinaryFileStorageProvider_PrepareForVariableUpdate: File storage_calibration_database.sbin "
        "contains variable that is not registered ("},
-      // What stands behind a nested object has been stored under a path that no database registers.
+      // What stands after a nested object has been stored under a path that no database registers.
       {"CDatabase_GetVariableByPath Config/Radio/Tx/Filter/Lane0/", QBF_OK, ""},
       {"CVariable_GetContentAddress", QBF_OK,
        "0x8000 CSecureBinaryFileStorageProvider_PrepareForVariableUpdate: CVariable_GetContentAddress() failed"},
@@ -565,6 +565,8 @@ void FailAllocation(Callees& callees, int nth) {
     callees.memory.Fail(nth);
 }
 
+/// Promise 16
+/// Surprise: StoreAll and RetrieveAll return `QBF_OK` or `QBF_E_FAILED`
 TEST_P(FaultSweep, AnyHostCallThatFailsEndsAsDocumentedAndDoesNoHarm) {
     Sweep(GetParam().hostCalls, FailHostCall);
 }
@@ -583,10 +585,13 @@ TEST_P(FaultSweep, TheHighestNegativeSuccessWithNothingHandedOutEndsAsDocumented
     Sweep(GetParam().emptyHandedHostCalls, AnswerEmptyHanded<0xFFFFFFFF>);
 }
 
+/// Promise 7
+/// Promise 20
 TEST_P(FaultSweep, AnyFileCallThatFailsEndsAsDocumentedAndDoesNoHarm) {
     Sweep(GetParam().fileCalls, FailFileCall);
 }
 
+/// Promise 19
 TEST_P(FaultSweep, AnyAllocationThatFailsEndsAsDocumentedAndDoesNoHarm) {
     Sweep(GetParam().allocations, FailAllocation);
 }

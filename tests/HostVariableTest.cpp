@@ -328,7 +328,7 @@ TEST_F(HostVariable, ByteWrittenUpToSixteenBeforeTheContentIsNoticed) {
     }
 }
 
-TEST_F(HostVariable, ByteWrittenUpToSixteenBehindTheContentIsNoticed) {
+TEST_F(HostVariable, ByteWrittenUpToSixteenAfterTheContentIsNoticed) {
     object_.Raw("a", 0, 1, {1, 2, 3});
     auto* const content = static_cast<std::uint8_t*>(Address());
 

@@ -97,6 +97,7 @@ bool IsStoredOrZero(const std::vector<std::uint8_t>& bytes, const std::vector<st
                       [](std::uint8_t byte, std::uint8_t kept) { return byte == kept || byte == 0; });
 }
 
+/// Promise 5
 TEST_P(PowerLoss, AfterAnyWriteLeavesEveryVariableAtItsStoredValueOrItsDefault) {
     const DatabaseContent stored = ContentOf(*OperatedBoard());
     const DatabaseContent defaults = ContentOf(*StartedBoard());
@@ -120,6 +121,7 @@ TEST_P(PowerLoss, AfterAnyWriteLeavesEveryVariableAtItsStoredValueOrItsDefault) 
     });
 }
 
+/// Promise 5
 TEST_P(PowerLoss, ATailOfZeroBytesIsNeverTakenForMoreThanZeros) {
     const DatabaseContent stored = ContentOf(*OperatedBoard());
     const DatabaseContent defaults = ContentOf(*StartedBoard());
@@ -144,6 +146,7 @@ TEST_P(PowerLoss, ATailOfZeroBytesIsNeverTakenForMoreThanZeros) {
     });
 }
 
+/// Promise 7
 TEST_P(PowerLoss, AWriteThatIsLostInSilenceDoesNotOutliveTheNextStore) {
     SweepFaults([&](int nth) {
         {

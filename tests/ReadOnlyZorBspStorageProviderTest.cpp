@@ -142,6 +142,7 @@ TEST_F(BoardProvider, GetInterfaceTracesNothing) {
     EXPECT_EQ(traces_.MappingCalls(), 0);
 }
 
+/// Promise 21
 TEST_F(BoardProvider, HasOneInstanceForAllThreads) {
     std::vector<std::future<ReadOnlyZorBspStorageProvider*>> threads;
     threads.reserve(16);
@@ -227,6 +228,7 @@ TEST_F(BoardProvider, RetrieveRestoresTheFourteenVariables) {
     EXPECT_EQ(traces_.MappingCalls(), 0) << "a good retrieve is silent";
 }
 
+/// Surprise: Every retrieve defaults what its file lacks
 TEST_F(BoardProvider, RetrieveDefaultsWhatAnotherRetrieveLeftInOtherVariables) {
     AddBoardVariables(database_);
     Disturb(database_);
@@ -619,6 +621,7 @@ TEST_F(BoardProvider, AVariableForWhosePathThereIsNoMemoryKeepsItsDefault) {
     EXPECT_EQ(faults, 14);
 }
 
+/// Promise 19
 TEST_F(BoardProvider, RetrieveEndsWellWithoutAnyMemory) {
     AddBoardVariables(database_);
     AllocationFaults memory;
@@ -680,6 +683,7 @@ TEST_F(BoardSetter, OfATextHandsANullDatabaseToTheHost) {
     EXPECT_THAT(traces_.Lines(), ElementsAre("0x8002 updateVariable:     Variable R/O/V not registered in database"));
 }
 
+/// Surprise: A variable that is missing, or has another type than expected, does not fail the retrieve
 TEST_F(BoardSetter, DropsTheHostsCodeWhenThePathIsNotRegistered) {
     for (const QBFResult code : {QBFResult{0x8000}, QBFResult{QBF_E_NOT_FOUND}, QBFResult{0x7FFFFFFF}}) {
         HostCalls host;

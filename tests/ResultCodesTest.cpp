@@ -7,6 +7,7 @@
 
 namespace {
 
+/// Promise 23
 TEST(ResultCodes, HaveTheirDocumentedNumbers) {
     EXPECT_EQ(QBF_OK, 0x0000);
     EXPECT_EQ(QBF_N_NOTICE, 0x0100);
@@ -29,12 +30,14 @@ TEST(ResultCodes, HaveTheirDocumentedNumbers) {
     EXPECT_EQ(QBF_E_SIZE_MISMATCH, 0x8011);
 }
 
+/// Promise 23
 TEST(ResultCodes, EverythingFrom0x8000UpIsAFailure) {
     for (const QBFResult code : {0x8000UL, 0x8001UL, 0x8004UL, 0x800FUL, 0x8011UL, 0xFFFFUL, 0x10000UL, 0x7FFFFFFFUL}) {
         EXPECT_TRUE(QBF_IsFailure(code)) << std::hex << code;
     }
 }
 
+/// Surprise: `QBF_W_NOT_SUPPORTED` is a success
 TEST(ResultCodes, EverythingBelow0x8000IsASuccess) {
     for (const QBFResult code :
          {0x0000UL, 0x0100UL, 0x0101UL, 0x0800UL, 0x0820UL, 0x1000UL, 0x1002UL, 0x1004UL, 0x1008UL, 0x7FFFUL}) {

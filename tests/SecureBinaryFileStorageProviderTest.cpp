@@ -86,6 +86,7 @@ TEST_F(SecureBinaryFileStorageProvider, EachLocationHasItsFile) {
                             "fopen storage_calibration_database.sbin r", "fopen calibration r"));
 }
 
+/// Surprise: The locations 1 and 2 always use the default file
 TEST_F(SecureBinaryFileStorageProvider, StoresAtTheLocations1And2GoToTheDefaultFile) {
     database_.AddRegion("R").AddObject("O").U8("V", 1);
     for (const StorageLocation location : {1UL, 2UL}) {
@@ -95,6 +96,7 @@ TEST_F(SecureBinaryFileStorageProvider, StoresAtTheLocations1And2GoToTheDefaultF
     }
 }
 
+/// Surprise: File names that were set too early are lost
 TEST_F(SecureBinaryFileStorageProvider, InitializeUndoesTheFileNames) {
     provider_->Initialize(0);
     CLibraryFaults files;
@@ -108,6 +110,7 @@ TEST_F(SecureBinaryFileStorageProvider, InitializeUndoesTheFileNames) {
                             "fopen /lib/firmware/bin/Applications.sbin r"));
 }
 
+/// Surprise: File names are cut to 79 characters
 TEST_F(SecureBinaryFileStorageProvider, FileNamesAreCutTo79Characters) {
     const std::string fits(79, 'f');
     const std::string tooLong(80, 't');
@@ -118,6 +121,7 @@ TEST_F(SecureBinaryFileStorageProvider, FileNamesAreCutTo79Characters) {
                                              NameSet(std::string(79, 't')), NameSet(std::string(79, 'x'))));
 }
 
+/// Promise 4
 TEST_F(SecureBinaryFileStorageProvider, StoreAtAnInvalidLocationFailsAndTouchesNoFile) {
     ASSERT_EQ(Store(3), QBFResult{QBF_OK});
     for (const StorageLocation location : WithWideLocations({4, 5, 7, 8, 11, 256, 0xFFFFFFFF})) {
@@ -134,6 +138,7 @@ TEST_F(SecureBinaryFileStorageProvider, StoreAtAnInvalidLocationFailsAndTouchesN
     }
 }
 
+/// Surprise: A location that one provider takes is invalid for another
 TEST_F(SecureBinaryFileStorageProvider, RetrieveAtAnInvalidLocationFailsAndDefaultsTheDatabase) {
     database_.AddRegion("R").AddObject("O").U32("V", 16);
     ASSERT_EQ(Store(6), QBFResult{QBF_OK});

@@ -162,6 +162,7 @@ TEST_F(SecureChannel, OneFileServesEveryChannel) {
     EXPECT_EQ(ReadFile(kCalibrationFile), bytes);
 }
 
+/// Surprise: Channel injector and channel number are two things
 TEST_F(SecureChannel, TheNumberSurvivesInitializeAndTheEntryPoint) {
     database_.AddRegion("R").AddObject("Channel.3.").U8("V", 1);
     CSecureBinaryFileStorageProvider_SetChannelNumber(3);

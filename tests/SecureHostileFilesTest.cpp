@@ -109,6 +109,8 @@ Verdict Judge(const std::string& bytes, const std::map<std::string, std::size_t>
     return verdict;
 }
 
+/// Promise 12
+/// Surprise: `QBF_OK` does not mean that everything was restored
 TEST_F(SecureHostileFiles, EveryPrefixRestoresItsWholeRecords) {
     const std::string bytes = GoodFile();
     MemoryFile file;
@@ -145,6 +147,9 @@ TEST_F(SecureHostileFiles, EveryPrefixRestoresItsWholeRecords) {
     }
 }
 
+/// Promise 12
+/// Promise 15
+/// Surprise: "Secure" is no checksum
 TEST_F(SecureHostileFiles, EveryChangedByteHasTheOutcomeThatTheFormatGivesIt) {
     const std::string bytes = GoodFile();
     const std::map<std::string, std::size_t> sizes = {{"R/O/A", 1}, {"R/O/B", 4}, {"R/O/C", 3}};
@@ -181,6 +186,7 @@ TEST_F(SecureHostileFiles, EveryChangedByteHasTheOutcomeThatTheFormatGivesIt) {
     }
 }
 
+/// Promise 13
 TEST_F(SecureHostileFiles, PathLengthOf511OrMoreIsCorrupt) {
     for (const std::uint32_t length : {511U, 512U, 1000U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFEU, 0xFFFFFFFFU}) {
         SCOPED_TRACE(length);
@@ -234,6 +240,7 @@ TEST_F(SecureHostileFiles, EmptyPathIsNotRegistered) {
     EXPECT_TRUE(database_.At("R/O/C").Retrieved());
 }
 
+/// Promise 13
 TEST_F(SecureHostileFiles, DataBeyondTheEndOfTheFileAreAShortReadAndAllocateNothing) {
     for (const std::uint32_t size : {11U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFF0U, 0xFFFFFFFFU}) {
         SCOPED_TRACE(size);
@@ -272,6 +279,7 @@ TEST_F(SecureHostileFiles, LargeRecordOfAPipeIsRestored) {
     EXPECT_TRUE(database_.At("R/O/B").Retrieved());
 }
 
+/// Promise 13
 TEST_F(SecureHostileFiles, PipeThatClaimsTooMuchForItsVariableTakesNoMemory) {
     const AllocationFaults memory;
     EXPECT_EQ(RetrieveFromPipe(SecureHeader(5, 0xFFFFFFFF) + std::string("R/O/A\0", 6) + std::string(30000, 'x')),
@@ -332,6 +340,7 @@ TEST_F(SecureHostileFiles, TruncatedRecordWithoutMemoryIsReportedAsShortAlone) {
     ExpectAllDefaults();
 }
 
+/// Surprise: A file that cannot be read is a success
 TEST_F(SecureHostileFiles, DirectoryInPlaceOfTheFileIsAShortReadAndDefaultsEveryVariable) {
     std::filesystem::create_directory(kCalibrationFile);
     EXPECT_EQ(Retrieve(), QBFResult{QBF_OK});
@@ -400,6 +409,7 @@ TEST_F(SecureHostileFiles, DirectoryInPlaceOfTheFileCannotBeWritten) {
                 ElementsAre(Line(QBF_E_OPEN_FAILED, "OpenFile", "Could not open file calibration (errno is: 21)")));
 }
 
+/// Surprise: A file that cannot be read is a success
 TEST_F(SecureHostileFiles, ReadErrorInAnyPieceIsReportedAndEndsTheReading) {
     WriteFile(kCalibrationFile, GoodFile());
     const std::vector<std::pair<int, std::string>> pieces = {

@@ -112,6 +112,7 @@ TEST_F(SecureRetrieve, LaterOneOfTwoRecordsWithOnePathWins) {
     EXPECT_THAT(ThreeValues(), ElementsAre(8, 2, 3));
 }
 
+/// Surprise: Read-only objects are kept in three ways
 TEST_F(SecureRetrieve, VariablesOfReadOnlyObjectsAreRestored) {
     database_.AddRegion("R").AddObject("O").ReadOnly().U8("V", 1);
     EXPECT_EQ(RetrieveFrom(SecureRecord("R/O/V", Bytes({7}))), QBFResult{QBF_OK});
@@ -131,6 +132,8 @@ TEST_F(SecureRetrieve, PathOf510CharactersIsRestored) {
     EXPECT_EQ(database_.At("R/O/" + name).Get<std::uint8_t>(), 7);
 }
 
+/// Promise 9
+/// Surprise: Without a file everything gets its default
 TEST_F(SecureRetrieve, MissingFileDefaultsEveryVariableAndFails) {
     BuildThreeVariables();
     database_.SetAllToZero();
@@ -162,6 +165,7 @@ TEST_F(SecureRetrieve, FailedDefaultingFailsWithTheHostsCodeInTheTrace) {
                 ElementsAre(Line(0x8123, "ManageRetrieve", "Error when setting missing variables to default")));
 }
 
+/// Surprise: A database that cannot be prepared is restored all the same
 TEST_F(SecureRetrieve, FailedPreparationIsReportedAndTheRetrieveGoesOn) {
     BuildThreeVariables();
     ASSERT_EQ(CDatabase_UpdatePathHashTable(database_.Handle()), QBFResult{QBF_OK});
@@ -210,6 +214,7 @@ TEST_F(SecureRetrieve, VariableWithoutAddressIsReportedAndDefaulted) {
     EXPECT_EQ(host.Count("CVariable_GetSizeInBytes"), 2);
 }
 
+/// Promise 16
 TEST_F(SecureRetrieve, VariableWithANullAddressIsDroppedUntraced) {
     BuildThreeVariables();
     HostCalls host;
@@ -260,6 +265,7 @@ TEST_F(SecureRetrieve, RefusedVariableKeepsItsValueUntilItIsDefaulted) {
     EXPECT_EQ(database_.At("R/O/V").Get<std::uint8_t>(), 5);
 }
 
+/// Surprise: A record for a nested object or an object array is refused
 TEST_F(SecureRetrieve, RecordsForVariablesThatHoldObjectsAreRefused) {
     host::Object& object = database_.AddRegion("R").AddObject("O");
     object.AddNested("Nested", "N").U8("V", 1);
@@ -296,6 +302,8 @@ TEST_F(SecureRetrieve, FileThatBeginsWithAnotherWordIsCorrupt) {
     EXPECT_THAT(host.Calls(), ElementsAre("CDatabase_UpdatePathHashTable", "CDatabase_SetAsNotRetrieved"));
 }
 
+/// Promise 10
+/// Surprise: After a wrong start marker nothing is defaulted
 TEST_F(SecureRetrieve, CorruptThirdRecordKeepsTheFirstTwoAndDefaultsNothing) {
     BuildThreeVariables();
     database_.At("R/O/C").Set<std::uint8_t>(33);
@@ -327,6 +335,8 @@ TEST_F(SecureRetrieve, FailedCloseOfACorruptFileIsReported) {
                             Line(QBF_E_FAILED, "ManageRetrieve", "Could not close storage file"), Corrupt()));
 }
 
+/// Promise 10
+/// Surprise: `QBF_OK` does not mean that everything was restored
 TEST_F(SecureRetrieve, ChangedLayoutKeepsWhatFits) {
     host::Database before;
     before.AddRegion("Old").AddObject("O").U8("V", 1);
@@ -351,7 +361,8 @@ TEST_F(SecureRetrieve, ChangedLayoutKeepsWhatFits) {
                             NotUpdated("R/O/Resized")));
 }
 
-TEST_F(SecureRetrieve, VariableBehindANestedObjectIsStoredUnderAPathThatNobodyLooksUp) {
+/// Surprise: A variable after a nested object or an object array in the same object is not restored
+TEST_F(SecureRetrieve, VariableAfterANestedObjectIsStoredUnderAPathThatNobodyLooksUp) {
     BuildTree(database_);
     ASSERT_EQ(Store(), QBFResult{QBF_OK});
     database_.SetAllToZero();
@@ -428,6 +439,7 @@ TEST_F(SecureRetrieve, LargeRecordWithoutMemoryIsSkippedWhole) {
     EXPECT_EQ(database_.At("R/O/Next").Get<std::uint8_t>(), 'n');
 }
 
+/// Promise 18
 TEST_F(SecureRetrieve, OneBufferOfTheRecordsSizeIsAllTheMemoryThatIsTaken) {
     host::Object& object = database_.AddRegion("R").AddObject("O");
     object.String("Large", 5000).String("Larger", 6000).U8("Next", 1);
@@ -440,6 +452,7 @@ TEST_F(SecureRetrieve, OneBufferOfTheRecordsSizeIsAllTheMemoryThatIsTaken) {
     EXPECT_EQ(memory.LiveAllocations(), 0);
 }
 
+/// Promise 18
 TEST_F(SecureRetrieve, StoresAllocateNothing) {
     BuildTree(database_);
     const AllocationFaults memory;
@@ -447,6 +460,7 @@ TEST_F(SecureRetrieve, StoresAllocateNothing) {
     EXPECT_EQ(memory.Allocations(), 0);
 }
 
+/// Promise 8
 TEST_F(SecureRetrieve, GeneratedFlatDatabasesComeBackWhole) {
     MemoryFile file;
     CSecureBinaryFileStorageProvider_SetStorageFilenames(file.Path().c_str(), "", "");

@@ -52,6 +52,7 @@ TEST_F(SecureStore, WritesOneRecordOf45BytesForAnExample) {
                                     0x10, 0x00, 0x00, 0x00}));
 }
 
+/// Surprise: Read-only objects are kept in three ways
 TEST_F(SecureStore, WritesARecordPerVariableOfTheWritableObjects) {
     BuildTree(database_);
     EXPECT_EQ(StoredBytes(), TreeBytes());
@@ -69,6 +70,7 @@ TEST_F(SecureStore, RecordsOfEveryTypeHoldTheBytesInMemory) {
                   SecureRecord("R/O/h", Bytes({4})) + SecureRecord("R/O/i", ""));
 }
 
+/// Surprise: The directory is never synced
 TEST_F(SecureStore, TracesEveryStep) {
     BuildTree(database_);
     ASSERT_EQ(Store(3), QBFResult{QBF_OK});
@@ -106,6 +108,7 @@ TEST_F(SecureStore, TracesEveryStep) {
                          "Failed to fsync file directory for storage location 3, could not open directory")));
 }
 
+/// Promise 1
 TEST_F(SecureStore, WritesThreePiecesPerRecordThenFlushesSyncsAndCloses) {
     database_.AddRegion("R").AddObject("O").U32("V", 1);
     const CLibraryFaults files;
@@ -147,6 +150,7 @@ TEST_F(SecureStore, DatabaseWithoutRegionsIsAnEmptyFile) {
     EXPECT_EQ(StoredBytes(), "");
 }
 
+/// Surprise: A read-only nested object is left out with all it holds
 TEST_F(SecureStore, NameOfAReadOnlyNestedObjectStaysInTheFollowingPaths) {
     host::Object& object = database_.AddRegion("R").AddObject("O");
     object.AddNested("N").ReadOnly().U8("Hidden", 1);
@@ -154,6 +158,7 @@ TEST_F(SecureStore, NameOfAReadOnlyNestedObjectStaysInTheFollowingPaths) {
     EXPECT_EQ(StoredBytes(), SecureRecord("R/O/N/After", Bytes({2})));
 }
 
+/// Surprise: A variable after a nested object or an object array in the same object is not restored
 TEST_F(SecureStore, NestedObjectsAddTheirOwnNamesAndAreNeverLeft) {
     host::Object& object = database_.AddRegion("R").AddObject("O");
     object.U8("Before", 1);
@@ -172,6 +177,7 @@ TEST_F(SecureStore, EachTopLevelObjectStartsAPathOfItsOwn) {
     EXPECT_EQ(StoredBytes(), SecureRecord("R/O/N/V", Bytes({1})) + SecureRecord("R/P/W", Bytes({2})));
 }
 
+/// Surprise: An object array inside an element moves the elements after it to paths that nobody looks up
 TEST_F(SecureStore, ArrayInsideAnElementMovesTheBaseOfTheOuterArray) {
     host::Object& object = database_.AddRegion("R").AddObject("O");
     host::Object& first = object.AddToArray("Outer", "E0");
@@ -196,6 +202,7 @@ TEST_F(SecureStore, PathOf510CharactersIsWrittenWhole) {
     EXPECT_THAT(traces_.LinesOf(QBF_W_WARNING), IsEmpty());
 }
 
+/// Surprise: Paths beyond 510 characters are cut
 TEST_F(SecureStore, LongerPathIsCutTo510CharactersReportedAndWritten) {
     const std::string name(511 - 4, 'n');
     database_.AddRegion("R").AddObject("O").U8(name, 1);
@@ -271,6 +278,7 @@ TEST_F(SecureStore, FailedFlushIsReportedAndTheFileIsSyncedAndClosed) {
     EXPECT_EQ(files.OpenStreams(), 0);
 }
 
+/// Promise 6
 TEST_F(SecureStore, FullDiskIsReported) {
     ASSERT_TRUE(IsDevice("/dev/full"));
     BuildThreeVariables();
@@ -504,7 +512,7 @@ TEST_F(SecureStore, FailingArrayElementIsReportedAndTheNextOneIsWritten) {
     EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/O/E1/V", Bytes({2})));
 }
 
-TEST_F(SecureStore, VariableBehindAnArrayElementWithoutNameCarriesTheBaseOfTheArray) {
+TEST_F(SecureStore, VariableAfterAnArrayElementWithoutNameCarriesTheBaseOfTheArray) {
     host::Object& object = database_.AddRegion("R").AddObject("O");
     object.AddToArray("A", "E0").U8("V", 1);
     object.AddToArray("A", "E1").U8("V", 2);
@@ -515,7 +523,7 @@ TEST_F(SecureStore, VariableBehindAnArrayElementWithoutNameCarriesTheBaseOfTheAr
     EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/O/E0/V", Bytes({1})) + SecureRecord("R/O/W", Bytes({3})));
 }
 
-TEST_F(SecureStore, VariableBehindAnArrayElementThatFailedToStartCarriesItsUnendedName) {
+TEST_F(SecureStore, VariableAfterAnArrayElementThatFailedToStartCarriesItsUnendedName) {
     host::Object& object = database_.AddRegion("R").AddObject("O");
     object.AddToArray("A", "E0").U8("V", 1);
     object.AddToArray("A", "E1").U8("V", 2);
@@ -560,6 +568,7 @@ TEST_F(SecureStore, EveryFailingFileCallButTheSyncsFailsTheStoreAndLeavesAUsable
     EXPECT_EQ(faults, 1 + 6 * 3 + 4);
 }
 
+/// Surprise: Channel injector and channel number are two things
 TEST_F(SecureStore, TheChannelInjectorIsIgnored) {
     database_.AddRegion("R").AddObject("Channel.3.").U8("V", 1);
     EXPECT_EQ(provider_->StoreAll(0, database_.Handle(), 3), QBFResult{QBF_OK});
@@ -581,7 +590,7 @@ public:
         const int piece = memfd_create("piece", MFD_CLOEXEC);
         const std::string content(kPieceSize, 'n');
         EXPECT_EQ(write(piece, content.data(), content.size()), static_cast<ssize_t>(content.size()));
-        // Behind the text stands what terminates it.
+        // After the text stands what terminates it.
         void* const reserved = mmap(nullptr, kLength + kPieceSize, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         EXPECT_NE(reserved, MAP_FAILED);
         text_ = static_cast<char*>(reserved);
@@ -616,6 +625,7 @@ TEST_F(SecureStore, PathThatIsTooLongToBeCountedIsAnOutputErrorAndCut) {
 #endif
 
 // The same bytes on every machine.
+/// Promise 11
 TEST_F(SecureStore, RadioUnitIsWrittenAsItsGoldenFile) {
     const auto radioUnit = host::LoadDatabaseFromFile(TAL_EXAMPLES "/radio-unit.json");
 

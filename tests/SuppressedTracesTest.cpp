@@ -136,6 +136,7 @@ INSTANTIATE_TEST_SUITE_P(OfFileProviders, SuppressedTraces,
                          testing::Values(Provider{"Xml", Xml}, Provider{"Binary", Binary}, Provider{"Secure", Secure}),
                          [](const auto& instance) { return instance.param.name; });
 
+/// Promise 24
 TEST_P(SuppressedTraces, ChangeNothingOfAStoreThatAFailingHostCallMeets) {
     ExpectTheSameForEveryFault<HostCalls>([this] { return Store(); });
 }
@@ -170,6 +171,7 @@ TEST_P(SuppressedTraces, ChangeNothingOfARetrieveFromACutFile) {
     }
 }
 
+/// Promise 24
 TEST_P(SuppressedTraces, ChangeNothingOfARetrieveFromAChangedFile) {
     for (std::size_t position = 0; position < goodFile_.size(); ++position) {
         SCOPED_TRACE(position);

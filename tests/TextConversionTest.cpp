@@ -125,7 +125,7 @@ TEST(ScanUnsigned, NegativeNumbersBeyond32BitsSaturateLikePositiveOnes) {
     EXPECT_EQ(ScannedUnsigned(("-" + std::string(500, '9')).c_str()), 4294967295U);
 }
 
-TEST(ScanUnsigned, SpacesBeforeAndTextBehindTheNumberAreIgnored) {
+TEST(ScanUnsigned, SpacesBeforeAndTextAfterTheNumberAreIgnored) {
     EXPECT_EQ(ScannedUnsigned(" \t\n\v\f\r42"), 42U);
     EXPECT_EQ(ScannedUnsigned("42abc"), 42U);
     EXPECT_EQ(ScannedUnsigned("0x1F"), 0U);
@@ -183,7 +183,7 @@ TEST(ScanFloat, TheSmallestNumbersAreRead) {
     EXPECT_EQ(ScannedFloat("3.402823e+38"), 3.402823e+38F);
 }
 
-TEST(ScanFloat, SpacesBeforeAndTextBehindTheNumberAreIgnored) {
+TEST(ScanFloat, SpacesBeforeAndTextAfterTheNumberAreIgnored) {
     EXPECT_EQ(ScannedFloat(" \t\n\v\f\r2.5"), 2.5F);
     EXPECT_EQ(ScannedFloat("2.5 3.5"), 2.5F);
     EXPECT_EQ(ScannedFloat("2,5"), 2.0F);
@@ -235,7 +235,7 @@ TEST(ParseDouble, NumbersBeyondTheRangeBecomeInfiniteOrZero) {
     EXPECT_EQ(ParseDouble("4.940656e-324"), std::numeric_limits<double>::denorm_min());
 }
 
-TEST(ParseDouble, SpacesBeforeAndTextBehindTheNumberAreIgnored) {
+TEST(ParseDouble, SpacesBeforeAndTextAfterTheNumberAreIgnored) {
     EXPECT_EQ(ParseDouble(" \t\n\v\f\r2.5"), 2.5);
     EXPECT_EQ(ParseDouble("2.5 3.5"), 2.5);
     EXPECT_EQ(ParseDouble("2,5"), 2.0);

@@ -79,6 +79,7 @@ TEST_F(XmlChannelInjection, OtherPatternsInARegionNameStay) {
     EXPECT_EQ(Region("a.Channel3.channel.3.b", 3), "a.Channel3.channel.3.b");
 }
 
+/// Surprise: `Rf1` is also found in `Rf12`
 TEST_F(XmlChannelInjection, TheNumberInARegionNameNeedsNoEnd) {
     EXPECT_EQ(Region("xRf12y", 1), "xRfX2y");
 }
@@ -246,6 +247,7 @@ TEST_F(XmlChannelInjection, ADocumentOfOneChannelIsRestoredIntoTheDatabaseOfAnot
     EXPECT_EQ(database_.At("RfX/Path.ChannelX/RfX").Get<std::uint8_t>(), 8);
 }
 
+/// Surprise: With a channel injector, names with `Rf`n or `.Channel`n are stored with an X
 TEST_F(XmlChannelInjection, WhatIsStoredForAChannelComesBackWhereTheDatabaseCarriesThePlaceholders) {
     host::Object& object = database_.AddRegion("RfX").AddObject("O.ChannelX");
     object.U8("a.channel.2.b.ChannelX", 7).AddNested("RfX").U32("c", 8);
@@ -259,6 +261,7 @@ TEST_F(XmlChannelInjection, WhatIsStoredForAChannelComesBackWhereTheDatabaseCarr
     EXPECT_TRUE(database_.At("RfX/O.ChannelX/a.channel.2.b.ChannelX").Retrieved());
 }
 
+/// Surprise: With a channel injector, names with `Rf`n or `.Channel`n are stored with an X
 TEST_F(XmlChannelInjection, WhatIsStoredWithNumbersInRegionsIsNotFoundAgain) {
     database_.AddRegion("Rf2").AddObject("O").U8("a", 7);
     EXPECT_EQ(Store(0, 2), QBFResult{QBF_OK});

@@ -178,6 +178,7 @@ TEST_F(XmlChannelRemoval, ValuesAreLeftAlone) {
     EXPECT_THAT(StoredDocument(3), HasSubstr("<value>Rf3.Channel3channel.3.</value>"));
 }
 
+/// Promise 17
 TEST_F(XmlChannelRemoval, NamesOfTheHostAreNotWrittenTo) {
     Add("Rf3", "o.Channel3", "channel.3.Rf3");
 

@@ -90,6 +90,7 @@ protected:
 
 // ---- A good document that was damaged
 
+/// Promise 12
 TEST_F(XmlHostileDocuments, CutAtAnyByteItIsAParseErrorAndEveryVariableIsEitherOldOrNew) {
     const std::size_t rootEnd = kDocument.rfind('>') + 1;
     ExpectWholeRetrieve();
@@ -114,6 +115,7 @@ TEST_F(XmlHostileDocuments, CutAtAnyByteItIsAParseErrorAndEveryVariableIsEitherO
     }
 }
 
+/// Promise 12
 TEST_F(XmlHostileDocuments, WithAnyByteChangedItDoesNoHarm) {
     for (std::size_t i = 0; i < kDocument.size() && !HasFailure(); ++i) {
         for (const char byte : {'\0', '<', '&', '"', '/', '9', '\xFF', static_cast<char>(kDocument[i] ^ 1)}) {
@@ -316,6 +318,7 @@ TEST_F(XmlHostileDocuments, ControlCharactersInNamesAreAParseError) {
     }
 }
 
+/// Surprise: A string with `<` or `&`, a name with those or `"`
 TEST_F(XmlHostileDocuments, BytesThatAreNoUtf8AreAParseError) {
     EXPECT_EQ(ExpectNoHarmFrom(DocumentOf(Value("q", "\xFF\xFE"))), QBFResult{QBF_E_FAILED});
     EXPECT_EQ(ExpectNoHarmFrom(DocumentOf(Value("q", "\xC3"))), QBFResult{QBF_E_FAILED});
@@ -345,6 +348,7 @@ TEST_F(XmlHostileDocuments, EntitiesThatContainThemselvesAreAParseError) {
     EXPECT_THAT(traces_.Failures().front(), HasSubstr("\nrecursive entity reference\n"));
 }
 
+/// Promise 14
 TEST_F(XmlHostileDocuments, FilesThatADocumentNamesAreNotOpened) {
     WriteFile("other.xml", "7");
     CLibraryFaults files;
@@ -356,6 +360,7 @@ TEST_F(XmlHostileDocuments, FilesThatADocumentNamesAreNotOpened) {
     EXPECT_NE(At("a").Get<std::uint8_t>(), 7);
 }
 
+/// Promise 14
 TEST_F(XmlHostileDocuments, ABillionLaughsAreRefused) {
     std::string document = "<!DOCTYPE storage [<!ENTITY l0 \"ha ha ha ha ha ha ha ha ha ha\">";
     for (int i = 1; i < 10; ++i) {

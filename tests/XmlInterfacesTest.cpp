@@ -117,6 +117,7 @@ TEST_F(XmlInterfaces, BaseDoesNotOfferToReserveWritableSpace) {
     EXPECT_THAT(traces_.Lines(), IsEmpty());
 }
 
+/// Surprise: `QBF_W_NOT_SUPPORTED` is a success
 TEST_F(XmlInterfaces, BaseDoesNotOfferToStoreTheWritableSubset) {
     EXPECT_EQ(base_->StoreAllWritable(0, nullptr, 0), 0x1008U);
     EXPECT_THAT(traces_.Lines(), IsEmpty());
@@ -208,6 +209,7 @@ TEST_F(XmlInterfaces, ReadOnlyConfigurationIgnoresReservingWritableSpace) {
                                              "Ignoring ReserveWritableSpace operation"));
 }
 
+/// Surprise: Stores at the locations 7, 8 and 11 fail
 TEST_F(XmlInterfaces, ReadOnlyConfigurationIgnoresStoringAll) {
     database_.AddRegion("R").AddObject("O").U8("v", 5);
     const HostCalls host;

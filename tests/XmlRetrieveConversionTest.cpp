@@ -115,6 +115,7 @@ TEST_F(XmlConversion, ThirtyTwoBitScalarsAreExactAsSignedNumbers) {
     EXPECT_EQ(Scalar<std::int32_t>(VARIABLE_TYPE_S32, "-2147483648"), std::numeric_limits<std::int32_t>::min());
 }
 
+/// Surprise: Unsigned 32-bit values from 2147483648 up are written as negative numbers
 TEST_F(XmlConversion, ThirtyTwoBitScalarsSaturateAsSignedNumbers) {
     EXPECT_EQ(Scalar<std::uint32_t>(VARIABLE_TYPE_U32, "2147483648"), 2147483647U);
     EXPECT_EQ(Scalar<std::uint32_t>(VARIABLE_TYPE_U32, "4294967295"), 2147483647U);
@@ -138,6 +139,7 @@ TEST_F(XmlConversion, BooleansAreOneOrZero) {
     EXPECT_EQ(Scalar<std::uint32_t>(VARIABLE_TYPE_BOOL, "FALSE"), 0U);
 }
 
+/// Surprise: A truth value comes back as 1
 TEST_F(XmlConversion, BooleanTextsAreExact) {
     for (const char* text : {"true", "True", "1", "TRUE ", " TRUE", "TRUEE", "TRU", "FALSE\t", "false"}) {
         SCOPED_TRACE(text);
@@ -181,6 +183,7 @@ TEST_F(XmlConversion, ADoubleWithoutANumberIsZero) {
     EXPECT_EQ(Scalar<double>(VARIABLE_TYPE_DOUBLE, "x"), 0.0);
 }
 
+/// Promise 11
 TEST_F(XmlConversion, RealsAreReadTheSameWhereTheProcessHasADecimalComma) {
     const CommaLocale comma;
     ASSERT_TRUE(comma.IsActive()) << "localedef could not make a locale with a decimal comma";
@@ -192,7 +195,7 @@ TEST_F(XmlConversion, RealsAreReadTheSameWhereTheProcessHasADecimalComma) {
 
 // ---- Strings
 
-TEST_F(XmlConversion, StringsAreFilledWithZerosBehindTheText) {
+TEST_F(XmlConversion, StringsAreFilledWithZerosAfterTheText) {
     EXPECT_EQ(String(6, "ab"), std::string("ab\0\0\0\0", 6));
 }
 
@@ -212,6 +215,7 @@ TEST_F(XmlConversion, StringsKeepBlanksAndCharactersThatXmlHasNoOtherUseFor) {
     EXPECT_EQ(String(6, "\xC3\xA4\xE2\x82\xAC"), std::string("\xC3\xA4\xE2\x82\xAC\0", 6));
 }
 
+/// Surprise: Of a longer string 2046 bytes come back
 TEST_F(XmlConversion, ALongStringKeepsTheFirst2046Bytes) {
     const std::string text(2046, 'x');
     EXPECT_EQ(String(2100, text), text + std::string(54, '\0'));
@@ -233,6 +237,7 @@ TEST_F(XmlConversion, SixteenBitArraysKeepTheLowBytesOfEachElement) {
     EXPECT_THAT(ArrayOf<std::int16_t>(2, VARIABLE_TYPE_S16_ARRAY, {"-32768", "32768"}), ElementsAre(-32768, -32768));
 }
 
+/// Surprise: Unsigned 32-bit values from 2147483648 up are written as negative numbers
 TEST_F(XmlConversion, UnsignedThirtyTwoBitArraysAreExactWhereTheScalarSaturates) {
     EXPECT_THAT(ArrayOf<std::uint32_t>(5, VARIABLE_TYPE_U32_ARRAY,
                                        {"4294967295", "2147483648", "-1", "-2147483648", "4294967296"}),
@@ -270,7 +275,7 @@ TEST_F(XmlConversion, ABooleanElementThatIsNeitherFailsTheArray) {
     }
 }
 
-TEST_F(XmlConversion, ElementsBeforeABooleanThatIsNeitherAreWrittenAndTheOnesBehindItAreNot) {
+TEST_F(XmlConversion, ElementsBeforeABooleanThatIsNeitherAreWrittenAndTheOnesAfterItAreNot) {
     host::Variable& variable = NewVariable(VARIABLE_TYPE_BOOL_ARRAY, 3, 12);
     HostCalls host;
     host.FailAll("CDatabase_SetNotRetrievedVariablesToDefault");
@@ -305,6 +310,7 @@ TEST_F(XmlConversion, SurplusElementsAreSkipped) {
     EXPECT_THAT(ArrayOf<std::uint16_t>(2, VARIABLE_TYPE_U16_ARRAY, {"1", "2", "3", "4"}), ElementsAre(1, 2));
 }
 
+/// Surprise: An array with too few elements keeps what was in memory for the rest
 TEST_F(XmlConversion, MissingElementsKeepTheirContent) {
     EXPECT_THAT(ArrayOf<std::uint16_t>(3, VARIABLE_TYPE_U16_ARRAY, {"1"}), ElementsAre(1, 0x1111, 0x1111));
 }
@@ -325,6 +331,7 @@ TEST_F(XmlConversion, AnObjectIsNoVariableOfADocument) {
                             "0x8000 CXmlFileStorageProviderBase_RetrieveAll: Error when calling ManageRetrieve"));
 }
 
+/// Surprise: A type code above 22 does not fail the store
 TEST_F(XmlConversion, TypeCodesThatAreNotDefinedAreNotRestored) {
     for (const VariableType type : {VariableType{23}, VariableType{255}, VariableType{0x7FFFFFFF}}) {
         host::Variable& variable = NewVariable(type, 1, 4);
@@ -388,6 +395,7 @@ TEST_F(XmlConversion, AValueOfSeveralLinesKeepsTheLastOne) {
     EXPECT_EQ(At("s").Text(), "two");
 }
 
+/// Surprise: A text with a line break comes back as its last line
 TEST_F(XmlConversion, AValueWithAnEntityKeepsWhatFollowsIt) {
     object_.String("s", 8, "default").String("t", 8, "default");
     EXPECT_EQ(RetrieveVariables(Value("s", "a&amp;b") + Value("t", "x&lt;")), QBFResult{QBF_OK});

@@ -58,7 +58,7 @@ TEST_F(XmlRetrieveStructure, SiblingObjectsFollowOneAnother) {
     EXPECT_EQ(U8At("A/D/c"), 2);
 }
 
-TEST_F(XmlRetrieveStructure, VariablesBehindANestedObjectBelongToItsParent) {
+TEST_F(XmlRetrieveStructure, VariablesAfterANestedObjectBelongToItsParent) {
     object_.U8("a").AddNested("N").U8("b");
     EXPECT_EQ(RetrieveVariables(ObjectElement("N", Value("b", "1")) + Value("a", "2")), QBFResult{QBF_OK});
     EXPECT_EQ(U8At("R/O/N/b"), 1);
@@ -264,7 +264,7 @@ TEST_F(XmlRetrieveStructure, ARegionInsideAnObjectStartsAtTheTopAgain) {
     EXPECT_EQ(U8At("A/B/c"), 1);
 }
 
-TEST_F(XmlRetrieveStructure, ObjectEndsBehindARegionInsideAnObjectDoNotGoBelowTheRegion) {
+TEST_F(XmlRetrieveStructure, ObjectEndsAfterARegionInsideAnObjectDoNotGoBelowTheRegion) {
     database_.AddRegion("A").AddObject("B").U8("c");
     const std::string inner = RegionElement("A", "");
     EXPECT_EQ(
@@ -384,7 +384,7 @@ TEST_F(XmlRetrieveStructure, AnObjectArrayWithoutObjectsIsMarkedRetrieved) {
     EXPECT_TRUE(WasRetrieved("R/O/list"));
 }
 
-TEST_F(XmlRetrieveStructure, VariablesBehindAnObjectArrayAreRestored) {
+TEST_F(XmlRetrieveStructure, VariablesAfterAnObjectArrayAreRestored) {
     object_.AddToArray("list", "E0").U8("x", 9);
     object_.U8("after", 9).AddNested("N").U8("b", 9);
     EXPECT_EQ(RetrieveVariables(ObjectArray("list", {ObjectElement("E0", Value("x", "1"))}) + Value("after", "2") +
@@ -414,7 +414,7 @@ TEST_F(XmlRetrieveStructure, AVariableDirectlyInAnObjectElementIsIgnored) {
     EXPECT_EQ(host.Count("CDatabase_GetVariableByPath"), 1);
 }
 
-TEST_F(XmlRetrieveStructure, AVariableBehindTheObjectOfAnObjectElementIsIgnored) {
+TEST_F(XmlRetrieveStructure, AVariableAfterTheObjectOfAnObjectElementIsIgnored) {
     object_.U8("x", 9);
     object_.AddToArray("list", "E0").U8("x", 9);
     EXPECT_EQ(RetrieveVariables(ObjectArray("list", {ObjectElement("E0", Value("x", "1")) + Value("x", "2")})),
@@ -502,6 +502,7 @@ TEST_F(XmlRetrieveStructure, ARegionInsideAnObjectArrayDoesNotDisturbWhatFollows
 
 // ---- Arrays and the host's list
 
+/// Surprise: An array with too few elements keeps what was in memory for the rest
 TEST_F(XmlRetrieveStructure, AnArrayWithoutElementsIsRetrievedAndKeepsItsContent) {
     object_.U8Array("b", {1, 2});
     At("b").Set<std::uint8_t>(7, 0);

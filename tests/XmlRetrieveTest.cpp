@@ -149,6 +149,7 @@ TEST_F(XmlRetrieve, ARetrieveThatWasPreparedByTheReadOnlyConfigurationRestores) 
 
 // ---- What is not in the document
 
+/// Promise 10
 TEST_F(XmlRetrieve, VariablesThatTheDocumentLacksTakeTheirDefaults) {
     object_.U8("b", 3);
     At("b").Set<std::uint8_t>(8);
@@ -168,6 +169,7 @@ TEST_F(XmlRetrieve, UnregisteredPathIsSkippedAndTheRetrieveSucceeds) {
                             "0x820 CXmlFileStorageProviderBase_UpdateVariable: Variable path R/O/a"));
 }
 
+/// Surprise: Every retrieve defaults what its file lacks
 TEST_F(XmlRetrieve, MarksOfAnEarlierRetrieveDoNotKeepVariablesFromTheirDefaults) {
     EXPECT_EQ(Retrieve(), QBFResult{QBF_OK});
     EXPECT_EQ(RetrieveVariables(""), QBFResult{QBF_OK});
@@ -193,7 +195,8 @@ TEST_F(XmlRetrieve, OfTwoVariablesWithOnePathTheLastOneCounts) {
 
 // ---- The first failure decides about the rest
 
-TEST_F(XmlRetrieve, VariablesBehindAFailedOneAreDefaultedAndTheOnesBeforeItStay) {
+/// Surprise: After the first variable that cannot be restored
+TEST_F(XmlRetrieve, VariablesAfterAFailedOneAreDefaultedAndTheOnesBeforeItStay) {
     object_.Bool("bad", 0).U8("c", 3);
     HostCalls host;
     EXPECT_EQ(RetrieveVariables(Value("a", "5") + Value("bad", "maybe") + Value("c", "4")), QBFResult{QBF_E_FAILED});
@@ -203,7 +206,7 @@ TEST_F(XmlRetrieve, VariablesBehindAFailedOneAreDefaultedAndTheOnesBeforeItStay)
     EXPECT_EQ(host.Count("CVariable_SetRetrieved"), 1);
 }
 
-TEST_F(XmlRetrieve, VariablesBehindAFailedOneHoldTheirValuesUntilTheyAreDefaulted) {
+TEST_F(XmlRetrieve, VariablesAfterAFailedOneHoldTheirValuesUntilTheyAreDefaulted) {
     object_.Bool("bad", 0).U8("c", 3);
     HostCalls host;
     host.FailAll("CDatabase_SetNotRetrievedVariablesToDefault");
@@ -232,6 +235,8 @@ TEST_F(XmlRetrieve, FailedVariablesAreReportedOnceAtTheEnd) {
 
 // ---- Files that are not there or not to be read
 
+/// Promise 9
+/// Surprise: Without a file everything gets its default
 TEST_F(XmlRetrieve, AMissingFileDefaultsEverything) {
     std::filesystem::remove(kXmlFile);
     EXPECT_EQ(Retrieve(), QBFResult{QBF_E_FAILED});
@@ -381,6 +386,7 @@ TEST_F(XmlRetrieve, OnlyLocationEightLooksAtSlotSeven) {
 
 // ---- Failing steps
 
+/// Surprise: A database that cannot be prepared is restored all the same
 TEST_F(XmlRetrieve, AFailingHashTableEndsTheRetrieveBeforeAnythingIsTouched) {
     HostCalls host;
     CLibraryFaults files;
@@ -483,6 +489,8 @@ TEST_F(XmlRetrieve, AnEmptyFileIsAParseError) {
                             "0x8000 CXmlFileStorageProviderBase_RetrieveAll: Error when calling ManageRetrieve"));
 }
 
+/// Promise 10
+/// Surprise: A document that does not parse leaves the rest of the database as it was
 TEST_F(XmlRetrieve, AParseErrorNamesTheLineAndKeepsWhatWasRestored) {
     AllocationFaults memory;
     CLibraryFaults files;
@@ -596,6 +604,7 @@ TEST_F(XmlRetrieve, AFileThatDoesNotFitIntoMemoryIsAReadFailure) {
                     "0x8000 CXmlFileStorageProviderBase_RetrieveAll: Error when calling ManageRetrieve"));
 }
 
+/// Promise 18
 TEST_F(XmlRetrieve, MemoryIsHeldForTheFileAndGivenBack) {
     AllocationFaults memory;
     EXPECT_EQ(Retrieve(), QBFResult{QBF_OK});
@@ -618,6 +627,7 @@ TEST_F(XmlRetrieve, AVariableWithoutContentAddressIsReportedAndTheRetrieveStillS
                     "0x8000 CXmlFileStorageProviderBase_UpdateVariable: Failed to update variable with path R/O/a"));
 }
 
+/// Promise 16
 TEST_F(XmlRetrieve, ANullContentAddressIsNotWrittenTo) {
     HostCalls host;
     host.Fail("CVariable_GetContentAddress", 1, QBF_OK);

@@ -72,6 +72,7 @@ TEST_F(XmlRoundTrip, TheExampleDatabaseSurvivesForAChannelThatIsInNoName) {
     }
 }
 
+/// Promise 8
 TEST_F(XmlRoundTrip, GeneratedDatabasesSurvive) {
     for (std::uint32_t seed = 1; seed <= 60 && !HasFailure(); ++seed) {
         SCOPED_TRACE(testing::Message() << "seed " << seed);
@@ -95,6 +96,7 @@ TEST_F(XmlRoundTrip, AWideGeneratedDatabaseSurvives) {
 
 // What the format cannot carry, it loses in a defined way.
 
+/// Surprise: An empty string comes back as `STRING`
 TEST_F(XmlRoundTrip, AnEmptyStringComesBackAsTheTextBeforeIt) {
     database_.AddRegion("R").AddObject("O").String("s", 16, "");
     EXPECT_EQ(Store(), QBFResult{QBF_OK});
@@ -102,6 +104,7 @@ TEST_F(XmlRoundTrip, AnEmptyStringComesBackAsTheTextBeforeIt) {
     EXPECT_EQ(database_.At("R/O/s").Text(), "STRING");
 }
 
+/// Surprise: A text with a line break comes back as its last line
 TEST_F(XmlRoundTrip, AStringWithALineBreakComesBackAsItsLastLine) {
     database_.AddRegion("R").AddObject("O").String("s", 16, "one\ntwo");
     EXPECT_EQ(Store(), QBFResult{QBF_OK});
@@ -109,6 +112,7 @@ TEST_F(XmlRoundTrip, AStringWithALineBreakComesBackAsItsLastLine) {
     EXPECT_EQ(database_.At("R/O/s").Text(), "two");
 }
 
+/// Surprise: A string with `<` or `&`, a name with those or `"`
 TEST_F(XmlRoundTrip, AStringWithMarkupMakesADocumentThatCannotBeRead) {
     for (const char* text : {"a<b", "a&b"}) {
         host::Database database;
@@ -118,12 +122,14 @@ TEST_F(XmlRoundTrip, AStringWithMarkupMakesADocumentThatCannotBeRead) {
     }
 }
 
+/// Surprise: A string with `<` or `&`, a name with those or `"`
 TEST_F(XmlRoundTrip, ANameWithAQuoteMakesADocumentThatCannotBeRead) {
     database_.AddRegion("R").AddObject("O").U8("a\"b", 1);
     EXPECT_EQ(Store(), QBFResult{QBF_OK});
     EXPECT_EQ(Retrieve(), QBFResult{QBF_E_FAILED});
 }
 
+/// Surprise: Doubles and floats keep seven digits
 TEST_F(XmlRoundTrip, ADoubleComesBackWithSevenDigits) {
     database_.AddRegion("R").AddObject("O").Double("d", 1234.56789);
     EXPECT_EQ(Store(), QBFResult{QBF_OK});
@@ -131,6 +137,7 @@ TEST_F(XmlRoundTrip, ADoubleComesBackWithSevenDigits) {
     EXPECT_EQ(database_.At("R/O/d").Get<double>(), 1234.568);
 }
 
+/// Surprise: A truth value comes back as 1
 TEST_F(XmlRoundTrip, ATrueBooleanComesBackAsOne) {
     database_.AddRegion("R").AddObject("O").Bool("b", 2).BoolArray("c", {0, 7});
     EXPECT_EQ(Store(), QBFResult{QBF_OK});
@@ -139,6 +146,7 @@ TEST_F(XmlRoundTrip, ATrueBooleanComesBackAsOne) {
     EXPECT_EQ(database_.At("R/O/c").Get<std::uint32_t>(1), 1U);
 }
 
+/// Surprise: Unsigned 32-bit values from 2147483648 up are written as negative numbers
 TEST_F(XmlRoundTrip, UnsignedNumbersOfAllSizesComeBackWhole) {
     database_.AddRegion("R")
         .AddObject("O")
@@ -153,6 +161,7 @@ TEST_F(XmlRoundTrip, UnsignedNumbersOfAllSizesComeBackWhole) {
     EXPECT_EQ(ContentOf(database_), stored);
 }
 
+/// Surprise: Inside more than five objects nothing is restored
 TEST_F(XmlRoundTrip, ObjectsNestedDeeperThanFiveAreStoredAndReportedOnTheWayBack) {
     host::Object* object = &database_.AddRegion("R").AddObject("1");
     for (const char* name : {"2", "3", "4", "5", "6"}) {
@@ -164,6 +173,7 @@ TEST_F(XmlRoundTrip, ObjectsNestedDeeperThanFiveAreStoredAndReportedOnTheWayBack
     EXPECT_FALSE(database_.At("R/1/2/3/4/5/6/v").Retrieved());
 }
 
+/// Surprise: Region names beyond 39 characters, object and variable names beyond 119 are not found again
 TEST_F(XmlRoundTrip, ANameBeyondItsLimitIsNotFoundAgain) {
     database_.AddRegion("R").AddObject("O").U8(std::string(119, 'a'), 1).U8(std::string(120, 'b'), 2);
     EXPECT_EQ(Store(), QBFResult{QBF_OK});

@@ -162,6 +162,7 @@ TEST_F(XmlStorageFiles, NameThatIsCutIsTracedWhole) {
               "0x800 CXmlFileStorageProviderBase_SetStorageFilenames: Set storage: " + std::string(100, 'n'));
 }
 
+/// Surprise: File names are cut to 79 characters
 TEST_F(XmlStorageFiles, StoreCreatesTheFileUnderTheCutName) {
     SetFirstName(std::string(100, 'n'));
 
@@ -186,6 +187,7 @@ TEST_F(XmlStorageFiles, SetterOfTheReadOnlyConfigurationTracesUnderTheNameOfTheB
                                              "0x800 CXmlFileStorageProviderBase_SetStorageFilenames: Set storage: a"));
 }
 
+/// Surprise: File names that were set too early are lost
 TEST_F(XmlStorageFiles, ReadWriteConfigurationSetsEightOfTheTenSlots) {
     CXmlFileStorageProvider_GetInterface(&provider_);
     EXPECT_THAT(FilesOfSlots(),
@@ -203,6 +205,7 @@ TEST_F(XmlStorageFiles, ReadOnlyConfigurationSetsEightOtherSlots) {
                                             "MicrowaveBoard.xml", "/lib/firmware/bin/Drivers.xml"));
 }
 
+/// Surprise: The two XML configurations share one state
 TEST_F(XmlStorageFiles, ReadWriteConfigurationAfterTheReadOnlyOneKeepsItsMicrowaveBoardNames) {
     CReadOnlyXmlFileStorageProvider_GetInterface(&provider_);
     CXmlFileStorageProvider_GetInterface(&provider_);
@@ -219,12 +222,14 @@ TEST_F(XmlStorageFiles, BaseConfigurationLeavesTheNamesAlone) {
                                             "slot5.xml", "slot6.xml", "slot7.xml", "slot8.xml", "slot9.xml"));
 }
 
+/// Surprise: File names that were set too early are lost
 TEST_F(XmlStorageFiles, InitializeLeavesTheNamesAlone) {
     provider_->Initialize(0);
     EXPECT_THAT(FilesOfSlots(), ElementsAre("slot0.xml", "slot1.xml", "slot2.xml", "slot3.xml", "slot4.xml",
                                             "slot5.xml", "slot6.xml", "slot7.xml", "slot8.xml", "slot9.xml"));
 }
 
+/// Surprise: The locations 3, 4 and 5 are one document
 TEST_F(XmlStorageFiles, LocationsThreeToFiveShareOneDocumentInTheReadWriteConfiguration) {
     CXmlFileStorageProvider_GetInterface(&provider_);
     AddVariable();
@@ -251,6 +256,7 @@ TEST_F(XmlStorageFiles, InitializeDoesNotCheckTheLocation) {
     EXPECT_EQ(provider_->Initialize(ULONG_MAX), 0U);
 }
 
+/// Promise 17
 TEST_F(XmlStorageFiles, InitializeConstructsTheElementListAndCallsNothingElse) {
     const HostCalls host;
     provider_->Initialize(0);
@@ -284,6 +290,7 @@ void PrintTo(const LocationRow& row, std::ostream* out) {
 
 class XmlLocations : public XmlStorageFiles, public testing::WithParamInterface<LocationRow> {};
 
+/// Surprise: Stores at the locations 7, 8 and 11 fail
 TEST_P(XmlLocations, StoreWritesTheFileOfAWritableLocationOnly) {
     const LocationRow& row = GetParam();
 
@@ -353,6 +360,7 @@ protected:
     }
 };
 
+/// Promise 4
 TEST_P(XmlInvalidLocations, StoreRefusesThem) {
     EXPECT_EQ(Store(GetParam().location), 0x8000U);
 
@@ -370,6 +378,7 @@ TEST_P(XmlInvalidLocations, StoreReportsTheFileOfTheCallBefore) {
               "0x8002 CXmlFileStorageProviderBase_ManageStore: Could not open storage file slot1.xml");
 }
 
+/// Surprise: A location that one provider takes is invalid for another
 TEST_P(XmlInvalidLocations, RetrieveRefusesThem) {
     const CLibraryFaults files;
 
@@ -397,17 +406,20 @@ INSTANTIATE_TEST_SUITE_P(, XmlInvalidLocations, testing::ValuesIn(InvalidLocatio
 
 // Opening for writing.
 
+/// Promise 3
 TEST_F(XmlStorageFiles, StoreReplacesALongerDocument) {
     WriteFile(kXmlFile, std::string(5000, 'x'));
     EXPECT_EQ(StoredDocument(), "<?xml version=\"1.0\" encoding=\"UTF-8\"?><storage name = \"RV20\"></storage>\n");
 }
 
+/// Surprise: A store begins by truncating the file
 TEST_F(XmlStorageFiles, StoreOpensItsFileForWritingAndReading) {
     const CLibraryFaults files;
     Store();
     EXPECT_EQ(files.Calls().front(), "fopen slot0.xml w+");
 }
 
+/// Promise 4
 TEST_F(XmlStorageFiles, StoreIntoAReadOnlyLocationLeavesAnExistingFileAlone) {
     WriteFile("slot9.xml", "precious");
 
@@ -565,6 +577,7 @@ TEST_F(XmlStorageFiles, FilesThatCannotBeOpenedLeaveNoReadBufferBehind) {
 
 // The alternative source of location 8.
 
+/// Surprise: Location 8 is read from the file of slot 7 wherever that exists
 TEST_F(XmlStorageFiles, LocationEightIsReadFromTheFileOfSlotSevenWhereThatExists) {
     AddVariable();
     WriteFile("slot6.xml", DocumentWith("6"));
@@ -597,6 +610,7 @@ TEST_F(XmlStorageFiles, LocationEightIsReadFromItsOwnFileWithoutAFileOfSlotSeven
                             "<<<<  Reading XML file slot6.xml (for storage location 8)"));
 }
 
+/// Surprise: Location 8 is read from the file of slot 7 wherever that exists
 TEST_F(XmlStorageFiles, WhatIsStoredIntoLocationNineIsReadFromLocationEight) {
     AddVariable();
     database_.At("R/O/v").Set<std::uint8_t>(99);
@@ -651,12 +665,14 @@ TEST_F(XmlStorageFiles, FileOfTheLastOperationIsRememberedAfterIt) {
 
 // Closing a written file.
 
+/// Promise 1
 TEST_F(XmlStorageFiles, CloseFlushesSyncsAndClosesThenTriesTheDirectory) {
     const CLibraryFaults files;
     Store();
     EXPECT_THAT(files.Calls(), ElementsAre("fopen slot0.xml w+", "fwrite 72", "fflush", "fsync", "fclose", "fopen  r"));
 }
 
+/// Surprise: The directory is never synced
 TEST_F(XmlStorageFiles, CloseTracesEveryStepAndThatItCannotOpenTheDirectory) {
     EXPECT_EQ(Store(6), 0U);
     EXPECT_THAT(traces_.LinesOf("CXmlFileStorageProviderBase_CloseFile"),
@@ -702,6 +718,7 @@ TEST_F(XmlStorageFiles, FailuresOfTheDirectorySyncAreIgnored) {
     EXPECT_THAT(traces_.Failures(), IsEmpty());
 }
 
+/// Promise 6
 TEST_F(XmlStorageFiles, FileThatCannotBeClosedFailsTheStore) {
     CLibraryFaults files;
     files.Fail("fclose", 1, EIO);
@@ -750,6 +767,7 @@ TEST_F(XmlStorageFiles, FailedSyncIsIgnored) {
     EXPECT_TRUE(files.Fired());
 }
 
+/// Surprise: A full disk passes as stored
 TEST_F(XmlStorageFiles, FailedWriteIsIgnored) {
     CLibraryFaults files;
     files.Fail("fwrite", 1, ENOSPC);
@@ -760,6 +778,8 @@ TEST_F(XmlStorageFiles, FailedWriteIsIgnored) {
     EXPECT_EQ(ReadFile(kXmlFile), "");
 }
 
+/// Promise 6
+/// Surprise: A full disk passes as stored
 TEST_F(XmlStorageFiles, FullDiskThatShowsInTheFlushIsNotReported) {
     ASSERT_TRUE(IsDevice("/dev/full"));
     SetFirstName("/dev/full");
@@ -770,6 +790,7 @@ TEST_F(XmlStorageFiles, FullDiskThatShowsInTheFlushIsNotReported) {
     EXPECT_THAT(traces_.Failures(), IsEmpty());
 }
 
+/// Promise 20
 TEST_F(XmlStorageFiles, StoreLeavesNoStreamOpen) {
     const CLibraryFaults files;
     Store();

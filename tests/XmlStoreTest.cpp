@@ -345,6 +345,7 @@ TEST_F(XmlStore, RealsAreWrittenAsPrintfShowsThem) {
                                                  elements + "</array></variable>"));
 }
 
+/// Promise 11
 TEST_F(XmlStore, RealsHaveAPointWhateverTheLocale) {
     Object().Float("v", 1.5F).DoubleArray("w", {1234.5});
     const CommaLocale comma;
@@ -519,6 +520,7 @@ TEST_F(XmlStore, ObjectAndVariableNamesAreCutTo119) {
                                          One(std::string(119, 'v')) + "\n</object>\n</region>\n"));
 }
 
+/// Surprise: Read-only objects are kept in three ways
 TEST_F(XmlStore, ReadOnlyObjectIsWrittenWithoutItsVariables) {
     Object().ReadOnly().U8("a", 1).AddNested("N");
     EXPECT_EQ(StoredDocument(), DocumentOfObject(""));
@@ -612,6 +614,7 @@ TEST_F(XmlStore, SecondStoreOfTheSameDatabaseGivesTheSameBytes) {
     EXPECT_EQ(StoredDocument(), first);
 }
 
+/// Promise 17
 TEST_F(XmlStore, StoreLeavesTheDatabaseAlone) {
     Object().U8("a", 1).String("s", 8, "text");
     database_.At("R/O/a").SetRetrieved(true);
@@ -624,6 +627,7 @@ TEST_F(XmlStore, StoreLeavesTheDatabaseAlone) {
     EXPECT_TRUE(database_.GuardsIntact());
 }
 
+/// Promise 18
 TEST_F(XmlStore, StoreAllocatesNothing) {
     Object().U8("a", 1).Double("d", 0.1).String("s", 8, "text").AddNested("N");
     const AllocationFaults memory;
@@ -635,6 +639,7 @@ TEST_F(XmlStore, StoreAllocatesNothing) {
 
 // The example.
 
+/// Promise 11
 TEST_F(XmlStore, RadioUnitIsWrittenAsItsGoldenFile) {
     const auto radioUnit = host::LoadDatabaseFromFile(TAL_EXAMPLES "/radio-unit.json");
 
@@ -925,6 +930,7 @@ TEST_F(XmlStore, NestedObjectWhoseIterationCannotStartStaysOpenInItsObject) {
                                         "0 CXmlFileStorageProviderBase_ManageStore: Failed to store object"));
 }
 
+/// Surprise: A variable without content leaves its object open in the document
 TEST_F(XmlStore, VariableWithoutContentAbandonsItsObjectWithOpenTags) {
     host::Region& region = database_.AddRegion("R");
     region.AddObject("N").U8("a", 1).U8("b", 1).U8("c", 1);
@@ -1009,6 +1015,7 @@ TEST_F(XmlStore, EmptyArrayWhoseContentIsUnavailableAbandonsItsObjectLikeAnyOthe
               Document("<region name = \"R\"><object name = \"O\">\n<variable name = \"v\"></region>\n"));
 }
 
+/// Surprise: A type code above 22 does not fail the store
 TEST_F(XmlStore, UndefinedTypeIsReportedAndNotAFailure) {
     Object().Raw("v", 23, 1, Bytes({0})).U8("a", 1);
 
@@ -1062,6 +1069,7 @@ TEST_F(XmlStore, ElementWithoutANameLeavesItsObjectElementEmpty) {
     EXPECT_THAT(Problems(), ElementsAre("0x8004 CXmlFileStorageProviderBase_StoreObject: Could not get object name"));
 }
 
+/// Surprise: A variable without content leaves its object open in the document
 TEST_F(XmlStore, ElementThatIsAbandonedNeitherStopsTheArrayNorFailsItsParent) {
     Object().AddToArray("v", "A").U8("a", 1);
     Object().AddToArray("v", "B").U8("b", 1);

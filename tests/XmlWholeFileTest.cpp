@@ -36,6 +36,7 @@ protected:
     const std::string document_ = tal::test::DocumentOf(Value("a", "1234567") + Value("b", "7654321"));
 };
 
+/// Promise 13
 TEST_F(XmlWholeFile, AFileThatTakesItsPlaceAfterItsSizeWasTakenIsReadAsAWhole) {
     for (std::size_t toldSize = 0; toldSize <= document_.size(); ++toldSize) {
         SCOPED_TRACE(toldSize);
@@ -151,6 +152,7 @@ protected:
     bool isDevice_;
 };
 
+/// Promise 13
 TEST_F(XmlEndlessDevice, IsGivenUp) {
     ASSERT_TRUE(isDevice_);
 

@@ -83,6 +83,7 @@ Row* RowsInMemory(const LoadedLibrary& library, HwNameTable table) {
     return reinterpret_cast<Row*>(const_cast<char*>(firstName - nameOffset));
 }
 
+/// Promise 19
 TEST(LoadUnload, AThousandTimesLeavesTheHeapAsItWas) {
     // The loader's own tables grow a little in the first rounds.
     for (int i = 0; i < 20; ++i) {

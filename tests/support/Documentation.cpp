@@ -100,7 +100,7 @@ std::string BytesOfHex(const std::string& pairs) {
 
 Page::Page(const std::string& name) : name_(name), text_(ReadFromRepository(name)) {}
 
-std::vector<std::string> Page::LinesBehind(std::string_view heading) const {
+std::vector<std::string> Page::LinesAfter(std::string_view heading) const {
     std::vector<std::string> lines = LinesOf(text_);
     const auto found = std::find(lines.begin(), lines.end(), heading);
     if (found == lines.end()) {
@@ -111,10 +111,10 @@ std::vector<std::string> Page::LinesBehind(std::string_view heading) const {
     return lines;
 }
 
-std::string Page::BlockBehind(std::string_view heading) const {
+std::string Page::BlockAfter(std::string_view heading) const {
     std::string block;
     bool isInside = false;
-    for (const std::string& line : LinesBehind(heading)) {
+    for (const std::string& line : LinesAfter(heading)) {
         if (StartsWith(line, kFence)) {
             if (isInside) {
                 return block;
@@ -124,7 +124,7 @@ std::string Page::BlockBehind(std::string_view heading) const {
             block += line + '\n';
         }
     }
-    ADD_FAILURE() << name_ << " has no code block behind " << heading;
+    ADD_FAILURE() << name_ << " has no code block after " << heading;
     return {};
 }
 
@@ -146,9 +146,9 @@ std::vector<std::string> Page::BlocksIn(std::string_view language) const {
     return blocks;
 }
 
-std::vector<Page::Row> Page::TableBehind(std::string_view heading) const {
+std::vector<Page::Row> Page::TableAfter(std::string_view heading) const {
     std::vector<Row> rows;
-    for (const std::string& line : LinesBehind(heading)) {
+    for (const std::string& line : LinesAfter(heading)) {
         if (StartsWith(line, "|")) {
             rows.push_back(CellsOf(line));
         } else if (!rows.empty()) {
@@ -157,7 +157,7 @@ std::vector<Page::Row> Page::TableBehind(std::string_view heading) const {
     }
     constexpr std::ptrdiff_t kHeaderRows = 2;
     if (rows.size() <= kHeaderRows) {
-        ADD_FAILURE() << name_ << " has no table behind " << heading;
+        ADD_FAILURE() << name_ << " has no table after " << heading;
         return {};
     }
     rows.erase(rows.begin(), rows.begin() + kHeaderRows);

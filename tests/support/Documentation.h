@@ -17,20 +17,20 @@ public:
 
     [[nodiscard]] const std::string& Text() const { return text_; }
 
-    /// @return the lines between the fences of the first code block behind the line `heading`; fails the test when
+    /// @return the lines between the fences of the first code block after the line `heading`; fails the test when
     ///         there is none.
-    [[nodiscard]] std::string BlockBehind(std::string_view heading) const;
+    [[nodiscard]] std::string BlockAfter(std::string_view heading) const;
 
     /// @return every code block whose fence says that it is in `language`.
     [[nodiscard]] std::vector<std::string> BlocksIn(std::string_view language) const;
 
     using Row = std::vector<std::string>;
-    /// @return the rows of the first table behind the line `heading`, without its header, the cells without the blanks
-    ///         and back quotes round them; fails the test when there are none.
-    [[nodiscard]] std::vector<Row> TableBehind(std::string_view heading) const;
+    /// @return the rows of the first table after the line `heading`, without its header, the cells without the blanks
+    ///         and back quotes around them; fails the test when there are none.
+    [[nodiscard]] std::vector<Row> TableAfter(std::string_view heading) const;
 
 private:
-    [[nodiscard]] std::vector<std::string> LinesBehind(std::string_view heading) const;
+    [[nodiscard]] std::vector<std::string> LinesAfter(std::string_view heading) const;
 
     std::string name_;
     std::string text_;

@@ -315,7 +315,7 @@ TEST_F(Check, FindsNothingWrongWithValuesThatOnlyLookDifferent) {
                 IsEmpty());
 }
 
-TEST_F(Check, FindsEveryRefusedValueAndGoesOnBehindIt) {
+TEST_F(Check, FindsEveryRefusedValueAndGoesOnAfterIt) {
     EXPECT_THAT(CodesOf(Variable("a", "BOOL", "true") + Variable("b", "U8", "1") + Variable("c", "BOOL", "") +
                         Variable("d", "U8", "256")),
                 ElementsAre("xml.refused R/O/a", "xml.refused R/O/c", "xml.changed R/O/d"));

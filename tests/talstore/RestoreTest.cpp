@@ -101,7 +101,7 @@ TEST_F(Restoring, OfAPathThatIsStoredTwiceTheLastValueCounts) {
     EXPECT_EQ(layout_->At("R/O/a").Get<std::uint8_t>(), 7);
 }
 
-TEST_F(Restoring, BehindABadStartMarkerVariablesAreLeft) {
+TEST_F(Restoring, AfterABadStartMarkerVariablesAreLeft) {
     EXPECT_THAT(Restore(Format::Secure, Record("R/O/a", "\x05") + std::string(20, 'x')),
                 ElementsAre("restored R/O/a", "left R/O/b"));
     EXPECT_THAT(report_.failure, HasSubstr("Start marker missing"));
@@ -210,7 +210,7 @@ TEST_F(Restoring, AWrongBoolCostsWhatFollows) {
     EXPECT_EQ(report_.variables[1].reason, "its value is dropped, since an earlier variable failed: R/O/a");
 }
 
-TEST_F(Restoring, BehindASyntaxErrorVariablesAreLeft) {
+TEST_F(Restoring, AfterASyntaxErrorVariablesAreLeft) {
     EXPECT_THAT(Restore(Format::Xml, InObject(Variable("a", "U8", "5") + "<")),
                 ElementsAre("restored R/O/a", "left R/O/b"));
     EXPECT_THAT(report_.failure, HasSubstr("Parse error in file"));

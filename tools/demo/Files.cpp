@@ -224,9 +224,8 @@ bool ShowAllFormats(const Setting& setting) {
         database->ResetToDefaults();
         Operate(*database);
     }
-    std::cout
-        << "  The binary file also keeps read-only objects. In the secure file, variables behind a nested object\n"
-           "  carry its name in their path and are not found again: put them in front of it.\n";
+    std::cout << "  The binary file also keeps read-only objects. In the secure file, variables after a nested object\n"
+                 "  carry its name in their path and are not found again: put them before it.\n";
     return isFine;
 }
 

@@ -23,7 +23,7 @@ std::string Hex(std::size_t value, int digits) {
     return text;
 }
 
-/// A column: at least one space stands behind the text.
+/// A column: at least one space stands after the text.
 std::string Padded(std::string text, std::size_t width) {
     text.resize(std::max(width, text.size() + 1), ' ');
     return text;

@@ -399,7 +399,7 @@ private:
         return text;
     }
 
-    /// @param prefix  What stands in front of the object's name in its path.
+    /// @param prefix  What stands before the object's name in its path.
     void CheckObject(CStorageObject* object, const std::string& prefix) {
         const std::string name = NameOf("CStorageObject_GetName", prefix, kLongestOtherName,
                                         [=](char** out) { return CStorageObject_GetName(object, out); });

@@ -16,7 +16,7 @@ namespace tal::talstore {
 struct DocumentValues {
     std::unique_ptr<host::Database> layout;
     RestoreReport report;
-    /// Per item that no board takes, why. These are not in the layout: one of them would hide all those behind it.
+    /// Per item that no board takes, why. These are not in the layout: one of them would hide all those after it.
     std::map<std::size_t, std::string> refused;
 };
 

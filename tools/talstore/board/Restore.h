@@ -84,7 +84,7 @@ struct RestoreReport {
 using VariableVisitor = std::function<void(host::Variable& variable, bool isWritable)>;
 
 /// Visits every variable that has a value, in the order in which all providers walk the tree.
-/// @param visit  Is told whether all objects round the variable are writable.
+/// @param visit  Is told whether all objects around the variable are writable.
 void VisitVariables(const host::Database& layout, const VariableVisitor& visit);
 
 }  // namespace tal::talstore

@@ -20,7 +20,7 @@ struct Place {
 enum class Severity {
     Note,     ///< Worth knowing, nothing is lost.
     Warning,  ///< Something is not as a board would write it, or will not come back as it is written.
-    Error     ///< A board will not read this, or nothing behind it.
+    Error     ///< A board will not read this, or nothing after it.
 };
 
 struct Finding {
