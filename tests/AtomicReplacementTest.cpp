@@ -9,6 +9,7 @@
 
 #include "host/ReferenceHost.h"
 #include "support/CLibraryFaults.h"
+#include "support/FileProviders.h"
 #include "support/Files.h"
 #include "support/Sweep.h"
 #include "support/TraceRecorder.h"
@@ -17,20 +18,19 @@ namespace tal::test {
 
 namespace {
 
+/// What the example has for a provider.
 struct Recipe {
-    const char* name;
-    QBFResult (*getInterface)(IStorageProvider**);
+    FileProvider files;
     void (*useFile)(const char*);
     const char* ending;
 };
 
-constexpr Recipe kRecipes[] = {
-    {"Xml", CXmlFileStorageProvider_GetInterface, example::UseXmlCalibrationFile, "</storage>\n"},
-    {"Binary", CBinaryFileStorageProvider_GetInterface, example::UseBinaryCalibrationFile, ""},
-    {"Secure", CSecureBinaryFileStorageProvider_GetInterface, example::UseSecureCalibrationFile, ""}};
+constexpr Recipe kRecipes[] = {{kXmlFiles, example::UseXmlCalibrationFile, "</storage>\n"},
+                               {kBinaryFiles, example::UseBinaryCalibrationFile, ""},
+                               {kSecureFiles, example::UseSecureCalibrationFile, ""}};
 
 void PrintTo(const Recipe& recipe, std::ostream* stream) {
-    *stream << recipe.name;
+    *stream << recipe.files.name;
 }
 
 constexpr const char* kFile = "calibration";
@@ -40,8 +40,6 @@ class AtomicReplacement : public ::testing::TestWithParam<Recipe> {
 protected:
     AtomicReplacement() {
         database_.AddRegion("R").AddObject("O").U32("a", 1).String("s", 8, "text");
-        GetParam().getInterface(&replaced_.provider);
-        replaced_.provider->Initialize(0);
         GetParam().useFile(kFile);
     }
 
@@ -61,7 +59,7 @@ protected:
     TemporaryDirectory directory_;
     TraceRecorder traces_;
     host::Database database_;
-    example::ReplacedLocation replaced_ = {nullptr, 0, kFile, GetParam().useFile, GetParam().ending};
+    example::ReplacedLocation replaced_ = {GetParam().files.Prepare(), 0, kFile, GetParam().useFile, GetParam().ending};
 };
 
 TEST_P(AtomicReplacement, ReplacesTheFileAndLeavesNothingBesideIt) {
@@ -137,7 +135,9 @@ TEST_P(AtomicReplacement, WorksInAnotherDirectory) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, AtomicReplacement, ::testing::ValuesIn(kRecipes),
-                         [](const ::testing::TestParamInfo<Recipe>& recipe) { return std::string(recipe.param.name); });
+                         [](const ::testing::TestParamInfo<Recipe>& recipe) {
+                             return std::string(recipe.param.files.name);
+                         });
 
 }  // namespace
 

@@ -301,7 +301,6 @@ bool AreOthersKept(Database& database) {
 }
 
 /// In the order of the table's columns.
-constexpr FileProvider kColumns[] = {kXmlFiles, kBinaryFiles, kSecureFiles};
 
 /// Stores the old layout, retrieves into the new one.
 /// @return what the table's cell should say.
@@ -335,8 +334,8 @@ TEST_P(DocumentedLayoutChanges, KeepWhatTheTableSays) {
     const Change& change = GetParam();
     for (const Page::Row& row : Page(kPage).TableAfter(kHeading)) {
         if (row[0] == change.name) {
-            for (std::size_t column = 0; column < std::size(kColumns); ++column) {
-                EXPECT_EQ(row.at(1 + column), Outcome(change, kColumns[column])) << kColumns[column].name;
+            for (std::size_t column = 0; column < std::size(kFileProviders); ++column) {
+                EXPECT_EQ(row.at(1 + column), Outcome(change, kFileProviders[column])) << kFileProviders[column].name;
             }
             return;
         }

@@ -16,6 +16,7 @@
 #include "support/AllocationFaults.h"
 #include "support/BoardVariables.h"
 #include "support/CLibraryFaults.h"
+#include "support/FileProviders.h"
 #include "support/Files.h"
 #include "support/GeneratedDatabase.h"
 #include "support/HostCalls.h"
@@ -31,10 +32,14 @@ using tal::test::AllocationFaults;
 using tal::test::CLibraryFaults;
 using tal::test::ContentOf;
 using tal::test::DatabaseContent;
+using tal::test::FileProvider;
 using tal::test::HostCalls;
 using tal::test::SweepFaults;
 
 constexpr StorageLocation kCalibration = 0;
+
+/// It has no file.
+constexpr FileProvider kBoard = {"Board", ReadOnlyZorBspStorageProvider_getInterface, nullptr, nullptr};
 
 void AddEveryType(Object& object) {
     object.U8("U8", 200).U16("U16", 60000).U32("U32", 4000000000U);
@@ -70,9 +75,8 @@ struct Outcome {
 
 struct Operation {
     const char* name;
-    QBFResult (*getInterface)(IStorageProvider**);
+    FileProvider files;
     bool stores;
-    const char* fileName;  ///< Null: there is none.
     std::vector<Outcome> hostCalls;
     std::vector<Outcome> emptyHandedHostCalls;  ///< That answer a success and hand nothing out.
     std::vector<Outcome> fileCalls;
@@ -85,9 +89,8 @@ void PrintTo(const Operation& operation, std::ostream* stream) {
 
 const Operation kOperations[] = {
     {"XmlStore",
-     CXmlFileStorageProvider_GetInterface,
+     tal::test::kXmlFiles,
      true,
-     "storage_calibration_database.xml",
      {{"CStorageRegion_GetName", QBF_E_FAILED,
        "0x8004 CXmlFileStorageProviderBase_ManageStore: Could not get region name"},
       {"CStorageObject_GetName", QBF_E_FAILED,
@@ -148,9 +151,8 @@ const Operation kOperations[] = {
       {"fopen  r", QBF_OK, ""}},
      {}},
     {"XmlRetrieve",
-     CXmlFileStorageProvider_GetInterface,
+     tal::test::kXmlFiles,
      false,
-     "storage_calibration_database.xml",
      {{"CDatabase_UpdatePathHashTable", QBF_E_FAILED,
        "0x8000 CXmlFileStorageProviderBase_ManageRetrieve: Error when updating hash table in CDatabase"},
       {"CDatabase_SetAsNotRetrieved", QBF_E_FAILED,
@@ -204,9 +206,8 @@ const Operation kOperations[] = {
        "line "},
       {"allocation", QBF_OK, "0x8000 CXmlFileStorageProviderBase_EndElement: Could not add array element to list : "}}},
     {"BinaryStore",
-     CBinaryFileStorageProvider_GetInterface,
+     tal::test::kBinaryFiles,
      true,
-     "storage_calibration_database.bin",
      {{"CStorageRegion_GetName", QBF_E_FAILED,
        "0x8004 CBinaryFileStorageProvider_ManageStorage: Could not get region name"},
       {"CStorageObject_GetName", QBF_E_FAILED,
@@ -246,9 +247,8 @@ const Operation kOperations[] = {
        "5)"}},
      {}},
     {"BinaryRetrieve",
-     CBinaryFileStorageProvider_GetInterface,
+     tal::test::kBinaryFiles,
      false,
-     "storage_calibration_database.bin",
      {{"CDatabase_UpdatePathHashTable", QBF_E_FAILED,
        "0x8000 CBinaryFileStorageProvider_RetrieveAll: Error when updating hash table in CDatabase"},
       {"CDatabase_SetAsNotRetrieved", QBF_E_FAILED,
@@ -299,9 +299,8 @@ const Operation kOperations[] = {
        "5)"}},
      {}},
     {"SecureStore",
-     CSecureBinaryFileStorageProvider_GetInterface,
+     tal::test::kSecureFiles,
      true,
-     "storage_calibration_database.sbin",
      {{"CStorageRegion_GetName", QBF_E_FAILED,
        "0x8004 CSecureBinaryFileStorageProvider_ManageStore: Could not get region name"},
       {"CStorageObject_GetName", QBF_E_FAILED,
@@ -358,9 +357,8 @@ const Operation kOperations[] = {
      {}},
     // A record that cannot be restored is reported and does not count.
     {"SecureRetrieve",
-     CSecureBinaryFileStorageProvider_GetInterface,
+     tal::test::kSecureFiles,
      false,
-     "storage_calibration_database.sbin",
      {{"CDatabase_UpdatePathHashTable", QBF_OK,
        "0x8000 CSecureBinaryFileStorageProvider_ManageRetrieve: Error when updating hash table in CDatabase"},
       {"CDatabase_SetAsNotRetrieved", QBF_OK,
@@ -400,9 +398,8 @@ const Operation kOperations[] = {
        "is: 5)"}},
      {{"allocation", QBF_OK, "0x8000 CSecureBinaryFileStorageProvider_ManageRetrieve: Could not allocate "}}},
     {"BoardRetrieve",
-     ReadOnlyZorBspStorageProvider_getInterface,
+     kBoard,
      false,
-     nullptr,
      {{"CDatabase_UpdatePathHashTable", QBF_E_FAILED,
        "0x8000 retrieveAll: Error when updating hash table in CDatabase"},
       {"CDatabase_SetAsNotRetrieved", QBF_E_FAILED, "0x8000 retrieveAll: Error when setting Database as not retrieved"},
@@ -446,8 +443,7 @@ class FaultSweep : public testing::TestWithParam<Operation> {
 protected:
     void SetUp() override {
         tal::test::PlayTestBoard(board_);
-        GetParam().getInterface(&provider_);
-        provider_->Initialize(kCalibration);
+        provider_ = GetParam().files.Prepare();
         ASSERT_EQ(Store(), QBF_OK);
         ASSERT_EQ(Retrieve(), QBF_OK);
         file_ = File();
@@ -496,7 +492,10 @@ private:
         return GetParam().stores ? Store() : Retrieve();
     }
 
-    static std::string File() { return GetParam().fileName == nullptr ? "" : tal::test::ReadFile(GetParam().fileName); }
+    static std::string File() {
+        const char* const name = GetParam().files.defaultFile;
+        return name == nullptr ? "" : tal::test::ReadFile(name);
+    }
 
     const Outcome* OutcomeOf(const std::string& call, const std::vector<Outcome>& outcomes) const {
         const auto outcome = std::find_if(outcomes.begin(), outcomes.end(), [&](const Outcome& candidate) {

@@ -11,6 +11,7 @@
 #include "TypeTable.h"
 #include "host/ReferenceHost.h"
 #include "support/CLibraryFaults.h"
+#include "support/FileProviders.h"
 #include "support/Files.h"
 #include "support/GeneratedDatabase.h"
 #include "support/Sweep.h"
@@ -29,21 +30,6 @@ constexpr StorageLocation kCalibration = 0;
 constexpr std::uint32_t kTree = 7;
 constexpr std::uint32_t kValues = 11;
 
-struct Format {
-    const char* name;
-    QBFResult (*getInterface)(IStorageProvider**);
-    const char* fileName;
-};
-
-constexpr Format kFormats[] = {
-    {"Xml", CXmlFileStorageProvider_GetInterface, "storage_calibration_database.xml"},
-    {"Binary", CBinaryFileStorageProvider_GetInterface, "storage_calibration_database.bin"},
-    {"Secure", CSecureBinaryFileStorageProvider_GetInterface, "storage_calibration_database.sbin"}};
-
-void PrintTo(const Format& format, std::ostream* stream) {
-    *stream << format.name;
-}
-
 /// A board that has just started: the layout is the same on every start, the values are the defaults.
 std::unique_ptr<Database> StartedBoard() {
     return tal::test::GenerateDatabase(kTree);
@@ -55,13 +41,8 @@ std::unique_ptr<Database> OperatedBoard() {
     return board;
 }
 
-class PowerLoss : public testing::TestWithParam<Format> {
+class PowerLoss : public testing::TestWithParam<tal::test::FileProvider> {
 protected:
-    PowerLoss() {
-        GetParam().getInterface(&provider_);
-        provider_->Initialize(kCalibration);
-    }
-
     QBFResult Store(Database& board) { return provider_->StoreAll(kCalibration, board.Handle(), 0); }
     QBFResult Retrieve(Database& board) { return provider_->RetrieveAll(kCalibration, board.Handle(), 0); }
 
@@ -88,7 +69,7 @@ protected:
 
     tal::test::TemporaryDirectory directory_;
     tal::test::TraceRecorder traces_;
-    IStorageProvider* provider_ = nullptr;
+    IStorageProvider* const provider_ = GetParam().Prepare();
 };
 
 /// Whether each byte is the stored one or one of the zeros that stand where a write was lost.
@@ -134,7 +115,8 @@ TEST_P(PowerLoss, ATailOfZeroBytesIsNeverTakenForMoreThanZeros) {
                 return false;
             }
         }
-        tal::test::WriteFile(GetParam().fileName, tal::test::ReadFile(GetParam().fileName) + std::string(512, '\0'));
+        tal::test::WriteFile(GetParam().defaultFile,
+                             tal::test::ReadFile(GetParam().defaultFile) + std::string(512, '\0'));
         const auto board = StartedBoard();
         static_cast<void>(Retrieve(*board));
         EXPECT_TRUE(board->GuardsIntact());
@@ -166,7 +148,9 @@ TEST_P(PowerLoss, AWriteThatIsLostInSilenceDoesNotOutliveTheNextStore) {
     });
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, PowerLoss, testing::ValuesIn(kFormats),
-                         [](const testing::TestParamInfo<Format>& format) { return std::string(format.param.name); });
+INSTANTIATE_TEST_SUITE_P(Formats, PowerLoss, testing::ValuesIn(tal::test::kFileProviders),
+                         [](const testing::TestParamInfo<tal::test::FileProvider>& format) {
+                             return std::string(format.param.name);
+                         });
 
 }  // namespace

@@ -18,29 +18,23 @@
 namespace {
 
 using tal::host::Database;
+using tal::test::FileProvider;
 using tal::test::ReadFile;
-
-constexpr const char* kFiles[] = {"storage_calibration_database.xml", "storage_calibration_database.bin",
-                                  "storage_calibration_database.sbin"};
 
 // A trace library may well take a trace as a reason to store something.
 TEST(Providers, AStoreInTheMiddleOfAnotherProvidersStoreLeavesBothFilesWhole) {
     const tal::test::TemporaryDirectory directory;
-    IStorageProvider* xml = nullptr;
-    IStorageProvider* binary = nullptr;
-    IStorageProvider* secure = nullptr;
-    CXmlFileStorageProvider_GetInterface(&xml);
-    CBinaryFileStorageProvider_GetInterface(&binary);
-    CSecureBinaryFileStorageProvider_GetInterface(&secure);
+    IStorageProvider* const xml = tal::test::kXmlFiles.Prepare();
+    IStorageProvider* const binary = tal::test::kBinaryFiles.Prepare();
+    IStorageProvider* const secure = tal::test::kSecureFiles.Prepare();
     Database database;
     tal::test::BuildTree(database);
     std::string whole;
     for (IStorageProvider* provider : {xml, binary, secure}) {
-        provider->Initialize(0);
         provider->StoreAll(0, database.Handle(), 0);
     }
-    for (const char* file : kFiles) {
-        whole += ReadFile(file);
+    for (const FileProvider& files : tal::test::kFileProviders) {
+        whole += ReadFile(files.defaultFile);
     }
 
     tal::test::TraceRecorder traces;
@@ -59,8 +53,8 @@ TEST(Providers, AStoreInTheMiddleOfAnotherProvidersStoreLeavesBothFilesWhole) {
     EXPECT_EQ(result, QBFResult{QBF_OK});
     EXPECT_GT(traced, 20);
     std::string stored;
-    for (const char* file : kFiles) {
-        stored += ReadFile(file);
+    for (const FileProvider& files : tal::test::kFileProviders) {
+        stored += ReadFile(files.defaultFile);
     }
     EXPECT_EQ(stored, whole);
 }
@@ -76,8 +70,7 @@ TEST(Providers, ATraceSiteIsWhatItWasWheneverItIsReadAfterwards) {
     Database database;
     tal::test::BuildTree(database);
     tal::test::TraceRecorder traces;
-    for (const tal::test::FileProvider& files :
-         {tal::test::kXmlFiles, tal::test::kBinaryFiles, tal::test::kSecureFiles}) {
+    for (const FileProvider& files : tal::test::kFileProviders) {
         IStorageProvider* const provider = files.Prepare("file");
         EXPECT_EQ(provider->StoreAll(0, database.Handle(), 0), QBFResult{QBF_OK});
         EXPECT_EQ(provider->RetrieveAll(0, database.Handle(), 0), QBFResult{QBF_OK});
@@ -133,8 +126,7 @@ TEST(Providers, TheRecordOfAHostsCodeShowsItsLow32Bits) {
     const tal::test::TemporaryDirectory directory;
     Database database;
     tal::test::BuildTree(database);
-    for (const tal::test::FileProvider& files :
-         {tal::test::kXmlFiles, tal::test::kBinaryFiles, tal::test::kSecureFiles}) {
+    for (const FileProvider& files : tal::test::kFileProviders) {
         SCOPED_TRACE(files.name);
         IStorageProvider* const provider = files.Prepare("file");
         EXPECT_EQ(provider->StoreAll(0, database.Handle(), 0), QBFResult{QBF_OK});

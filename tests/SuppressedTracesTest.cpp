@@ -13,6 +13,7 @@
 #include "ReferenceHost.h"
 #include "support/AllocationFaults.h"
 #include "support/CLibraryFaults.h"
+#include "support/FileProviders.h"
 #include "support/Files.h"
 #include "support/HostCalls.h"
 #include "support/Sweep.h"
@@ -23,40 +24,6 @@ namespace tal::test {
 namespace {
 
 constexpr const char* kFile = "storage";
-
-IStorageProvider* Xml() {
-    IStorageProvider* provider = nullptr;
-    CXmlFileStorageProvider_GetInterface(&provider);
-    provider->Initialize(0);
-    CXmlFileStorageProviderBase_SetStorageFilenames(kFile, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                                    nullptr, nullptr, nullptr);
-    return provider;
-}
-
-IStorageProvider* Binary() {
-    IStorageProvider* provider = nullptr;
-    CBinaryFileStorageProvider_GetInterface(&provider);
-    provider->Initialize(0);
-    CBinaryFileStorageProvider_SetStorageFilenames(kFile, "", "");
-    return provider;
-}
-
-IStorageProvider* Secure() {
-    IStorageProvider* provider = nullptr;
-    CSecureBinaryFileStorageProvider_GetInterface(&provider);
-    provider->Initialize(0);
-    CSecureBinaryFileStorageProvider_SetStorageFilenames(kFile, "", "");
-    return provider;
-}
-
-struct Provider {
-    const char* name;
-    IStorageProvider* (*open)();
-};
-
-std::ostream& operator<<(std::ostream& out, const Provider& provider) {
-    return out << provider.name;
-}
 
 /// What an operation leaves behind.
 struct Outcome {
@@ -69,7 +36,7 @@ struct Outcome {
     }
 };
 
-class SuppressedTraces : public testing::TestWithParam<Provider> {
+class SuppressedTraces : public testing::TestWithParam<FileProvider> {
 protected:
     using Operation = std::function<QBFResult()>;
 
@@ -128,12 +95,11 @@ protected:
     TemporaryDirectory directory_;
     TraceRecorder traces_;
     host::Database database_;
-    IStorageProvider* provider_ = GetParam().open();
+    IStorageProvider* const provider_ = GetParam().Prepare(kFile);
     std::string goodFile_;
 };
 
-INSTANTIATE_TEST_SUITE_P(OfFileProviders, SuppressedTraces,
-                         testing::Values(Provider{"Xml", Xml}, Provider{"Binary", Binary}, Provider{"Secure", Secure}),
+INSTANTIATE_TEST_SUITE_P(OfFileProviders, SuppressedTraces, testing::ValuesIn(kFileProviders),
                          [](const auto& instance) { return instance.param.name; });
 
 /// Promise 24

@@ -17,16 +17,6 @@ namespace {
 
 CLibraryFaults* active = nullptr;
 
-// The indicators have no setters.
-void SetError(std::FILE* stream) {
-    stream->_flags |= _IO_ERR_SEEN;
-}
-
-void GoToEndOfFile(std::FILE* stream) {
-    std::fseek(stream, 0, SEEK_END);
-    stream->_flags |= _IO_EOF_SEEN;
-}
-
 bool Writes(const std::string& mode) {
     return mode.find_first_of("wa+") != std::string::npos;
 }
@@ -237,6 +227,8 @@ public:
             return real(stream);
         }
         active->streams_.erase(stream);
+        active->failedStreams_.erase(stream);
+        active->endedStreams_.erase(stream);
         const Answer answer = active->AnswerTo("fclose");
         const int result = real(stream);
         if (answer.action == Action::Fail) {
@@ -244,6 +236,16 @@ public:
             return EOF;
         }
         return result;
+    }
+
+    static int Error(std::FILE* stream) {
+        static auto* const real = Real<int(std::FILE*)>("ferror");
+        return active != nullptr && active->failedStreams_.count(stream) != 0 ? 1 : real(stream);
+    }
+
+    static int End(std::FILE* stream) {
+        static auto* const real = Real<int(std::FILE*)>("feof");
+        return active != nullptr && active->endedStreams_.count(stream) != 0 ? 1 : real(stream);
     }
 
     template <class Stat>
@@ -282,6 +284,14 @@ private:
             active->firedAt_ = "fwrite";
         }
         return active->isStopped_;
+    }
+
+    // A stream's own indicators have no setters.
+    static void SetError(std::FILE* stream) { active->failedStreams_.insert(stream); }
+
+    static void GoToEndOfFile(std::FILE* stream) {
+        std::fseek(stream, 0, SEEK_END);
+        active->endedStreams_.insert(stream);
     }
 
     static std::size_t Less(std::size_t bytes, std::size_t missing) { return bytes - std::min(bytes, missing); }
@@ -324,6 +334,14 @@ int fsync(int fd) {
 
 int fclose(std::FILE* stream) {
     return FileInterposer::Close(__builtin_return_address(0), stream);
+}
+
+int ferror(std::FILE* stream) noexcept {
+    return FileInterposer::Error(stream);
+}
+
+int feof(std::FILE* stream) noexcept {
+    return FileInterposer::End(stream);
 }
 
 int stat(const char* file, struct stat* buf) noexcept {

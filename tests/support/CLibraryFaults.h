@@ -112,6 +112,8 @@ private:
     std::vector<Interruption> interruptions_;
     std::vector<std::string> calls_;
     std::set<std::FILE*> streams_;
+    std::set<std::FILE*> failedStreams_;  // Whose ferror says so, and
+    std::set<std::FILE*> endedStreams_;   // whose feof does.
     std::string firedAt_;
     std::optional<long> toldSize_;
     int writesUntilStop_ = -1;
