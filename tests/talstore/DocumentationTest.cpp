@@ -100,7 +100,7 @@ TEST_F(ManPage, ExplainsEveryOptionAndNoOther) {
 TEST(TalstorePage, ListsEveryCommandAsTheHelpDoes) {
     std::vector<Page::Row> expected;
     ForEachCommand([&](const CommandInfo& command) { expected.push_back({command.name, command.summary}); });
-    EXPECT_EQ(Page("docs/talstore.md").TableBehind("## The commands"), expected);
+    EXPECT_EQ(Page("docs/talstore.md").TableAfter("## The commands"), expected);
 }
 
 TEST(TalstorePage, NamesNoOptionThatIsNone) {
