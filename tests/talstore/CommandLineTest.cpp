@@ -100,7 +100,7 @@ TEST(Usage, OfAnUnknownOptionNamesTheNearest) {
 
 TEST(Usage, ThatIsWrongSaysWhat) {
     const std::string usage = "usage: talstore show [OPTIONS] FILE...\n";
-    EXPECT_EQ(Refusal({"show"}), "talstore: FILE is required\n" + usage);
+    EXPECT_EQ(Refusal({"show"}), "talstore: FILE is missing\n" + usage);
     EXPECT_EQ(Refusal({"show", "a", "--layout"}), "talstore: --layout needs its DESCRIPTION\n" + usage);
     EXPECT_EQ(Refusal({"show", "a", "--format", "toml"}),
               "talstore: --format: 'toml' is none of xml, secure and binary\n" + usage);
@@ -116,7 +116,7 @@ TEST(Usage, ThatIsWrongSaysWhat) {
     EXPECT_EQ(Refusal({"diff", "a", "b", "c"}),
               "talstore: 'c' is one word too many\nusage: talstore diff [OPTIONS] A B\n");
     EXPECT_EQ(Refusal({"convert", "a", "b"}),
-              "talstore: --layout is required\nusage: talstore convert --layout DESCRIPTION [OPTIONS] A B\n");
+              "talstore: --layout is missing\nusage: talstore convert --layout DESCRIPTION [OPTIONS] A B\n");
 }
 
 TEST(Usage, TakesWhateverFollowsTwoHyphensForAFile) {

@@ -1,6 +1,8 @@
 /// The table of formats is what the library accepts.
 #include "formats/Formats.h"
 
+#include <filesystem>
+
 #include "Support.h"
 #include "board/ProviderSession.h"
 #include "formats/StorageFile.h"
@@ -16,7 +18,9 @@ class FormatTable : public StorageFiles {
 protected:
     static bool Accepts(const char* command, const FormatInfo& format, int location) {
         const std::string name = std::string("unit") + format.ending;
-        return Talstore({command, name, "--layout", "layout.json", "--location", std::to_string(location)}).status == 0;
+        std::filesystem::remove("made" + name);
+        const std::string file = command == std::string("store") ? "made" + name : name;
+        return Talstore({command, file, "--layout", "layout.json", "--location", std::to_string(location)}).status == 0;
     }
 };
 

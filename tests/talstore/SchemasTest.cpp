@@ -47,12 +47,16 @@ TEST_F(Schemas, DescribeEveryAnswer) {
         Ask({"retrieve", name, "--layout", "layout.json", "--trace"});
         Ask({"diff", name, "unit.bin", "--layout", "layout.json"});
         Ask({"convert", name, "to.xml", "--layout", "layout.json"});
+        Ask({"get", name, "R", "other", "--layout", "layout.json"});
+        Ask({"set", name, "R/O/u8=9", "R/O/text=a & b", "--layout", "layout.json"});
     }
+    Ask({"get", "unit.sbin", "R/O"});
+    Ask({"get", "damaged.xml", "R/O"});
     Ask({"diff", "unit.xml", "damaged.xml"});
     Ask({"diff", "unit.sbin", "damaged.sbin", "--summary"});
-    Ask({"store", "to.xml", "--layout", "layout.json", "--set", "R/O/text=", "--trace"});
-    Ask({"store", "to.xml", "--layout", "layout.json", "--location", "7"});
-    Ask({"store", "to.xml", "--layout", "layout.json", "--provider", "xml-read-only"});
+    Ask({"store", "to.xml", "--force", "--layout", "layout.json", "--set", "R/O/text=", "--trace"});
+    Ask({"store", "to.xml", "--force", "--layout", "layout.json", "--location", "7"});
+    Ask({"store", "to.xml", "--force", "--layout", "layout.json", "--provider", "xml-read-only"});
     Ask({"retrieve", "--provider", "dummy", "--layout", "layout.json"});
     Ask({"board"});
     Ask({"board", "--layout", "layout.json", "--variant", "0x100", "--trace"});
@@ -60,7 +64,7 @@ TEST_F(Schemas, DescribeEveryAnswer) {
     ASSERT_EQ(std::system("python3 " TAL_REPOSITORY "/tests/talstore/validate.py " TALSTORE_SOURCES
                           "/schemas < answers > validated"),
               0);
-    EXPECT_EQ(ReadFile("validated"), std::to_string(count_) + " answers, 7 schemas\n");
+    EXPECT_EQ(ReadFile("validated"), std::to_string(count_) + " answers, 9 schemas\n");
 }
 
 TEST_F(Schemas, RefuseAnAnswerWithAnotherKeyOrWithoutOne) {

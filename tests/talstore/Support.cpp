@@ -140,7 +140,7 @@ StorageFiles::StorageFiles() {
 }
 
 void StorageFiles::StoreFile(const std::string& name, const std::vector<std::string>& settings) {
-    std::vector<std::string> arguments = {"store", name, "--layout", "layout.json"};
+    std::vector<std::string> arguments = {"store", name, "--layout", "layout.json", "--force"};
     for (const std::string& setting : settings) {
         arguments.insert(arguments.end(), {"--set", setting});
     }

@@ -240,7 +240,7 @@ TEST_F(InterruptDeathTest, EndsWithStatus130AndLeavesNothingBehind) {
             static_cast<void>(std::raise(SIGINT));
             return 0;
         };
-        std::_Exit(Talstore({"store", "unit.sbin", "--layout", "layout.json"}).status);
+        std::_Exit(Talstore({"store", "unit.sbin", "--force", "--layout", "layout.json"}).status);
     };
     EXPECT_EXIT(run(), testing::ExitedWithCode(130), "");
     unsetenv("TMPDIR");
@@ -253,7 +253,7 @@ TEST_F(InterruptDeathTest, LeavesSignalsIgnoredThatAre) {
         std::signal(SIGHUP, SIG_IGN);
         talstore::RememberInterrupts();
         static_cast<void>(std::raise(SIGHUP));
-        std::_Exit(Talstore({"store", "unit.sbin", "--layout", "layout.json"}).status);
+        std::_Exit(Talstore({"store", "unit.sbin", "--force", "--layout", "layout.json"}).status);
     };
     EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }

@@ -62,7 +62,7 @@ void AddOption(CLI::App& parser, const OptionInfo& option) {
             return ProblemOfNumber(option, text);
         });
     } else if (std::string* const* const text = std::get_if<std::string*>(&option.target)) {
-        CLI::Option* const added = parser.add_option(option.name, **text)->required(option.isRequired);
+        CLI::Option* const added = parser.add_option(option.name, **text);
         if (!option.words.empty()) {
             added->check([&option](const std::string& word) { return ProblemOfWord(option, word); });
         }
@@ -71,20 +71,37 @@ void AddOption(CLI::App& parser, const OptionInfo& option) {
     }
 }
 
-void AddOperand(CLI::App& parser, const OperandInfo& operand) {
+/// @param name  Any; what people call it may hold what the parser does not take.
+void AddOperand(CLI::App& parser, const OperandInfo& operand, const std::string& name) {
     if (TakesSeveral(operand.target)) {
-        parser.add_option(operand.name, *std::get<std::vector<std::string>*>(operand.target))
-            ->required(operand.isRequired);
+        parser.add_option(name, *std::get<std::vector<std::string>*>(operand.target));
     } else {
-        parser.add_option(operand.name, *std::get<std::string*>(operand.target))->required(operand.isRequired);
+        parser.add_option(name, *std::get<std::string*>(operand.target));
+    }
+}
+
+std::string OperandName(std::size_t index) {
+    return "operand" + std::to_string(index);
+}
+
+void RequireWhatIsNeeded(const CommandInfo& command, const CLI::App& parser) {
+    for (std::size_t i = 0; i < command.operands.size(); ++i) {
+        if (command.operands[i].isRequired && parser.count(OperandName(i)) == 0) {
+            throw UseError(std::string(command.operands[i].name) + " is missing");
+        }
+    }
+    for (const OptionInfo& option : command.options) {
+        if (option.isRequired && parser.count(option.name) == 0) {
+            throw UseError(std::string(option.name) + " is missing");
+        }
     }
 }
 
 void Parse(const CommandInfo& command, std::vector<std::string> words) {
     CLI::App parser;
     parser.set_help_flag();
-    for (const OperandInfo& operand : command.operands) {
-        AddOperand(parser, operand);
+    for (std::size_t i = 0; i < command.operands.size(); ++i) {
+        AddOperand(parser, command.operands[i], OperandName(i));
     }
     for (const OptionInfo& option : command.options) {
         AddOption(parser, option);
@@ -97,6 +114,7 @@ void Parse(const CommandInfo& command, std::vector<std::string> words) {
     } catch (const CLI::ParseError& error) {
         throw UseError(error.what());
     }
+    RequireWhatIsNeeded(command, parser);
     for (const std::string& surplus : parser.remaining()) {
         if (surplus != kEndOfOptions) {
             throw UseError("'" + surplus + "' is one word too many");

@@ -57,6 +57,16 @@ OptionInfo TraceOption(bool& target) {
     return {"--trace", nullptr, "Show what the provider traces", &target};
 }
 
+OptionInfo PathOption(std::vector<std::string>& target) {
+    return {"--path", "PATTERN", "Only these paths: one, all in a region or an object, or a glob; may be repeated",
+            &target, Offer::Paths};
+}
+
+OptionInfo SetOption(std::vector<std::string>& target) {
+    return {"--set", "PATH=VALUE", "A value: 16, 0x10, 1.5, true, text, [1, 2, 3]; may be repeated", &target,
+            Offer::Settings};
+}
+
 using Options = std::vector<OptionInfo>;
 
 Options Joined(Options options, const Options& more) {
@@ -88,13 +98,39 @@ CommandInfo ShowRow(ShowOptions& options) {
     return {"show",
             "Show what a file holds: path, type, size and value of every variable",
             {{"FILE", kFilesHelp, &options.files}},
-            CommonOf(options.common),
+            Joined(CommonOf(options.common), {PathOption(options.common.paths)}),
             "  talstore show unit.xml\n"
             "  talstore show unit.sbin --layout board.json     values with their types\n"
             "  talstore show unit.bin --layout board.json\n"
             "  ssh unit cat storage.sbin | talstore show - --json\n",
             "",
             [&](const Console& console) { return Show(options, console); }};
+}
+
+CommandInfo GetRow(GetOptions& options) {
+    return {"get",
+            "Print the bare values of some variables",
+            {{"FILE", kFileHelp, &options.file},
+             {"PATH", "A path, a region or an object for all in it, or a glob", &options.paths, true, Offer::Paths}},
+            CommonOf(options.common),
+            "  talstore get unit.xml Config/Radio/Gain\n"
+            "  talstore get unit.sbin Config/Radio/Gain --layout board.json\n"
+            "  talstore get unit.sbin '*Gain' --layout board.json --json\n",
+            "Each value is a line of its own, a text without quotes. The exit status is 1 when the file lacks a path.",
+            [&](const Console& console) { return Get(options, console); }};
+}
+
+CommandInfo SetRow(SetOptions& options) {
+    return {"set",
+            "Change values in a file and leave every other byte as it is",
+            {{"FILE", "The file to change", &options.file},
+             {"PATH=VALUE", "A value: 16, 0x10, 1.5, true, text, [1, 2, 3]", &options.settings, true, Offer::Settings}},
+            CommonOf(options.common, true),
+            "  talstore set unit.sbin Config/Radio/Gain=40 --layout board.json\n"
+            "  talstore set unit.xml --layout board.json Config/Radio/Site=north\n",
+            "The file is read back before it is replaced. When one of the values cannot be changed, or anything else "
+            "would come back as another value, nothing is written and the exit status is 1.",
+            [&](const Console& console) { return Set(options, console); }};
 }
 
 CommandInfo CheckRow(CheckOptions& options) {
@@ -128,7 +164,8 @@ CommandInfo ConvertRow(ConvertOptions& options) {
             "Retrieve a file by one provider, store it by another, and list what could not be carried",
             {{"A", kFileHelp, &options.input}, {"B", kOutputHelp, &options.output}},
             Joined(CommonOf(options.common, true), {{"--to", "FORMAT", "What B shall be, where its name does not tell",
-                                                     &options.outputFormat, Offer::Words, false, FormatNames()}}),
+                                                     &options.outputFormat, Offer::Words, false, FormatNames()},
+                                                    SetOption(options.settings)}),
             "  talstore convert unit.bin unit.xml --layout board.json\n"
             "  talstore convert unit.xml unit.dat --to secure --layout board.json\n",
             "An output that no board could read is not written.",
@@ -139,13 +176,14 @@ CommandInfo StoreRow(StoreOptions& options) {
     return {"store",
             "Store a database that holds its defaults and what --set says",
             {{"FILE", kOutputHelp, &options.drive.file, false}},
-            Joined(DriveOf(options.drive),
-                   {{"--set", "PATH=VALUE", "A value: 16, 0x10, 1.5, true, text, [1, 2, 3]; may be repeated",
-                     &options.settings}}),
+            Joined(DriveOf(options.drive), {SetOption(options.settings),
+                                            {"--force", nullptr, "Replace a file that is there", &options.isForced}}),
             "  talstore store unit.xml --layout board.json\n"
             "  talstore store unit.sbin --layout board.json --set Config/Radio/Gain=40\n"
             "  talstore store out.xml --layout board.json --location 7     a read-only one\n",
-            "A store that fails leaves FILE as it was.",
+            "A store that fails leaves FILE as it was. A file that is there is replaced with --force only: all that it "
+            "holds "
+            "would be lost. To change single values, see 'talstore help set'.",
             [&](const Console& console) { return Store(options, console); }};
 }
 
@@ -230,10 +268,10 @@ CommandInfo CompleteRow(CompleteOptions& options) {
 }  // namespace
 
 std::vector<CommandInfo> Commands(Arguments& arguments) {
-    return {ShowRow(arguments.show),        CheckRow(arguments.check),   DiffRow(arguments.diff),
-            ConvertRow(arguments.convert),  StoreRow(arguments.store),   RetrieveRow(arguments.retrieve),
-            BoardRow(arguments.board),      LayoutRow(arguments.layout), HelpRow(arguments.help),
-            CompleteRow(arguments.complete)};
+    return {ShowRow(arguments.show),     GetRow(arguments.get),           SetRow(arguments.set),
+            CheckRow(arguments.check),   DiffRow(arguments.diff),         ConvertRow(arguments.convert),
+            StoreRow(arguments.store),   RetrieveRow(arguments.retrieve), BoardRow(arguments.board),
+            LayoutRow(arguments.layout), HelpRow(arguments.help),         CompleteRow(arguments.complete)};
 }
 
 const CommandInfo* FindCommand(const std::vector<CommandInfo>& commands, std::string_view name) {

@@ -16,7 +16,7 @@
 namespace tal::talstore {
 
 /// What a shell offers for a word.
-enum class Offer { Words, Files, Commands };
+enum class Offer { Words, Files, Commands, Paths, Settings };
 
 /// Where a word of the command line goes: a flag, a number, a text, or the texts of an option that may be repeated.
 using Target = std::variant<bool*, std::uint32_t*, std::string*, std::vector<std::string>*>;
@@ -56,6 +56,8 @@ struct CommandInfo {
 /// What the command lines say.
 struct Arguments {
     ShowOptions show;
+    GetOptions get;
+    SetOptions set;
     CheckOptions check;
     DiffOptions diff;
     ConvertOptions convert;

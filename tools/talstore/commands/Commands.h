@@ -19,6 +19,7 @@ struct CommonOptions {
     std::string layout;  ///< Name of the description; empty for none.
     std::string format;  ///< "xml", "secure", "binary", or empty: to be recognised.
     std::uint32_t channel = 0;
+    std::vector<std::string> paths = {};  ///< Patterns of what is of interest; none for everything.
 };
 
 struct ShowOptions {
@@ -26,6 +27,20 @@ struct ShowOptions {
     std::vector<std::string> files;
 };
 int Show(const ShowOptions& options, const Console& console);
+
+struct GetOptions {
+    CommonOptions common;
+    std::string file;
+    std::vector<std::string> paths;  ///< Patterns.
+};
+int Get(const GetOptions& options, const Console& console);
+
+struct SetOptions {
+    CommonOptions common;
+    std::string file;
+    std::vector<std::string> settings;  ///< "PATH=VALUE"
+};
+int Set(const SetOptions& options, const Console& console);
 
 struct CheckOptions {
     CommonOptions common;
@@ -43,11 +58,13 @@ struct DriveOptions {
     std::string provider;  ///< Empty: the one of the file's format.
     std::uint32_t location = 0;
     std::uint32_t channel = 0;
+    std::vector<std::string> paths = {};  ///< As in CommonOptions.
 };
 
 struct StoreOptions {
     DriveOptions drive;
     std::vector<std::string> settings;  ///< "PATH=VALUE"
+    bool isForced = false;              ///< Replaces a file that is there.
 };
 int Store(const StoreOptions& options, const Console& console);
 
@@ -84,7 +101,8 @@ struct ConvertOptions {
     CommonOptions common;
     std::string input;
     std::string output;
-    std::string outputFormat;  ///< Empty: what the output's name says.
+    std::string outputFormat;                ///< Empty: what the output's name says.
+    std::vector<std::string> settings = {};  ///< "PATH=VALUE"
 };
 int Convert(const ConvertOptions& options, const Console& console);
 

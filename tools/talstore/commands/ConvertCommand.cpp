@@ -4,6 +4,8 @@
 #include "board/RestoreFindings.h"
 #include "commands/Commands.h"
 #include "commands/Report.h"
+#include "commands/Settings.h"
+#include "commands/UseError.h"
 #include "common/Text.h"
 #include "files/InputError.h"
 #include "files/WholeFile.h"
@@ -19,7 +21,9 @@ namespace {
 std::size_t FilledCount(const RestoreReport& before, const RestoreReport& after) {
     std::size_t count = 0;
     for (std::size_t i = 0; i < before.variables.size(); ++i) {
-        count += before.variables[i].outcome == Outcome::Defaulted && after.variables[i].variable->Retrieved() ? 1 : 0;
+        const bool hasDefault =
+            before.variables[i].outcome == Outcome::Defaulted && !before.variables[i].variable->Retrieved();
+        count += hasDefault && after.variables[i].variable->Retrieved() ? 1 : 0;
     }
     return count;
 }
@@ -28,7 +32,7 @@ Format OutputFormat(const ConvertOptions& options) {
     const std::optional<Format> given = ParseFormat(options.outputFormat);
     const std::optional<Format> format = given ? given : FormatOfName(options.output);
     if (!format) {
-        throw InputError(options.output + ": say with --to what kind of file this shall be");
+        throw UseError(options.output + ": say with --to what kind of file this shall be");
     }
     return *format;
 }
@@ -46,6 +50,7 @@ int Convert(const ConvertOptions& options, const Console& console) {
     const StoredContents contents = Inspect(input, layout.get());
     const ProviderSession reading(ProviderOf(input.format), 0, options.common.channel, input.name);
     const RestoreReport before = Restore(reading, input, contents, *layout);
+    ApplySettings(*layout, options.settings);
 
     const ProviderSession writing(ProviderOf(outputFormat), 0, options.common.channel, options.output);
     const Run stored = writing.Store(*layout);

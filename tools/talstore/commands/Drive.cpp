@@ -2,8 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "commands/UseError.h"
 #include "common/Text.h"
-#include "files/InputError.h"
 
 namespace tal::talstore {
 
@@ -27,7 +27,7 @@ void PrintFailures(const Console& console, const Run& run) {
 const ProviderInfo& ProviderNamed(const std::string& name) {
     const ProviderInfo* const provider = FindProvider(name);
     if (provider == nullptr) {
-        throw InputError("unknown provider " + Quoted(name));
+        throw UseError("unknown provider " + Quoted(name));
     }
     return *provider;
 }
@@ -37,8 +37,8 @@ const ProviderInfo& ChooseProvider(const DriveOptions& options, std::optional<Fo
         return ProviderNamed(options.provider);
     }
     if (!format) {
-        throw InputError(options.file.empty() ? "a file or --provider is needed"
-                                              : options.file + ": say with --provider what kind of file this is");
+        throw UseError(options.file.empty() ? "a file or --provider is needed"
+                                            : options.file + ": say with --provider what kind of file this is");
     }
     return ProviderOf(*format);
 }

@@ -107,6 +107,12 @@ void TellFindings(const Console& console, const std::string& fileName, const std
     }
 }
 
+void TellUnmatched(const Console& console, const std::string& fileName, const PathFilter& filter) {
+    for (const std::string& pattern : filter.Unmatched()) {
+        console.err << "talstore: " << Printable(fileName) << ": " << Printable(pattern) << ": nothing of this path\n";
+    }
+}
+
 std::string Describe(const StorageFile& file, const StoredContents& contents) {
     return std::string(InfoOf(file.format).description) + ", " + Count(file.bytes.size(), "byte") + ", " +
            Count(contents.items.size(), "variable");

@@ -14,6 +14,7 @@
 #include "board/Losses.h"
 #include "board/Restore.h"
 #include "commands/Console.h"
+#include "commands/PathFilter.h"
 #include "commands/Table.h"
 #include "formats/Finding.h"
 #include "formats/StorageFile.h"
@@ -42,6 +43,9 @@ void PrintFindings(const Console& console, const std::vector<Finding>& findings)
 /// The findings from that severity on, one per line on the error stream: "talstore: FILE: PLACE: PATH: MESSAGE".
 void TellFindings(const Console& console, const std::string& fileName, const std::vector<Finding>& findings,
                   Severity lowest = Severity::Warning);
+
+/// The patterns that match nothing, one per line on the error stream.
+void TellUnmatched(const Console& console, const std::string& fileName, const PathFilter& filter);
 
 /// "secure binary file, 1234 bytes, 45 variables"
 [[nodiscard]] std::string Describe(const StorageFile& file, const StoredContents& contents);

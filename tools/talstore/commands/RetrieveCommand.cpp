@@ -2,8 +2,8 @@
 
 #include "board/Value.h"
 #include "commands/Drive.h"
+#include "commands/UseError.h"
 #include "common/Text.h"
-#include "files/InputError.h"
 
 namespace tal::talstore {
 
@@ -45,7 +45,7 @@ StorageFile LoadForProvider(const DriveOptions& options) {
         return {"", "", Format::Binary};
     }
     if (options.file.empty()) {
-        throw InputError("a file is needed");
+        throw UseError("a file is needed");
     }
     const std::optional<Format> format =
         options.provider.empty() ? std::nullopt : std::optional(ProviderNamed(options.provider).format->format);

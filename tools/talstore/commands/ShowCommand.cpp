@@ -1,10 +1,11 @@
 #include <nlohmann/json.hpp>
 
 #include "TypeTable.h"
-#include "board/DocumentValues.h"
 #include "board/Value.h"
 #include "commands/Commands.h"
+#include "commands/PathFilter.h"
 #include "commands/Report.h"
+#include "commands/ShownItems.h"
 #include "common/Text.h"
 
 namespace tal::talstore {
@@ -21,7 +22,7 @@ struct Shown {
     std::string path;
     const host::Variable* variable;  ///< What has its type, when that fits.
 
-    [[nodiscard]] bool IsTyped() const { return variable != nullptr && !host::HoldsObjects(variable->Type()); }
+    [[nodiscard]] bool IsTyped() const { return variable != nullptr; }
 };
 
 std::string TextsText(const StoredItem& item) {
@@ -87,64 +88,22 @@ Json VariableJson(const Shown& shown, const FormatInfo& format) {
     return json;
 }
 
-/// What has the types of the items: the layout, or one that is made for a document.
-class Types {
-public:
-    Types(const StorageFile& file, const StoredContents& contents, const CommonOptions& options,
-          std::unique_ptr<host::Database> layout)
-        : format_(InfoOf(file.format)), layout_(std::move(layout)) {
-        if (layout_ == nullptr && format_.hasTexts && options.asJson) {
-            document_ = ReadDocumentValues(file, contents);
-        }
-        // Where a channel's items are looked up, any host sees.
-        if (layout_ == nullptr && options.channel != 0) {
-            layout_ = std::make_unique<host::Database>();
-        }
-        if (layout_ != nullptr) {
-            const ProviderSession session(ProviderOf(file.format), 0, options.channel, file.name);
-            report_ = Restore(session, file, contents, *layout_);
-        }
-    }
-
-    [[nodiscard]] std::string PathOf(std::size_t index, const StoredItem& item) const {
-        return layout_ == nullptr || report_.items[index].boardPath.empty() ? item.path
-                                                                            : report_.items[index].boardPath;
-    }
-
-    /// @return the variable whose type, and in a document whose value, the item has; null when none is known.
-    [[nodiscard]] const host::Variable* VariableOf(std::size_t index, const StoredItem& item) const {
-        const host::Variable* const variable = Candidate(index);
-        const bool fits = variable != nullptr &&
-                          (format_.hasTexts ? variable->Retrieved() : variable->SizeInBytes() == item.bytes.size());
-        return fits ? variable : nullptr;
-    }
-
-private:
-    [[nodiscard]] const host::Variable* Candidate(std::size_t index) const {
-        if (document_.layout != nullptr) {
-            return document_.report.items[index].variable;
-        }
-        return layout_ == nullptr ? nullptr : report_.items[index].variable;
-    }
-
-    const FormatInfo& format_;
-    std::unique_ptr<host::Database> layout_;
-    RestoreReport report_;
-    DocumentValues document_;
-};
-
 int ShowFile(const std::string& name, const ShowOptions& options, const Console& console) {
     auto layout = LoadLayout(options.common.layout);
     const StorageFile file = LoadStorageFile(name, ParseFormat(options.common.format), layout != nullptr);
     const StoredContents contents = Inspect(file, layout.get());
-    const Types types(file, contents, options.common, std::move(layout));
+    const ShownItems items(file, contents, options.common.channel, std::move(layout), options.common.asJson);
+    PathFilter filter(options.common.paths);
     const FormatInfo& format = InfoOf(file.format);
 
     Table table({"PATH", "TYPE", "SIZE", "VALUE"});
     Json variables = Json::array();
     for (std::size_t i = 0; i < contents.items.size(); ++i) {
         const StoredItem& item = contents.items[i];
-        const Shown shown = {item, types.PathOf(i, item), types.VariableOf(i, item)};
+        const Shown shown = {item, items.PathOf(i), items.VariableOf(i)};
+        if (!filter.Takes(shown.path)) {
+            continue;
+        }
         if (options.common.asJson) {
             variables.push_back(VariableJson(shown, format));
         } else {
@@ -167,11 +126,11 @@ int ShowFile(const std::string& name, const ShowOptions& options, const Console&
             table.Print(console);
         }
     }
-    if (contents.isWhole) {
-        return kFine;
+    TellUnmatched(console, file.name, filter);
+    if (!contents.isWhole) {
+        TellFindings(console, file.name, contents.findings);
     }
-    TellFindings(console, file.name, contents.findings);
-    return kProblems;
+    return contents.isWhole && filter.Unmatched().empty() ? kFine : kProblems;
 }
 
 }  // namespace

@@ -1,9 +1,11 @@
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "board/Value.h"
 #include "commands/Drive.h"
+#include "commands/Settings.h"
+#include "commands/UseError.h"
 #include "common/Text.h"
-#include "files/InputError.h"
 #include "files/WholeFile.h"
 
 namespace tal::talstore {
@@ -13,20 +15,19 @@ using tools::Printable;
 
 namespace {
 
-void ApplySetting(host::Database& database, const std::string& setting) {
-    const std::size_t equals = setting.find('=');
-    if (equals == std::string::npos) {
-        throw InputError("--set " + setting + ": expected PATH=VALUE");
+/// The values of the file would be lost, be they ever so dear to somebody.
+void RefuseToReplace(const std::string& file) {
+    if (std::filesystem::is_regular_file(file) && !IsStandardOutput(file)) {
+        throw UseError(file +
+                       ": is there, and each of its values would be replaced; 'talstore set' changes single "
+                       "values, 'talstore convert' the format, and --force replaces the file");
     }
-    host::Variable* const variable = database.Find(setting.substr(0, equals));
-    if (variable == nullptr) {
-        throw InputError("--set " + setting + ": there is no such variable in the layout");
-    }
-    SetValue(*variable, std::string_view(setting).substr(equals + 1));
 }
 
 bool DoesNotComeBack(const host::Variable& stored, const VariableReport& restored) {
-    return !IsAsExpected(restored.outcome) || !IsSameValue(stored.Type(), BytesOf(stored), BytesOf(*restored.variable));
+    const bool isAskedFor = stored.Retrieved();
+    return isAskedFor || !IsAsExpected(restored.outcome) ||
+           !IsSameValue(stored.Type(), BytesOf(stored), BytesOf(*restored.variable));
 }
 
 void PrintStored(const Console& console, const std::vector<Loss>& losses, const std::string& failure) {
@@ -43,10 +44,11 @@ void PrintStored(const Console& console, const std::vector<Loss>& losses, const 
 int Store(const StoreOptions& options, const Console& console) {
     const DriveOptions& drive = options.drive;
     const auto layout = LoadLayout(drive.layout);
-    for (const std::string& setting : options.settings) {
-        ApplySetting(*layout, setting);
-    }
+    ApplySettings(*layout, options.settings);
     const ProviderInfo& provider = ChooseProvider(drive, FormatOfName(drive.file));
+    if (provider.format != nullptr && !options.isForced) {
+        RefuseToReplace(drive.file);
+    }
     ProviderSession session(provider, drive.location, drive.channel, drive.file);
     if (drive.showsTrace) {
         session.KeepWholeTrace();
@@ -55,7 +57,7 @@ int Store(const StoreOptions& options, const Console& console) {
     const std::optional<std::string> bytes = session.TakeFile();
     const bool isStored = !QBF_IsFailure(run.result) && bytes.has_value();
     if (isStored && drive.file.empty()) {
-        throw InputError("a file is needed");
+        throw UseError("a file is needed");
     }
     ReadBack after;
     if (isStored) {

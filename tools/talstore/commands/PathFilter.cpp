@@ -1,0 +1,51 @@
+#include "commands/PathFilter.h"
+
+#include <fnmatch.h>
+
+namespace tal::talstore {
+
+namespace {
+
+/// A name may hold what a glob takes for its own, so the path as it stands comes first.
+bool IsInside(const std::string& path, const std::string& place) {
+    return path.compare(0, place.size(), place) == 0 && (path.size() == place.size() || path[place.size()] == '/');
+}
+
+std::string WithoutSlash(const std::string& pattern) {
+    return !pattern.empty() && pattern.back() == '/' ? pattern.substr(0, pattern.size() - 1) : pattern;
+}
+
+bool Matches(const std::string& path, const std::string& pattern) {
+    return IsInside(path, pattern) || fnmatch(pattern.c_str(), path.c_str(), FNM_LEADING_DIR) == 0;
+}
+
+}  // namespace
+
+PathFilter::PathFilter(const std::vector<std::string>& patterns) {
+    for (const std::string& pattern : patterns) {
+        patterns_.push_back({WithoutSlash(pattern)});
+    }
+}
+
+bool PathFilter::Takes(const std::string& path) {
+    bool isTaken = patterns_.empty();
+    for (Pattern& pattern : patterns_) {
+        if (Matches(path, pattern.text)) {
+            pattern.hasMatched = true;
+            isTaken = true;
+        }
+    }
+    return isTaken;
+}
+
+std::vector<std::string> PathFilter::Unmatched() const {
+    std::vector<std::string> unmatched;
+    for (const Pattern& pattern : patterns_) {
+        if (!pattern.hasMatched) {
+            unmatched.push_back(pattern.text);
+        }
+    }
+    return unmatched;
+}
+
+}  // namespace tal::talstore

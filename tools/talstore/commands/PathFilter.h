@@ -1,0 +1,33 @@
+/// @file
+/// The part of a file or a layout that somebody asks for.
+#ifndef TALSTORE_PATH_FILTER_H
+#define TALSTORE_PATH_FILTER_H
+
+#include <string>
+#include <vector>
+
+namespace tal::talstore {
+
+/// Takes the paths that match any of its patterns, or all when it has none. A pattern is a path, the path of a region
+/// or an object for all that is in it, or a glob: '*' stands for anything, '/' included.
+class PathFilter {
+public:
+    explicit PathFilter(const std::vector<std::string>& patterns);
+
+    /// Remembers which patterns match.
+    [[nodiscard]] bool Takes(const std::string& path);
+
+    /// The patterns that have matched nothing so far.
+    [[nodiscard]] std::vector<std::string> Unmatched() const;
+
+private:
+    struct Pattern {
+        std::string text;
+        bool hasMatched = false;
+    };
+    std::vector<Pattern> patterns_;
+};
+
+}  // namespace tal::talstore
+
+#endif
