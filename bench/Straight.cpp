@@ -16,13 +16,18 @@ namespace tal::bench {
 namespace {
 
 // As large as the providers'.
-char xmlBuffer[std::size_t{64} * 1024];
-char binaryBuffer[std::size_t{16} * 1024];
+char documentBuffer[TAL_STREAM_BUFFER_SIZE];
+char binaryBuffer[TAL_STREAM_BUFFER_SIZE];
 
-template <std::size_t Size>
-std::FILE* Open(const char* fileName, const char* mode, char (&buffer)[Size]) {
+std::FILE* Open(const char* fileName, const char* mode) {
     std::FILE* const file = std::fopen(fileName, mode);
-    std::setvbuf(file, buffer, _IOFBF, sizeof buffer);
+    std::setvbuf(file, binaryBuffer, _IOFBF, sizeof binaryBuffer);
+    return file;
+}
+
+std::FILE* OpenUnbuffered(const char* fileName, const char* mode) {
+    std::FILE* const file = std::fopen(fileName, mode);
+    std::setvbuf(file, nullptr, _IONBF, 0);
     return file;
 }
 
@@ -73,22 +78,22 @@ public:
     template <class Number>
     Document& Integer(Number number) {
         Reserve(24);
-        used_ = std::to_chars(used_, std::end(buffer_), number).ptr;
+        used_ = std::to_chars(used_, std::end(documentBuffer), number).ptr;
         return *this;
     }
     Document& Real(double number) {
         Reserve(32);
-        used_ = std::to_chars(used_, std::end(buffer_), number, std::chars_format::scientific, 6).ptr;
+        used_ = std::to_chars(used_, std::end(documentBuffer), number, std::chars_format::scientific, 6).ptr;
         return *this;
     }
     void Flush() {
-        std::fwrite(buffer_, 1, static_cast<std::size_t>(used_ - buffer_), file_);
-        used_ = buffer_;
+        std::fwrite(documentBuffer, 1, static_cast<std::size_t>(used_ - documentBuffer), file_);
+        used_ = documentBuffer;
     }
 
 private:
     void Reserve(std::size_t length) {
-        if (static_cast<std::size_t>(std::end(buffer_) - used_) < length) {
+        if (static_cast<std::size_t>(std::end(documentBuffer) - used_) < length) {
             Flush();
         }
     }
@@ -100,11 +105,8 @@ private:
     }
 
     std::FILE* file_;
-    static char buffer_[8192];
-    char* used_ = buffer_;
+    char* used_ = documentBuffer;
 };
-
-char Document::buffer_[8192];
 
 template <class Number>
 Number At(const void* content, std::size_t index) {
@@ -210,7 +212,7 @@ void WriteObject(Document& document, CStorageObject* object) {
 }
 
 void WriteDocument(host::Database& database) {
-    std::FILE* const file = Open("straight.xml", "w+", xmlBuffer);
+    std::FILE* const file = OpenUnbuffered("straight.xml", "w+");
     Document document(file);
     document << R"(<?xml version="1.0" encoding="UTF-8"?><storage name = "RV20">)";
     bool isRegionOpen = false;
@@ -263,7 +265,7 @@ void ForEachValue(CStorageObject* object, Visit& visit) {
 }
 
 void WriteImage(host::Database& database) {
-    std::FILE* const file = Open("straight.bin", "w+", binaryBuffer);
+    std::FILE* const file = Open("straight.bin", "w+");
     auto write = [file](CVariable* /*variable*/, void* content, std::uint32_t size) {
         Require(std::fwrite(content, 1, size, file) == size, "fwrite");
     };
@@ -274,7 +276,7 @@ void WriteImage(host::Database& database) {
 }
 
 void ReadImage(host::Database& database) {
-    std::FILE* const file = Open("storage_calibration_database.bin", "r", binaryBuffer);
+    std::FILE* const file = Open("storage_calibration_database.bin", "r");
     auto read = [file](CVariable* variable, void* content, std::uint32_t size) {
         Require(std::fread(content, 1, size, file) == size, "fread");
         CVariable_SetRetrieved(variable, 1);
@@ -354,7 +356,7 @@ void WriteRecords(CStorageObject* object, PathPrefix& path, std::FILE* file, boo
 }
 
 void WriteSecureFile(host::Database& database) {
-    std::FILE* const file = Open("straight.sbin", "w+", binaryBuffer);
+    std::FILE* const file = Open("straight.sbin", "w+");
     PathPrefix path = {};
     ForEachObject(database, [&](const char* region, CStorageObject* object, bool /*isLast*/) {
         path.length = 0;
@@ -366,7 +368,7 @@ void WriteSecureFile(host::Database& database) {
 }
 
 void ReadSecureFile(host::Database& database) {
-    std::FILE* const file = Open("storage_calibration_database.sbin", "r", binaryBuffer);
+    std::FILE* const file = Open("storage_calibration_database.sbin", "r");
     std::uint32_t header[5];
     while (std::fread(header, 1, kHeaderSize, file) == kHeaderSize) {
         Require(header[0] == 0xDEADBEEF && header[2] <= 510, "header");

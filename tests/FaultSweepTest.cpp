@@ -417,7 +417,7 @@ const Operation kOperations[] = {
       {"CVariable_SetRetrieved", QBF_OK, ""},
       {"CDatabase_SetNotRetrievedVariablesToDefault", QBF_OK, ""}},
      {},
-     {{"allocation", QBF_OK, "0x8000 retrieveAll: Error when setting "}}},
+     {}},
 };
 
 bool BeginsWith(std::string_view text, std::string_view beginning) {

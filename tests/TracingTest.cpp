@@ -139,13 +139,30 @@ TEST(Tracing, ErrnoSurvivesASuppressedTrace) {
 // A trace library may call a provider that traces itself.
 TEST(Tracing, ErrnoSurvivesARecordInsideARecord) {
     const TraceSite site = {ExampleTraces::kSource, 1, ExampleTraces::kTrace};
+    tal::TraceRecord outer;
+    tal::TraceRecord inner;
     errno = ENOSPC;
-    const int outer = tal::BeginTrace(0, site);
+    tal::OpenRecord(outer, 0, QBF_OK, site);
     errno = EIO;
-    const int inner = tal::BeginTrace(0, site);
-    tal::EndTrace(QBF_OK, inner);
-    tal::EndTrace(QBF_OK, outer);
+    tal::OpenRecord(inner, 0, QBF_OK, site);
+    tal::EndTrace(inner);
+    tal::EndTrace(outer);
     EXPECT_EQ(errno, ENOSPC);
+}
+
+// The trace library's own code may change it.
+TEST(Tracing, AFailuresErrnoSurvivesTheQuestionForItsLevel) {
+    for (const int level : {INT_MIN, INT_MAX}) {
+        TraceRecorder traces;
+        traces.SetThreshold(0);
+        traces.MapLevelsBy([level](QBFResult) {
+            errno = EIO;
+            return level;
+        });
+        errno = ENOSPC;
+        DS_TRACE(ExampleTraces, kTrace, QBF_E_FAILED, "a message");
+        EXPECT_EQ(errno, ENOSPC) << level;
+    }
 }
 
 TEST(Tracing, TheMessageCanShowTheErrnoOfTheFailureItReports) {

@@ -573,7 +573,7 @@ TEST_F(XmlStore, StringLongerThanTheOutputBufferIsWrittenWhole) {
 }
 
 TEST_F(XmlStore, EveryLengthRoundTheOutputBufferIsWrittenWhole) {
-    constexpr std::uint32_t kBuffer = 8192;
+    constexpr std::uint32_t kBuffer = TAL_STREAM_BUFFER_SIZE;
     const std::string start = "\n<variable name = \"v\"><type>STRING</type><value>";
     const auto whole = static_cast<std::uint32_t>(DocumentOfObject(start + "</value></variable>").size());
     Object().String("v", kBuffer);
@@ -1181,18 +1181,20 @@ TEST_F(XmlStore, FailedStoreIsFlushedSyncedAndClosedLikeAnyOther) {
     EXPECT_EQ(files.OpenStreams(), 0);
 }
 
+const std::string kWholeBuffer = "fwrite " + std::to_string(TAL_STREAM_BUFFER_SIZE);
+
 TEST_F(XmlStore, DocumentLargerThanTheOutputBufferIsWrittenInPieces) {
-    Object().String("v", 10001, std::string(10000, 'a'));
+    Object().String("v", TAL_STREAM_BUFFER_SIZE + 1, std::string(TAL_STREAM_BUFFER_SIZE, 'a'));
     const CLibraryFaults files;
 
     Store();
 
-    EXPECT_THAT(files.Calls(), ElementsAre("fopen slot0.xml w+", "fwrite 8192", "fwrite 2006", "fflush", "fsync",
-                                           "fclose", "fopen  r"));
+    EXPECT_THAT(files.Calls(),
+                ElementsAre("fopen slot0.xml w+", kWholeBuffer, "fwrite 198", "fflush", "fsync", "fclose", "fopen  r"));
 }
 
 TEST_F(XmlStore, DocumentAsLongAsTheOutputBufferIsWrittenInOnePiece) {
-    constexpr std::uint32_t kBuffer = 8192;
+    constexpr std::uint32_t kBuffer = TAL_STREAM_BUFFER_SIZE;
     Object().String("v", kBuffer);
     const std::string filling(kBuffer - StoredDocument().size(), 'a');
     database_.At("R/O/v").SetText(filling);
@@ -1201,7 +1203,7 @@ TEST_F(XmlStore, DocumentAsLongAsTheOutputBufferIsWrittenInOnePiece) {
     Store();
 
     EXPECT_THAT(files.Calls(),
-                ElementsAre("fopen slot0.xml w+", "fwrite 8192", "fflush", "fsync", "fclose", "fopen  r"));
+                ElementsAre("fopen slot0.xml w+", kWholeBuffer, "fflush", "fsync", "fclose", "fopen  r"));
 }
 
 // Sweeps.

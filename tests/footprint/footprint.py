@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Measures what the library takes up on the board and compares it with the recorded bounds.
+"""Measures what the library takes up on the board and compares it with the recorded bounds and symbols.
 
 Sizes are bytes. "Stack per level" is what one more level of nesting costs: the frames of the functions that call one
 another in a circle. "Heap" is the most that an operation holds at a time beyond what was held before it.
@@ -14,9 +14,13 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BOUNDS = ROOT / "tests/footprint/bounds.json"
+SYMBOLS = ROOT / "tests/footprint/symbols.json"
 DOCUMENT = ROOT / "docs/footprint.md"
+LIBRARY = pathlib.Path("src/Device/DeviceSupport/libTalDeviceSupport.so")
 EXAMPLE = ROOT / "examples/radio-unit.json"
 TOLERANCE = 1.1
+# Whatever is recorded.
+LIMITS = {"library: text": 48 * 1024, "library: data and bss": 48 * 1024}
 TABLE_START = "<!-- measured: ./run footprint --record -->\n"
 
 
@@ -28,6 +32,24 @@ def section_sizes(file):
     """text, data and bss of an object or a library."""
     numbers = output_of("arm-linux-gnueabihf-size", file).splitlines()[1].split()
     return dict(zip(("text", "data", "bss"), map(int, numbers)))
+
+
+def symbol_sizes(file):
+    """Bytes of each function and object; what has the same name, the places of a function's traces say, is added up."""
+    sizes = {}
+    for line in output_of("arm-linux-gnueabihf-nm", "--demangle", "--size-sort", file).splitlines():
+        size, _, name = line.split(maxsplit=2)
+        sizes[name] = sizes.get(name, 0) + int(size, 16)
+    return sizes
+
+
+def symbol_changes(sizes):
+    """What each symbol has gained or lost since the recorded state, the largest changes first."""
+    recorded = json.loads(SYMBOLS.read_text())
+    changes = {name: sizes.get(name, 0) - recorded.get(name, 0) for name in sizes.keys() | recorded.keys()}
+    for name, change in sorted(changes.items(), key=lambda item: (-abs(item[1]), item[0])):
+        if change:
+            yield f"{change:+6}  {name}"
 
 
 class CallGraph:
@@ -81,8 +103,9 @@ def short_name(signature):
 def measure(build):
     objects = build / "src/Device/DeviceSupport/CMakeFiles/TalDeviceSupport.dir/private"
     figures = {}
-    for section, size in section_sizes(build / "src/Device/DeviceSupport/libTalDeviceSupport.so").items():
+    for section, size in section_sizes(build / LIBRARY).items():
         figures[f"library: {section}"] = size
+    figures["library: data and bss"] = figures["library: data"] + figures["library: bss"]
     for file in sorted(objects.glob("*.o")):
         figures[f"object: {file.name.removesuffix('.cpp.o')}"] = sum(section_sizes(file).values())
     graph = CallGraph(sorted(objects.glob("*.ci")))
@@ -103,8 +126,9 @@ def table(figures):
     return "\n".join(lines) + "\n"
 
 
-def record(figures):
+def record(figures, symbols):
     BOUNDS.write_text(json.dumps(figures, indent=2) + "\n")
+    SYMBOLS.write_text(json.dumps(symbols, indent=0, sort_keys=True) + "\n")
     text, _, _ = DOCUMENT.read_text().partition(TABLE_START)
     DOCUMENT.write_text(text + TABLE_START + "\n" + table(figures))
 
@@ -118,20 +142,26 @@ def deviations(figures):
             yield f"{what}: a bound is recorded, and nothing was measured"
         elif figures[what] > bounds[what] * TOLERANCE:
             yield f"{what}: {figures[what]} bytes, more than a tenth above {bounds[what]}"
+    for what, limit in LIMITS.items():
+        if figures[what] > limit:
+            yield f"{what}: {figures[what]} bytes, and {limit} are the most that a small board has for it"
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("build", type=pathlib.Path, help="the build folder of the preset armhf")
     action = parser.add_mutually_exclusive_group()
-    action.add_argument("--check", action="store_true", help="fail when a recorded bound is exceeded by over a tenth")
+    action.add_argument("--check", action="store_true", help="fail when a recorded bound is exceeded by over a tenth, or a limit at all")
     action.add_argument("--record", action="store_true", help="make what is measured the recorded bounds")
     arguments = parser.parse_args()
 
     figures = measure(arguments.build)
     print(table(figures), end="")
+    symbols = symbol_sizes(arguments.build / LIBRARY)
+    changes = list(symbol_changes(symbols))
+    print("\nSymbols, against the recorded state:", *changes or ["none has changed"], sep="\n")
     if arguments.record:
-        record(figures)
+        record(figures, symbols)
     problems = list(deviations(figures)) if arguments.check else []
     for problem in problems:
         print(f"footprint.py: {problem}", file=sys.stderr)

@@ -32,17 +32,28 @@ namespace tal {
 /// The files of a provider: one slot per accepted location, and the name that the last operation selected.
 template <std::size_t Count>
 struct LocationFiles {
-    StorageLocation locations[Count];
     FileName names[Count];
     FileName CurrentFileName;
 };
 
-/// Makes the location's file name the current one.
+/// The files that a provider has when the library is loaded. The compiler puts the names into their slots.
+template <std::size_t Count>
+constexpr LocationFiles<Count> FilesNamed(const char* const (&names)[Count]) {
+    LocationFiles<Count> files = {};
+    for (std::size_t slot = 0; slot < Count; ++slot) {
+        for (std::size_t index = 0; names[slot][index] != '\0'; ++index) {
+            files.names[slot][index] = names[slot][index];
+        }
+    }
+    return files;
+}
+
+/// Makes the location's file name the current one; `locations` has the location of each slot.
 /// @return QBF_OK, or QBF_E_INVALID_ARGUMENT, traced, with the current name unchanged.
 template <class Traces, std::size_t Count>
-QBFResult SelectFile(LocationFiles<Count>& files, StorageLocation location) {
+QBFResult SelectFile(LocationFiles<Count>& files, const StorageLocation (&locations)[Count], StorageLocation location) {
     for (std::size_t slot = 0; slot < Count; ++slot) {
-        if (files.locations[slot] == location) {
+        if (locations[slot] == location) {
             CopyBounded(files.CurrentFileName, files.names[slot]);
             return QBF_OK;
         }

@@ -4,6 +4,7 @@
 #include "Device/DeviceSupport/private/CBinaryFileStorageProvider.h"
 
 #include "Device/DeviceSupport/private/BinaryStorage.h"
+#include "Device/DeviceSupport/private/StandardStreams.h"
 
 namespace tal::binary {
 
@@ -21,17 +22,17 @@ struct BinaryTraces {
     static constexpr const char* kWalkRegions = kManageStorage;
 };
 
-constexpr LocationFiles<3> kDefaultFiles = {{0, 3, 6},
-                                            {"storage_calibration_database.bin", "storage_hardware_database.bin",
-                                             "/lib/firmware/bin/ApplicationsConfiguration.bin"},
-                                            {}};
+constexpr StorageLocation kLocations[] = {0, 3, 6};
+constexpr char kCalibrationFile[] = "storage_calibration_database.bin";
+constexpr char kHardwareFile[] = "storage_hardware_database.bin";
+constexpr char kApplicationsFile[] = "/lib/firmware/bin/ApplicationsConfiguration.bin";
 
-LocationFiles<3> BinaryFileNameTable = kDefaultFiles;
+LocationFiles<3> BinaryFileNameTable = FilesNamed({kCalibrationFile, kHardwareFile, kApplicationsFile});
 StreamBuffer streamBuffer;
 IStorageProvider providerInterface;
 
 QBFResult OpenFile(StorageLocation location, StorageOpenMode mode, std::FILE** file) {
-    const QBFResult selected = SelectFile<BinaryTraces>(BinaryFileNameTable, location);
+    const QBFResult selected = SelectFile<BinaryTraces>(BinaryFileNameTable, kLocations, location);
     if (QBF_IsFailure(selected)) {
         return selected;
     }
@@ -196,8 +197,7 @@ bool PrepareDatabase(CDatabase* database) {
 QBFResult Initialize(StorageLocation /*location*/) {
     // The word "File" is missing from this message alone.
     DS_TRACE(BinaryTraces, kInitialize, QBF_I_INFO, "CBinaryStorageProvider: Initializing...");
-    CBinaryFileStorageProvider_SetStorageFilenames(kDefaultFiles.names[0], kDefaultFiles.names[1],
-                                                   kDefaultFiles.names[2]);
+    CBinaryFileStorageProvider_SetStorageFilenames(kCalibrationFile, kHardwareFile, kApplicationsFile);
     return QBF_OK;
 }
 

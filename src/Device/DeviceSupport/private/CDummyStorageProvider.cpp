@@ -1,5 +1,6 @@
 /// The dummy provider: five operations that do nothing and succeed.
 
+#include "Device/DeviceSupport/private/StandardStreams.h"
 #include "Device/DeviceSupport/private/Tracing.h"
 
 namespace {

@@ -1,5 +1,6 @@
 /// The read-only configuration of the XML provider: retrieves like the base, lets every store succeed without effect.
 
+#include "Device/DeviceSupport/private/StandardStreams.h"
 #include "Device/DeviceSupport/private/Tracing.h"
 
 namespace {

@@ -8,6 +8,7 @@
 #include <new>
 
 #include "Device/DeviceSupport/private/SecureRecord.h"
+#include "Device/DeviceSupport/private/StandardStreams.h"
 
 namespace tal::secure {
 
@@ -31,12 +32,10 @@ struct SecureTraces {
     static constexpr const char* kFileKind = "secure binary file";
 };
 
-// The names of the locations 1 and 2 are never set to any others.
-constexpr SecureFiles kDefaultFiles = {
-    {0, 1, 2, 3, 6},
-    {"storage_calibration_database.sbin", "storage_calibration_database.sbin", "storage_calibration_database.sbin",
-     "storage_hardware_database.sbin", "/lib/firmware/bin/Applications.sbin"},
-    {}};
+constexpr StorageLocation kLocations[] = {0, 1, 2, 3, 6};
+constexpr char kCalibrationFile[] = "storage_calibration_database.sbin";
+constexpr char kHardwareFile[] = "storage_hardware_database.sbin";
+constexpr char kApplicationsFile[] = "/lib/firmware/bin/Applications.sbin";
 
 /// The longest path that is written or accepted, without its NUL.
 constexpr std::size_t kLongestPath = 510;
@@ -65,7 +64,8 @@ StreamBuffer streamBuffer;
 
 }  // namespace
 
-SecureFiles SecureFileNameTable = kDefaultFiles;
+SecureFiles SecureFileNameTable =
+    FilesNamed({kCalibrationFile, kCalibrationFile, kCalibrationFile, kHardwareFile, kApplicationsFile});
 
 namespace {
 
@@ -100,7 +100,7 @@ void SetFilename(std::size_t slot, const char* name) {
 }  // namespace
 
 QBFResult OpenFile(StorageLocation location, StorageOpenMode mode, std::FILE** out) {
-    const QBFResult selected = SelectFile<SecureTraces>(SecureFileNameTable, location);
+    const QBFResult selected = SelectFile<SecureTraces>(SecureFileNameTable, kLocations, location);
     if (QBF_IsFailure(selected)) {
         return selected;
     }
@@ -594,8 +594,7 @@ QBFResult ManageRetrieve(StorageLocation location, CDatabase* database) {
 QBFResult Initialize(StorageLocation /*location*/) {
     // The word "File" is missing from this message alone.
     DS_TRACE(SecureTraces, kInitialize, QBF_I_INFO, "CSecureBinaryStorageProvider: Initializing...");
-    CSecureBinaryFileStorageProvider_SetStorageFilenames(kDefaultFiles.names[0], kDefaultFiles.names[3],
-                                                         kDefaultFiles.names[4]);
+    CSecureBinaryFileStorageProvider_SetStorageFilenames(kCalibrationFile, kHardwareFile, kApplicationsFile);
     return QBF_OK;
 }
 
@@ -627,12 +626,12 @@ QBFResult StoreAllWritable(StorageLocation /*location*/, CVariable** /*variables
 
 void CSecureBinaryFileStorageProvider_SetStorageFilenames(const char* calibration, const char* hardware,
                                                           const char* applications) {
-    using tal::secure::kDefaultFiles;
+    using tal::secure::kCalibrationFile;
     using tal::secure::SetFilename;
     SetFilename(0, calibration);
     // The locations 1 and 2 have no argument of their own and do not follow the first one.
-    SetFilename(1, kDefaultFiles.names[1]);
-    SetFilename(2, kDefaultFiles.names[2]);
+    SetFilename(1, kCalibrationFile);
+    SetFilename(2, kCalibrationFile);
     SetFilename(3, hardware);
     SetFilename(4, applications);
 }

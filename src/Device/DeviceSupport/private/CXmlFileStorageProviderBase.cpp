@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <new>
 
+#include "Device/DeviceSupport/private/StandardStreams.h"
 #include "Device/DeviceSupport/private/XmlElementTexts.h"
 
 namespace tal::xml {
@@ -18,8 +19,6 @@ char NameScratchBuffer[kNameSize];
 namespace {
 
 IStorageProvider providerInterface;
-// A document is some fifteen times as large as the values in it.
-char streamBuffer[4 * sizeof(StreamBuffer)];
 
 struct XmlLocation {
     StorageLocation location;
@@ -71,7 +70,7 @@ QBFResult OpenForReading(StorageLocation location, std::FILE** out) {
         return QBF_E_FAILED;
     }
     AllocateReadBuffer(status.st_size);
-    *out = OpenStream(state.CurrentFileName, "r", streamBuffer);
+    *out = OpenUnbufferedStream(state.CurrentFileName, "r");
     if (*out == nullptr) {
         DS_TRACE(XmlTraces, kOpenFile, QBF_E_FAILED, "Error opening XML file");
         return QBF_E_FAILED;
@@ -85,7 +84,7 @@ QBFResult OpenForWriting(const XmlLocation& location, std::FILE** out) {
                  "Attempt to open file %s for write - operation not intended for this file", state.CurrentFileName);
         return QBF_E_FAILED;
     }
-    *out = OpenStream(state.CurrentFileName, "w+", streamBuffer);
+    *out = OpenUnbufferedStream(state.CurrentFileName, "w+");
     if (*out == nullptr) {
         DS_TRACE(XmlTraces, kOpenFile, QBF_E_OPEN_FAILED, "Could not open storage file %s (errno is: %d)",
                  state.CurrentFileName, errno);

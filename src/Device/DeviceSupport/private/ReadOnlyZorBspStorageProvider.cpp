@@ -4,11 +4,11 @@
 #include <cstdint>
 #include <cstring>
 #include <iterator>
-#include <new>
 #include <string>
 
 #include "Device/DeviceSupport/HwNames.h"
 #include "Device/DeviceSupport/private/HostAnswers.h"
+#include "Device/DeviceSupport/private/StandardStreams.h"
 #include "Device/DeviceSupport/private/Tracing.h"
 
 extern "C" {
@@ -41,65 +41,63 @@ struct HwNameEntry {
     std::string name;
 };
 
-constexpr const char* kEndOfList = "EndOfList";
+/// Holds every name. Texts of one size stand in one block, without an address each for the loader to relocate.
+using HwNameText = char[10];
 
-// Row i has the value i. The order within a table is a fixed assignment, neither alphabetical nor by family; the order
-// of the tables is the order in which they are built when the library is loaded.
+/// Makes the rows of a table out of their texts: row i has the value i.
+void BuildRows(HwNameEntry* rows, const HwNameText* texts, std::size_t count) {
+    for (std::size_t index = 0; index < count; ++index) {
+        rows[index].value = static_cast<std::int32_t>(index);
+        rows[index].name = texts[index];
+    }
+}
 
-HwNameEntry hwVariantNames[] = {
-    {0, "QT2814"},    {1, "QT2812"},    {2, "QT2811"},    {3, "DV2851"},    {4, "RB2852"},
-    {5, "ZOR4A"},     {6, "ZOR3001"},   {7, "ZOR3002"},   {8, "VKS3001"},   {9, "VKS3002"},
-    {10, "QT2931_1"}, {11, "QT2931_2"}, {12, "QT2931_3"}, {13, "QT2826"},   {14, "QT2931_4"},
-    {15, "ZOR3003"},  {16, "ZOR3004"},  {17, "VKS3003"},  {18, kEndOfList},
+template <std::size_t Count>
+struct HwNameRecords {
+    explicit HwNameRecords(const HwNameText (&texts)[Count]) { BuildRows(rows, texts, Count); }
+
+    HwNameEntry rows[Count];
 };
 
-HwNameEntry radioRevisionNames[] = {
-    {0, "R1_P2"}, {1, "R1_P3"}, {2, "R1_P4"}, {3, "R1_P5"}, {4, "R2_P1"}, {5, "R2_P2"}, {6, "XPIC"}, {7, kEndOfList},
-};
+// The order within a table is a fixed assignment, neither alphabetical nor by family.
 
-HwNameEntry switchChipNames[] = {
-    {0, "None"}, {1, "Vsx"}, {2, "BobCat2"}, {3, "Cetus"}, {4, kEndOfList},
-};
+constexpr HwNameText kHwVariantTexts[] = {
+    "QT2814",   "QT2812",   "QT2811",   "DV2851", "RB2852",   "ZOR4A",   "ZOR3001", "ZOR3002", "VKS3001",  "VKS3002",
+    "QT2931_1", "QT2931_2", "QT2931_3", "QT2826", "QT2931_4", "ZOR3003", "ZOR3004", "VKS3003", "EndOfList"};
 
-HwNameEntry modemChipNames[] = {
-    {0, "None"},     {1, "Corona"},   {2, "BCM85100"}, {3, "BCM85110"},
-    {4, "BCM85650"}, {5, "BCM85655"}, {6, "BCM85651"}, {7, kEndOfList},
-};
+constexpr HwNameText kRadioRevisionTexts[] = {"R1_P2", "R1_P3", "R1_P4", "R1_P5",
+                                              "R2_P1", "R2_P2", "XPIC",  "EndOfList"};
 
-HwNameEntry boardNames[] = {
-    {0, "None"},    {1, "Orvik"},  {2, "Tembra"},  {3, "Vesk"},    {4, "Pallo"},  {5, "GreyOtter"},
-    {6, "Murino"},  {7, "Ketra"},  {8, "Dovi"},    {9, "Ruma"},    {10, "Selvo"}, {11, "Halvo"},
-    {12, "Brisk"},  {13, "Tamsk"}, {14, "Corvel"}, {15, "Lumo"},   {16, "Lumo2"}, {17, "Ennet"},
-    {18, "Rasvik"}, {19, "Fjel"},  {20, "Gord"},   {21, "Wendro"}, {22, "Quill"}, {23, kEndOfList},
-};
+constexpr HwNameText kSwitchChipTexts[] = {"None", "Vsx", "BobCat2", "Cetus", "EndOfList"};
 
-HwNameEntry accessTypeNames[] = {
-    {0, "None"}, {1, "Pci"}, {2, "Pcie"}, {3, "Ethernet"}, {4, kEndOfList},
-};
+constexpr HwNameText kModemChipTexts[] = {"None",     "Corona",   "BCM85100", "BCM85110",
+                                          "BCM85650", "BCM85655", "BCM85651", "EndOfList"};
 
-HwNameEntry ptpAccessNames[] = {
-    {0, "None"},
-    {1, "Ptp"},
-    {2, "Ethernet"},
-    {3, kEndOfList},
-};
+constexpr HwNameText kBoardTexts[] = {"None",  "Orvik", "Tembra", "Vesk",  "Pallo", "GreyOtter", "Murino", "Ketra",
+                                      "Dovi",  "Ruma",  "Selvo",  "Halvo", "Brisk", "Tamsk",     "Corvel", "Lumo",
+                                      "Lumo2", "Ennet", "Rasvik", "Fjel",  "Gord",  "Wendro",    "Quill",  "EndOfList"};
 
-HwNameEntry radioGenerationNames[] = {
-    {0, "Kv4"},
-    {1, "Kv5"},
-    {2, kEndOfList},
-};
+constexpr HwNameText kAccessTypeTexts[] = {"None", "Pci", "Pcie", "Ethernet", "EndOfList"};
 
-HwNameEntry unitGenerationNames[] = {
-    {0, "Rv"},
-    {1, "Zor4"},
-    {2, "Zor5"},
-    {3, kEndOfList},
-};
+constexpr HwNameText kPtpAccessTexts[] = {"None", "Ptp", "Ethernet", "EndOfList"};
 
-HwNameEntry restartCauseNames[] = {
-    {0, "Cold"}, {1, "Warm"}, {2, "Watchdog"}, {3, "Unknown"}, {4, kEndOfList},
-};
+constexpr HwNameText kRadioGenerationTexts[] = {"Kv4", "Kv5", "EndOfList"};
+
+constexpr HwNameText kUnitGenerationTexts[] = {"Rv", "Zor4", "Zor5", "EndOfList"};
+
+constexpr HwNameText kRestartCauseTexts[] = {"Cold", "Warm", "Watchdog", "Unknown", "EndOfList"};
+
+// They are built in this order when the library is loaded.
+HwNameRecords hwVariantNames(kHwVariantTexts);
+HwNameRecords radioRevisionNames(kRadioRevisionTexts);
+HwNameRecords switchChipNames(kSwitchChipTexts);
+HwNameRecords modemChipNames(kModemChipTexts);
+HwNameRecords boardNames(kBoardTexts);
+HwNameRecords accessTypeNames(kAccessTypeTexts);
+HwNameRecords ptpAccessNames(kPtpAccessTexts);
+HwNameRecords radioGenerationNames(kRadioGenerationTexts);
+HwNameRecords unitGenerationNames(kUnitGenerationTexts);
+HwNameRecords restartCauseNames(kRestartCauseTexts);
 
 /// The real rows of a table, its sentinel left out.
 struct HwNameRows {
@@ -111,8 +109,8 @@ struct HwNameRows {
 };
 
 template <std::size_t Size>
-constexpr HwNameRows RowsOf(const HwNameEntry (&table)[Size]) {
-    return {table, table + Size - 1};
+constexpr HwNameRows RowsOf(const HwNameRecords<Size>& table) {
+    return {table.rows, table.rows + Size - 1};
 }
 
 constexpr HwNameRows kHwNameTables[] = {
@@ -181,12 +179,11 @@ unsigned int ConvertHwVariantToHwId(std::uint32_t hwVariant) {
     return (HexDigit(hwVariant >> 4) << 8) + HexDigit(hwVariant & 0xF);
 }
 
-QBFResult FindVariableOfType(CDatabase* database, const std::string& path, VariableType requiredType,
-                             CVariable** variable) {
-    *variable = tal::FindVariable(database, path.c_str());
+QBFResult FindVariableOfType(CDatabase* database, const char* path, VariableType requiredType, CVariable** variable) {
+    *variable = tal::FindVariable(database, path);
     if (*variable == nullptr) {
         DS_TRACE(BoardTraces, kUpdateVariable, QBF_E_INVALID_ARGUMENT, "    Variable %s not registered in database",
-                 path.c_str());
+                 path);
         return QBF_E_INVALID_ARGUMENT;
     }
     const VariableType type = CVariable_GetType(*variable);
@@ -199,29 +196,68 @@ QBFResult FindVariableOfType(CDatabase* database, const std::string& path, Varia
 }
 
 /// A variable without elements needs no content; for any other, a null address is a failure of the host.
-QBFResult FindContent(CVariable* variable, const std::string& path, std::uint32_t elementCount, void** address) {
+QBFResult FindContent(CVariable* variable, const char* path, std::uint32_t elementCount, void** address) {
     if (QBF_IsFailure(tal::GetContent(variable, elementCount != 0, address))) {
-        DS_TRACE(BoardTraces, kUpdateVariable, QBF_E_BAD_TYPE, "    Something went wrong for variable %s",
-                 path.c_str());
+        DS_TRACE(BoardTraces, kUpdateVariable, QBF_E_BAD_TYPE, "    Something went wrong for variable %s", path);
         return QBF_E_BAD_TYPE;
     }
     return QBF_OK;
 }
 
-template <class Value>
-QBFResult UpdateByPath(CDatabase* database, const char* path, Value value) {
-    try {
-        return ReadOnlyZorBspStorageProvider::getInstance().updateVariable(database, path, value);
-    } catch (const std::bad_alloc&) {  // from the path
-        return QBF_E_FAILED;
+QBFResult SetNumber(CDatabase* database, const char* path, unsigned int value) {
+    if (database == nullptr) {
+        DS_TRACE(BoardTraces, kUpdateVariable, QBF_E_INVALID_ARGUMENT, "    database is a nullptr");
+        return QBF_E_INVALID_ARGUMENT;
+    }
+    CVariable* variable = nullptr;
+    const QBFResult found = FindVariableOfType(database, path, VARIABLE_TYPE_U32, &variable);
+    if (QBF_IsFailure(found)) {
+        return found;
+    }
+    void* address = nullptr;
+    const QBFResult reached = FindContent(variable, path, 1, &address);
+    if (QBF_IsFailure(reached)) {
+        return reached;
+    }
+    std::memcpy(address, &value, sizeof value);
+    CVariable_SetRetrieved(variable, 1);
+    return QBF_OK;
+}
+
+/// Unlike the setter of numbers, this one leaves a null database to the host.
+QBFResult SetText(CDatabase* database, const char* path, const char* value) {
+    CVariable* variable = nullptr;
+    const QBFResult found = FindVariableOfType(database, path, VARIABLE_TYPE_STRING, &variable);
+    if (QBF_IsFailure(found)) {
+        return found;
+    }
+    const std::uint32_t count = CVariable_GetNoOfElements(variable);
+    void* address = nullptr;
+    const QBFResult reached = FindContent(variable, path, count, &address);
+    if (QBF_IsFailure(reached)) {
+        return reached;
+    }
+    if (count != 0) {
+        char* const text = static_cast<char*>(address);
+        std::strncpy(text, value, count);
+        text[count - 1] = '\0';
+    }
+    CVariable_SetRetrieved(variable, 1);
+    return QBF_OK;
+}
+
+void ReportFailure(QBFResult result, const BoardVariable& variable) {
+    if (QBF_IsFailure(result)) {
+        DS_TRACE(BoardTraces, kRetrieveAll, QBF_E_FAILED, "%s", variable.failure);
     }
 }
 
-template <class Value>
-void SetBoardVariable(CDatabase* database, const BoardVariable& variable, Value value) {
-    if (QBF_IsFailure(UpdateByPath(database, variable.path, value))) {
-        DS_TRACE(BoardTraces, kRetrieveAll, QBF_E_FAILED, "%s", variable.failure);
-    }
+void SetBoardNumber(CDatabase* database, const BoardVariable& variable, unsigned int value) {
+    ReportFailure(SetNumber(database, variable.path, value), variable);
+}
+
+void SetBoardText(CDatabase* database, const BoardVariable& variable, const char* value) {
+    ReportFailure(SetText(database, variable.path, value), variable);
 }
 
 IStorageProvider providerInterface;
@@ -286,16 +322,16 @@ QBFResult ReadOnlyZorBspStorageProvider::retrieveAll(unsigned long /*location*/,
         return QBF_E_FAILED;
     }
 
-    SetBoardVariable(database, kNumberOfChannels, Bsp_getNumberOfChannels());
+    SetBoardNumber(database, kNumberOfChannels, Bsp_getNumberOfChannels());
     for (const BoardText& text : kBroadcomConfiguration) {
-        SetBoardVariable(database, text.variable, text.value);
+        SetBoardText(database, text.variable, text.value);
     }
     // The words are read one by one, each when its variable is due.
     const BspHwRecord* const record = Bsp_getZorHwVariant();
-    SetBoardVariable(database, kHwIdMajor, kHwIdMajorValue);
-    SetBoardVariable(database, kHwIdMinor, ConvertHwVariantToHwId(record->words[kHwVariantWord]));
+    SetBoardNumber(database, kHwIdMajor, kHwIdMajorValue);
+    SetBoardNumber(database, kHwIdMinor, ConvertHwVariantToHwId(record->words[kHwVariantWord]));
     for (const BoardCode& code : kHardwareCodes) {
-        SetBoardVariable(database, code.variable, record->words[code.word]);
+        SetBoardNumber(database, code.variable, record->words[code.word]);
     }
 
     if (QBF_IsFailure(CDatabase_SetNotRetrievedVariablesToDefault(database))) {
@@ -307,51 +343,17 @@ QBFResult ReadOnlyZorBspStorageProvider::retrieveAll(unsigned long /*location*/,
 
 QBFResult ReadOnlyZorBspStorageProvider::updateVariable(CDatabase* database, const std::string& path,
                                                         unsigned int value) {
-    if (database == nullptr) {
-        DS_TRACE(BoardTraces, kUpdateVariable, QBF_E_INVALID_ARGUMENT, "    database is a nullptr");
-        return QBF_E_INVALID_ARGUMENT;
-    }
-    CVariable* variable = nullptr;
-    const QBFResult found = FindVariableOfType(database, path, VARIABLE_TYPE_U32, &variable);
-    if (QBF_IsFailure(found)) {
-        return found;
-    }
-    void* address = nullptr;
-    const QBFResult reached = FindContent(variable, path, 1, &address);
-    if (QBF_IsFailure(reached)) {
-        return reached;
-    }
-    std::memcpy(address, &value, sizeof value);
-    CVariable_SetRetrieved(variable, 1);
-    return QBF_OK;
+    return SetNumber(database, path.c_str(), value);
 }
 
-// Unlike the setter of numbers, this one leaves a null database to the host.
 QBFResult ReadOnlyZorBspStorageProvider::updateVariable(CDatabase* database, const std::string& path,
                                                         const char* value) {
-    CVariable* variable = nullptr;
-    const QBFResult found = FindVariableOfType(database, path, VARIABLE_TYPE_STRING, &variable);
-    if (QBF_IsFailure(found)) {
-        return found;
-    }
-    const std::uint32_t count = CVariable_GetNoOfElements(variable);
-    void* address = nullptr;
-    const QBFResult reached = FindContent(variable, path, count, &address);
-    if (QBF_IsFailure(reached)) {
-        return reached;
-    }
-    if (count != 0) {
-        char* const text = static_cast<char*>(address);
-        std::strncpy(text, value, count);
-        text[count - 1] = '\0';
-    }
-    CVariable_SetRetrieved(variable, 1);
-    return QBF_OK;
+    return SetText(database, path.c_str(), value);
 }
 
 QBFResult ReadOnlyZorBspStorageProvider::updateVariable(CDatabase* database, const std::string& path,
                                                         const std::string& value) {
-    return updateVariable(database, path, value.c_str());
+    return SetText(database, path.c_str(), value.c_str());
 }
 
 QBFResult ReadOnlyZorBspStorageProvider_getInterface(IStorageProvider** out) {

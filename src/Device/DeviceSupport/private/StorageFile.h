@@ -9,6 +9,11 @@
 
 #include "Device/DeviceSupport/private/Tracing.h"
 
+// Bytes of the buffer that each file provider has for its open file; the build may choose others.
+#ifndef TAL_STREAM_BUFFER_SIZE
+#define TAL_STREAM_BUFFER_SIZE 8192
+#endif
+
 namespace tal {
 
 /// What a storage file is opened for. Every mode other than StoreWritable and Retrieve means writing.
@@ -17,18 +22,27 @@ enum class StorageOpenMode : unsigned { Store = 0, StoreWritable = 1, Retrieve =
 /// A file-name slot: at most 79 characters, always terminated.
 using FileName = char[80];
 
-/// Between a provider and its open file, of which it has one at a time. Larger than the C library's, because a store
-/// spends much of its time in the calls that hand the buffer to the kernel.
-using StreamBuffer = char[std::size_t{16} * 1024];
+/// Between a provider and its open file, of which it has one at a time.
+using StreamBuffer = char[TAL_STREAM_BUFFER_SIZE];
+static_assert(sizeof(StreamBuffer) >= 256, "the writers put pieces of up to 256 bytes into the buffer");
 
 /// The stream uses `buffer` until it is closed.
 /// @return the stream, or null; `errno` is that of the failure.
-template <std::size_t Size>
-[[nodiscard]] std::FILE* OpenStream(const char* fileName, const char* mode, char (&buffer)[Size]) {
+[[nodiscard]] inline std::FILE* OpenStream(const char* fileName, const char* mode, StreamBuffer& buffer) {
     std::FILE* const file = std::fopen(fileName, mode);
     if (file != nullptr) {
         // A stream that does not take this buffer gets one of the C library's.
         static_cast<void>(std::setvbuf(file, buffer, _IOFBF, sizeof buffer));
+    }
+    return file;
+}
+
+/// The stream hands on every piece as it comes: whoever uses it has large ones.
+/// @return the stream, or null; `errno` is that of the failure.
+[[nodiscard]] inline std::FILE* OpenUnbufferedStream(const char* fileName, const char* mode) {
+    std::FILE* const file = std::fopen(fileName, mode);
+    if (file != nullptr) {
+        static_cast<void>(std::setvbuf(file, nullptr, _IONBF, 0));
     }
     return file;
 }

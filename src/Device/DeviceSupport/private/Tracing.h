@@ -2,10 +2,6 @@
 #ifndef TAL_PRIVATE_TRACING_H
 #define TAL_PRIVATE_TRACING_H
 
-// Each provider's source file sets up the standard streams when the library is loaded.
-#include <iostream>  // IWYU pragma: keep
-
-#include <cerrno>
 #include <cstdint>
 
 #include "Device/DeviceSupport/DeviceSupport.h"
@@ -33,38 +29,51 @@ void trace_end(TraceState* state);
 
 namespace tal {
 
-/// The level that the trace library gives to the code. `errno` survives the call.
-[[nodiscard]] inline int TraceLevel(QBFResult code) {
-    const int errnoBefore = errno;
-    const int level = CPexTraceHandler_DmLevel2GtLevel(code);
-    errno = errnoBefore;
-    return level;
+/// A record that is open: what its end needs.
+struct TraceRecord {
+    QBFResult code;
+    int errnoBefore;
+};
+
+/// Opens a record without asking whether it is wanted. `errno` is as before, so that the message may print it.
+/// @return the trace library's state, for the message.
+TraceState* OpenRecord(TraceRecord& record, int level, QBFResult code, const TraceSite& site);
+
+/// Opens the record of a failure, if the level of `code` is admitted. `errno` is as before, whether it is or not: the
+/// records of a failure, and those after it, may print it.
+/// @return the trace library's state, or null when the record is not wanted.
+TraceState* OpenFailureRecord(TraceRecord& record, QBFResult code, const TraceSite& site);
+
+/// Opens a record if the level of `code` is admitted; only its low 32 bits count, so that records are the same for both
+/// widths of `unsigned long`. Several records of what is no failure come to each variable and are mostly not wanted, so
+/// that nothing but the level is looked at for them.
+/// @return the trace library's state, or null when the record is not wanted.
+[[nodiscard]] inline TraceState* BeginTrace(TraceRecord& record, QBFResult code, const TraceSite& site) {
+    const QBFResult shownCode = static_cast<std::uint32_t>(code);
+    if (QBF_IsFailure(shownCode)) {
+        return OpenFailureRecord(record, shownCode, site);
+    }
+    const int level = CPexTraceHandler_DmLevel2GtLevel(shownCode);
+    return DS_trace.threshold < level ? nullptr : OpenRecord(record, level, shownCode, site);
 }
 
-/// Opens a record.
-/// @return `errno`, which survives the record, so that a failure can be traced before and after it is reported.
-[[nodiscard]] int BeginTrace(int level, const TraceSite& site);
-
-/// Appends the code line, emits the record and puts `errno` back to `errnoBefore`.
-void EndTrace(QBFResult code, int errnoBefore);
+/// Appends the code line, emits the record and puts `errno` back.
+void EndTrace(const TraceRecord& record);
 
 }  // namespace tal
 
 /// DS_TRACE(Names, operation, code, format, ...): one record at the level of `code`. `Names` is the provider's
 /// structure of names: its `kSource` is the source path of all its records, its `operation` the name of the reporting
 /// operation. Nothing is formatted, and the arguments are not evaluated, when the level is not admitted; `errno` is
-/// still that of the failure while they are. Only the low 32 bits of the code count, so that records are the same for
-/// both widths of `unsigned long`.
-#define DS_TRACE(Names, operation, code, ...)                                            \
-    do {                                                                                 \
-        static const TraceSite traceSite = {Names::kSource, __LINE__, Names::operation}; \
-        const QBFResult traceCode = static_cast<std::uint32_t>(code);                    \
-        const int traceLevel = tal::TraceLevel(traceCode);                               \
-        if (DS_trace.threshold >= traceLevel) {                                          \
-            const int traceErrno = tal::BeginTrace(traceLevel, traceSite);               \
-            trace_printf(&DS_trace, __VA_ARGS__);                                        \
-            tal::EndTrace(traceCode, traceErrno);                                        \
-        }                                                                                \
+/// still that of the failure while they are.
+#define DS_TRACE(Names, operation, code, ...)                                               \
+    do {                                                                                    \
+        static const TraceSite traceSite = {Names::kSource, __LINE__, Names::operation};    \
+        tal::TraceRecord traceRecord;                                                       \
+        if (TraceState* const traceState = tal::BeginTrace(traceRecord, code, traceSite)) { \
+            trace_printf(traceState, __VA_ARGS__);                                          \
+            tal::EndTrace(traceRecord);                                                     \
+        }                                                                                   \
     } while (false)
 
 #endif

@@ -15,10 +15,10 @@ namespace {
 
 using namespace std::string_view_literals;
 
-char outputBuffer[8192];
+StreamBuffer outputBuffer;
 
-/// Collects the document's text in front of the stream. Write errors are not tested: of a full disk nothing is reported
-/// but a failure to close the file.
+/// Collects the document's text in front of the stream, which has no buffer of its own. Write errors are not tested: of
+/// a full disk nothing is reported but a failure to close the file.
 class XmlOutput {
 public:
     explicit XmlOutput(std::FILE* file) : file_(file) {}
