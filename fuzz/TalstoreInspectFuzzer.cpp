@@ -9,6 +9,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
@@ -20,6 +21,7 @@
 #include "board/Restore.h"
 #include "commands/Commands.h"
 #include "files/InputError.h"
+#include "files/PrivateDirectory.h"
 
 namespace {
 
@@ -52,6 +54,8 @@ class Files {
 public:
     Files() : layout_(folder_.Path() / "layout.json"), file_(folder_.Path() / "file") {
         Require(setenv("TMPDIR", folder_.Path().c_str(), 1) == 0, "the tool works in the folder");
+        // All runs share it as long as there is one that has not ended.
+        directory_ = tal::talstore::PrivateDirectory::Shared();
         std::ofstream(layout_) << kLayout;
     }
 
@@ -63,6 +67,7 @@ public:
 
 private:
     tal::fuzz::MemoryFolder folder_;
+    std::shared_ptr<const tal::talstore::PrivateDirectory> directory_;
     std::string layout_;
     std::string file_;
 };
@@ -179,7 +184,9 @@ void Retrieve(const std::string& bytes, Format format, tal::host::Database& layo
 
 /// The tool's verdict on every item is what an observed host sees.
 void CompareWithLibrary(const Files& files, const std::string& bytes, Format format) {
-    const auto layout = tal::host::LoadDatabaseFromText(kLayout);
+    // To read the description takes longer than to retrieve a file.
+    static const auto layout = tal::host::LoadDatabaseFromText(kLayout);
+    static const auto other = tal::host::LoadDatabaseFromText(kLayout);
     const tal::talstore::StorageFile file = {files.File(), bytes, format};
     const tal::talstore::StoredContents contents = Inspect(file, layout.get());
     const tal::talstore::ProviderSession session(tal::talstore::ProviderOf(format), 0, 0, file.name);
@@ -187,7 +194,7 @@ void CompareWithLibrary(const Files& files, const std::string& bytes, Format for
     Require(layout->GuardsIntact(), "nothing is written beside a variable");
     Require(report.items.size() == contents.items.size(), "every item has a fate");
 
-    const auto other = tal::host::LoadDatabaseFromText(kLayout);
+    other->ResetToDefaults();
     Watched watched;
     watched.looksUp = format != Format::Binary;
     other->SetObserver(&watched);

@@ -4,6 +4,7 @@
 
 #include "Support.h"
 #include "commands/Commands.h"
+#include "files/PrivateDirectory.h"
 
 namespace tal::test {
 
@@ -38,6 +39,8 @@ protected:
         return {asJson, "layout.json", format, 0};
     }
 
+    /// To make and remove one for every command takes longer than many of them.
+    std::shared_ptr<const talstore::PrivateDirectory> directoryOfAll_ = talstore::PrivateDirectory::Shared();
     std::string name_;
     std::string damagedName_;
     std::string whole_;

@@ -32,10 +32,9 @@ std::string InObject(std::string_view body) {
 /// Where the library looks up the document's variables.
 std::vector<std::string> PathsOfReader(const std::string& document) {
     const talstore::ProviderSession session(*talstore::FindProvider("xml"), 0, 0, "document.xml");
-    session.PutFile(document);
     const auto database = host::LoadDatabaseFromText(kLayout);
     std::vector<std::string> paths;
-    for (const talstore::LookUp& lookUp : session.Retrieve(*database).seen.lookUps) {
+    for (const talstore::LookUp& lookUp : session.Retrieve(document, *database).seen.lookUps) {
         paths.push_back(lookUp.Path());
     }
     return paths;

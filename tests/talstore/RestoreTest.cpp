@@ -138,8 +138,7 @@ TEST_F(Restoring, WhatFollowsANestedObjectIsNotFoundInASecureFile) {
     SetLayout(R"({"name": "N", "type": "OBJECT", "object": {"name": "N", "variables": [{"name": "x", "type": "U8"}]}},
                  {"name": "after", "type": "U8"})");
     const talstore::ProviderSession session(talstore::ProviderOf(Format::Secure), 0, 0, "file");
-    static_cast<void>(session.Store(*layout_));
-    EXPECT_THAT(Restore(Format::Secure, session.TakeFile().value()),
+    EXPECT_THAT(Restore(Format::Secure, session.Store(*layout_).bytes.value()),
                 ElementsAre("restored R/O/N/x", "defaulted R/O/after", "ignored R/O/N/after"));
     EXPECT_THAT(report_.variables[1].reason, HasSubstr("stores it as R/O/N/after"));
     EXPECT_THAT(report_.items[1].reason, HasSubstr("stores R/O/after"));

@@ -62,8 +62,7 @@ std::string ExactTextOf(const host::TypeInfo& type, const char* element, const s
 std::optional<std::vector<std::string>> TextsOf(const ProviderSession& session, const host::Variable& value) {
     host::Database alone;
     alone.AddRegion("R").AddObject("O").Raw("v", value.Type(), value.ElementCount(), value.Bytes());
-    static_cast<void>(session.Store(alone));
-    const StorageFile file = {"value", session.TakeFile().value_or(""), Format::Xml};
+    const StorageFile file = {"value", session.Store(alone).bytes.value_or(""), Format::Xml};
     const StoredContents contents = Inspect(file, &alone);
     if (!contents.isWhole || contents.items.size() != 1) {
         return std::nullopt;

@@ -52,11 +52,14 @@ void WriteFile(const std::filesystem::path& path, std::string_view bytes) {
     }
 }
 
-constexpr char kForgettableFile[] = "forgettable";
-
 /// Some readers keep something of the file before. A board that has just started has nothing.
 void ForgetEarlierFiles(const IStorageProvider& provider, const FormatInfo& format) {
-    format.setFileNames((std::filesystem::path("..") / kForgettableFile).c_str());
+    // Beside the working directory, where it stays for the next time.
+    const std::string file = std::string("../forgettable") + format.ending;
+    if (!std::filesystem::exists(file)) {
+        WriteFile(file, format.forgettableFile);
+    }
+    format.setFileNames(file.c_str());
     host::Database nothing;
     provider.RetrieveAll(0, nothing.Handle(), 0);
 }
@@ -96,27 +99,22 @@ ProviderSession::ProviderSession(const ProviderInfo& provider, StorageLocation l
       location_(location),
       channel_(channel),
       fileName_(NameForProvider(provider.format, location, fileName)),
-      filesPath_(directory_.Path() / "files") {
+      filesPath_(directory_->Path() / "files") {
     std::filesystem::create_directory(filesPath_);
-    if (provider.format != nullptr && provider.format->forgettableFile != nullptr) {
-        WriteFile(directory_.Path() / kForgettableFile, provider.format->forgettableFile);
-    }
 }
 
-void ProviderSession::PutFile(std::string_view bytes) const {
-    WriteFile(filesPath_ / fileName_, bytes);
-}
-
-std::optional<std::string> ProviderSession::TakeFile() const {
+StoreRun ProviderSession::Store(host::Database& database) const {
     const std::filesystem::path file = filesPath_ / fileName_;
-    return std::filesystem::exists(file) ? std::optional(ReadWholeFile(file.string())) : std::nullopt;
+    std::filesystem::remove(file);
+    StoreRun stored = {Drive(&IStorageProvider::StoreAll, database), std::nullopt};
+    if (std::filesystem::exists(file)) {
+        stored.bytes = ReadWholeFile(file.string());
+    }
+    return stored;
 }
 
-Run ProviderSession::Store(host::Database& database) const {
-    return Drive(&IStorageProvider::StoreAll, database);
-}
-
-Run ProviderSession::Retrieve(host::Database& database) const {
+Run ProviderSession::Retrieve(std::string_view bytes, host::Database& database) const {
+    WriteFile(filesPath_ / fileName_, bytes);
     return Drive(&IStorageProvider::RetrieveAll, database);
 }
 

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -43,8 +44,15 @@ struct Run {
     Seen seen;
 };
 
+/// What a store does, and what it leaves.
+struct StoreRun {
+    Run run;
+    std::optional<std::string> bytes;  ///< None when it has written no file.
+};
+
 /// A provider at one location with a file of its own, away from the user's files: providers keep at most 79 characters
-/// of a name, truncate before they write, and have fixed names for some locations.
+/// of a name, truncate before they write, and have fixed names for some locations. All sessions share one directory,
+/// where no file outlives its operation in any use.
 class ProviderSession {
 public:
     /// @param fileName  The user's file, whose last part the provider and its trace get to see.
@@ -57,13 +65,9 @@ public:
     /// Runs from here on keep their whole trace instead of their failures only.
     void KeepWholeTrace() { keptRecords_ = KeptRecords::All; }
 
-    /// What the next retrieve reads.
-    void PutFile(std::string_view bytes) const;
-    /// What the last store has written; none when it has written no file.
-    [[nodiscard]] std::optional<std::string> TakeFile() const;
-
-    [[nodiscard]] Run Store(host::Database& database) const;
-    [[nodiscard]] Run Retrieve(host::Database& database) const;
+    [[nodiscard]] StoreRun Store(host::Database& database) const;
+    /// @param bytes  Of the file; not looked at by a provider that has none.
+    [[nodiscard]] Run Retrieve(std::string_view bytes, host::Database& database) const;
 
 private:
     using Operation = QBFResult (*IStorageProvider::*)(StorageLocation, CDatabase*, unsigned long);
@@ -75,8 +79,8 @@ private:
     std::uint32_t channel_;
     std::string fileName_;
     KeptRecords keptRecords_ = KeptRecords::Failures;
-    PrivateDirectory directory_;
-    std::filesystem::path filesPath_;  ///< Holds the session's file and nothing else.
+    std::shared_ptr<const PrivateDirectory> directory_ = PrivateDirectory::Shared();
+    std::filesystem::path filesPath_;  ///< The working directory of the operations.
 };
 
 }  // namespace tal::talstore

@@ -65,7 +65,6 @@ public:
         : session_(session), format_(session.Provider().format), file_(file), contents_(contents), layout_(layout) {}
 
     RestoreReport Report() {
-        session_.PutFile(file_.bytes);
         const std::vector<std::string> overFillers = RetrieveOverFillers();
         if (QBF_IsFailure(report_.run.result)) {
             report_.failure = ReasonForFailure();
@@ -82,7 +81,7 @@ private:
     /// @return what the first retrieve left in each variable; nothing when it has written them all.
     std::vector<std::string> RetrieveOverFillers() {
         VisitVariables(layout_, [](host::Variable& variable, bool /*isWritable*/) { SetToFiller(variable); });
-        report_.run = session_.Retrieve(layout_);
+        report_.run = session_.Retrieve(file_.bytes, layout_);
         std::vector<std::string> values;
         if (IsEveryByteWritten()) {
             return values;
@@ -90,7 +89,7 @@ private:
         VisitVariables(layout_,
                        [&](host::Variable& variable, bool /*isWritable*/) { values.emplace_back(BytesOf(variable)); });
         layout_.ResetToDefaults();
-        report_.run = session_.Retrieve(layout_);
+        report_.run = session_.Retrieve(file_.bytes, layout_);
         return values;
     }
 
@@ -286,8 +285,7 @@ private:
             return;
         }
         const ProviderSession session(ProviderOf(format_->format), 0, session_.Channel(), file_.name);
-        static_cast<void>(session.Store(layout_));
-        const StorageFile stored = {file_.name, session.TakeFile().value_or(""), format_->format};
+        const StorageFile stored = {file_.name, session.Store(layout_).bytes.value_or(""), format_->format};
         const StoredContents records = Inspect(stored, &layout_);
         std::unordered_map<std::string, const host::Variable*> variables;
         std::size_t index = 0;

@@ -118,7 +118,7 @@ int Board(const BoardOptions& options, const Console& console) {
     if (options.showsTrace) {
         session.KeepWholeTrace();
     }
-    const Run run = session.Retrieve(*layout);
+    const Run run = session.Retrieve({}, *layout);
     const std::vector<BoardRow> rows = BoardRows(*layout);
     if (options.asJson) {
         PrintAnswer(console, "board", BoardJson(options, rows, run));

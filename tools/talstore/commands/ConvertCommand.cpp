@@ -53,9 +53,8 @@ int Convert(const ConvertOptions& options, const Console& console) {
     ApplySettings(*layout, options.settings);
 
     const ProviderSession writing(ProviderOf(outputFormat), 0, options.common.channel, options.output);
-    const Run stored = writing.Store(*layout);
-    const std::optional<std::string> bytes = writing.TakeFile();
-    if (QBF_IsFailure(stored.result) || !bytes) {
+    const auto [run, bytes] = writing.Store(*layout);
+    if (QBF_IsFailure(run.result) || !bytes) {
         throw InputError(options.output + ": the provider could not store the file");
     }
     const StorageFile output = {options.output, *bytes, outputFormat};

@@ -53,8 +53,7 @@ int Store(const StoreOptions& options, const Console& console) {
     if (drive.showsTrace) {
         session.KeepWholeTrace();
     }
-    const Run run = session.Store(*layout);
-    const std::optional<std::string> bytes = session.TakeFile();
+    const auto [run, bytes] = session.Store(*layout);
     const bool isStored = !QBF_IsFailure(run.result) && bytes.has_value();
     if (isStored && drive.file.empty()) {
         throw UseError("a file is needed");

@@ -9,6 +9,16 @@
 
 namespace tal::talstore {
 
+std::shared_ptr<const PrivateDirectory> PrivateDirectory::Shared() {
+    static std::weak_ptr<const PrivateDirectory> current;
+    std::shared_ptr<const PrivateDirectory> shared = current.lock();
+    if (shared == nullptr) {
+        shared = std::make_shared<const PrivateDirectory>();
+        current = shared;
+    }
+    return shared;
+}
+
 PrivateDirectory::PrivateDirectory() {
     std::string name = (std::filesystem::temp_directory_path() / "talstore-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) {
