@@ -1,6 +1,6 @@
 /// docs/formats.md: its dumps are what the providers write and read, its tables say what they do with a value.
 
-#include "Device/DeviceSupport/private/VariableTypes.h"
+#include "TypeTable.h"
 #include "host/ReferenceHost.h"
 #include "support/BinaryFixture.h"
 #include "support/Documentation.h"
@@ -12,8 +12,8 @@ namespace tal::test {
 
 namespace {
 
-constexpr const char* kPage = "docs/formats.md";
-constexpr const char* kFile = "file";
+constexpr const char* kFormatsPage = "docs/formats.md";
+constexpr const char* kFormatsFile = "file";
 
 /// The database of the page.
 void BuildExample(host::Database& database) {
@@ -37,15 +37,15 @@ std::string BytesOfDump(const std::string& dump) {
 
 class DocumentedFormats : public ::testing::Test {
 protected:
-    void Use(const FileProvider& provider) { provider_ = provider.Prepare(kFile); }
+    void Use(const FileProvider& provider) { provider_ = provider.Prepare(kFormatsFile); }
 
     std::string StoredBytes(host::Database& database) {
         EXPECT_EQ(provider_->StoreAll(0, database.Handle(), 0), QBFResult{QBF_OK});
-        return ReadFile(kFile);
+        return ReadFile(kFormatsFile);
     }
 
     void RetrieveFrom(host::Database& database, const std::string& bytes) {
-        WriteFile(kFile, bytes);
+        WriteFile(kFormatsFile, bytes);
         database.SetAllToZero();
         EXPECT_EQ(provider_->RetrieveAll(0, database.Handle(), 0), QBFResult{QBF_OK});
     }
@@ -65,7 +65,7 @@ protected:
     }
 
     TemporaryDirectory directory_;
-    Page page_{kPage};
+    Page page_{kFormatsPage};
     IStorageProvider* provider_ = nullptr;
 };
 
@@ -193,20 +193,20 @@ std::string Shown(double number) {
 }
 
 /// The first element of the variable as the page shows it.
-std::string Shown(const host::Variable& variable, const VariableTypeInfo& type) {
+std::string Shown(const host::Variable& variable, const host::TypeInfo& type) {
     switch (type.kind) {
-        case ElementKind::Float:
-            return Shown(type.width == sizeof(float) ? variable.Get<float>() : variable.Get<double>());
-        case ElementKind::String:
+        case host::TypeKind::Real:
+            return Shown(type.elementSize == sizeof(float) ? variable.Get<float>() : variable.Get<double>());
+        case host::TypeKind::String:
             return '"' + variable.Text() + '"';
-        case ElementKind::Signed:
-            return std::to_string(type.width == 1   ? variable.Get<std::int8_t>()
-                                  : type.width == 2 ? variable.Get<std::int16_t>()
-                                                    : variable.Get<std::int32_t>());
+        case host::TypeKind::Signed:
+            return std::to_string(type.elementSize == 1   ? variable.Get<std::int8_t>()
+                                  : type.elementSize == 2 ? variable.Get<std::int16_t>()
+                                                          : variable.Get<std::int32_t>());
         default:
-            return std::to_string(type.width == 1   ? variable.Get<std::uint8_t>()
-                                  : type.width == 2 ? variable.Get<std::uint16_t>()
-                                                    : variable.Get<std::uint32_t>());
+            return std::to_string(type.elementSize == 1   ? variable.Get<std::uint8_t>()
+                                  : type.elementSize == 2 ? variable.Get<std::uint16_t>()
+                                                          : variable.Get<std::uint32_t>());
     }
 }
 
@@ -214,7 +214,7 @@ class DocumentedReading : public XmlReaderFixture {
 protected:
     /// What a variable element with this content gives to a variable of the type, in the words of the page.
     std::string Given(VariableType code, const std::string& content) {
-        const VariableTypeInfo& type = *FindVariableType(code);
+        const host::TypeInfo& type = *host::FindType(code);
         host::Variable& variable = AddVariable(code, type);
         const std::vector<std::uint8_t> before = ContentOf(variable, type);
         const QBFResult result = RetrieveVariables(VariableElement(variable.Name(), content));
@@ -227,17 +227,17 @@ protected:
     }
 
     static std::string TextElement(VariableType code, const std::string& text) {
-        return FindVariableType(code)->isArray ? "<array><element>" + text + "</element></array>"
-                                               : "<value>" + text + "</value>";
+        return host::FindType(code)->isArray ? "<array><element>" + text + "</element></array>"
+                                             : "<value>" + text + "</value>";
     }
 
 private:
-    static std::vector<std::uint8_t> ContentOf(const host::Variable& variable, const VariableTypeInfo& type) {
-        return type.kind == ElementKind::Object ? std::vector<std::uint8_t>{} : variable.Bytes();
+    static std::vector<std::uint8_t> ContentOf(const host::Variable& variable, const host::TypeInfo& type) {
+        return type.kind == host::TypeKind::Object ? std::vector<std::uint8_t>{} : variable.Bytes();
     }
 
     /// Neither its content nor its default is a value of the page.
-    host::Variable& AddVariable(VariableType code, const VariableTypeInfo& type) {
+    host::Variable& AddVariable(VariableType code, const host::TypeInfo& type) {
         constexpr std::uint8_t kDefaultByte = 0x22;
         constexpr std::uint8_t kContentByte = 0x11;
         const std::string name = "v" + std::to_string(++variables_);
@@ -250,7 +250,7 @@ private:
             return At(name);
         }
         const std::uint32_t count = code == VARIABLE_TYPE_STRING ? 4 : 1;
-        const std::size_t size = code == VARIABLE_TYPE_STRING ? count : type.width;
+        const std::size_t size = code == VARIABLE_TYPE_STRING ? count : type.elementSize;
         object_.Raw(name, code, count, std::vector<std::uint8_t>(size, kDefaultByte));
         host::Variable& variable = At(name);
         std::memset(variable.Content(), kContentByte, variable.SizeInBytes());
@@ -270,7 +270,7 @@ TEST_F(DocumentedFormats, TheTableOfReadingListsEveryType) {
 }
 
 TEST_F(DocumentedReading, EveryTextGivesWhatTheTableSays) {
-    for (const ReadingRow& row : ReadingRows(Page(kPage))) {
+    for (const ReadingRow& row : ReadingRows(Page(kFormatsPage))) {
         for (const ReadingExample& example : row.examples) {
             EXPECT_EQ(Given(row.code, TextElement(row.code, example.text)), example.given)
                 << "type " << row.code << " from '" << example.text << '\'';
@@ -279,7 +279,7 @@ TEST_F(DocumentedReading, EveryTextGivesWhatTheTableSays) {
 }
 
 TEST_F(DocumentedReading, AVariableWithoutAValueGivesWhatTheTableSays) {
-    for (const ReadingRow& row : ReadingRows(Page(kPage))) {
+    for (const ReadingRow& row : ReadingRows(Page(kFormatsPage))) {
         EXPECT_EQ(Given(row.code, ""), row.givenByNothing) << "type " << row.code;
     }
 }

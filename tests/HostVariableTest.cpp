@@ -14,7 +14,7 @@ using tal::host::Database;
 using tal::host::Object;
 using tal::host::Variable;
 
-using Bytes = std::vector<std::uint8_t>;
+using Content = std::vector<std::uint8_t>;
 
 class HostVariable : public testing::Test {
 protected:
@@ -30,19 +30,19 @@ protected:
     Object& object_ = database_.AddRegion("R").AddObject("O");
 };
 
-struct TypeCase {
+struct ContentCase {
     const char* name;
     void (*add)(Object& object);
     VariableType type;
     std::uint32_t elementCount;
-    Bytes content;
+    Content content;
 };
 
-void PrintTo(const TypeCase& typeCase, std::ostream* out) {
+void PrintTo(const ContentCase& typeCase, std::ostream* out) {
     *out << typeCase.name;
 }
 
-class HostVariableOfType : public HostVariable, public testing::WithParamInterface<TypeCase> {};
+class HostVariableOfType : public HostVariable, public testing::WithParamInterface<ContentCase> {};
 
 TEST_P(HostVariableOfType, HasItsCodeItsCountItsSizeAndItsLayout) {
     GetParam().add(object_);
@@ -52,7 +52,7 @@ TEST_P(HostVariableOfType, HasItsCodeItsCountItsSizeAndItsLayout) {
     EXPECT_EQ(CVariable_GetNoOfElements(variable), GetParam().elementCount);
     EXPECT_EQ(CVariable_GetSizeInBytes(variable), GetParam().content.size());
     const auto* const content = static_cast<const std::uint8_t*>(Address());
-    EXPECT_EQ(Bytes(content, content + GetParam().content.size()), GetParam().content);
+    EXPECT_EQ(Content(content, content + GetParam().content.size()), GetParam().content);
     EXPECT_EQ(Added().Bytes(), GetParam().content);
 }
 
@@ -61,10 +61,10 @@ TEST_P(HostVariableOfType, HoldsItsDefaultAtFirst) {
 
     EXPECT_TRUE(Added().HoldsDefault());
     const std::uint8_t* const content = Added().DefaultContent();
-    EXPECT_EQ(Bytes(content, content + Added().SizeInBytes()), GetParam().content);
+    EXPECT_EQ(Content(content, content + Added().SizeInBytes()), GetParam().content);
 }
 
-const TypeCase kTypeCases[] = {
+const ContentCase kContentCases[] = {
     {"U8", [](Object& o) { o.U8("v", 200); }, 0, 1, {200}},
     {"U8Array",
      [](Object& o) {
@@ -152,7 +152,7 @@ const TypeCase kTypeCases[] = {
      {1, 2, 3}},
 };
 
-INSTANTIATE_TEST_SUITE_P(, HostVariableOfType, testing::ValuesIn(kTypeCases),
+INSTANTIATE_TEST_SUITE_P(, HostVariableOfType, testing::ValuesIn(kContentCases),
                          [](const auto& testInfo) { return testInfo.param.name; });
 
 TEST_F(HostVariable, HandsOutItsName) {
@@ -166,7 +166,7 @@ TEST_F(HostVariable, HandsOutItsName) {
 
 TEST_F(HostVariable, ContentIsAlignedForItsType) {
     for (int i = 1; i < 9; ++i) {
-        object_.Raw("odd", 1, 1, Bytes(static_cast<std::size_t>(i)));
+        object_.Raw("odd", 1, 1, Content(static_cast<std::size_t>(i)));
         object_.Double("even");
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(Address()) % alignof(double), 0U);
     }
@@ -274,7 +274,7 @@ TEST_F(HostVariable, TextIsFollowedByZeroBytes) {
     Added().SetText("xy");
 
     EXPECT_EQ(Added().Text(), "xy");
-    EXPECT_EQ(Added().Bytes(), (Bytes{'x', 'y', 0, 0, 0, 0}));
+    EXPECT_EQ(Added().Bytes(), (Content{'x', 'y', 0, 0, 0, 0}));
 }
 
 TEST_F(HostVariable, TextThatLeavesNoRoomForItsNulIsRefused) {

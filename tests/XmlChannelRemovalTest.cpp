@@ -13,7 +13,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-std::string Document(const std::string& region, const std::string& object, const std::string& variable) {
+std::string DocumentWithChannels(const std::string& region, const std::string& object, const std::string& variable) {
     return kDocumentStart + ("<region name = \"" + region) + "\"><object name = \"" + object +
            "\">\n<variable name = \"" + variable + "\"><type>U8</type><value>0</value></variable>\n</object>\n" +
            "</region>\n" + kDocumentEnd;
@@ -63,8 +63,8 @@ TEST_P(XmlChannelRemovals, WriteTheName) {
     Add(nameOf(Kind::Region, removal.name), nameOf(Kind::Object, removal.name), nameOf(Kind::Variable, removal.name));
 
     EXPECT_EQ(StoredDocument(removal.injector),
-              Document(nameOf(Kind::Region, removal.written), nameOf(Kind::Object, removal.written),
-                       nameOf(Kind::Variable, removal.written)));
+              DocumentWithChannels(nameOf(Kind::Region, removal.written), nameOf(Kind::Object, removal.written),
+                                   nameOf(Kind::Variable, removal.written)));
 }
 
 std::string Times(std::size_t count, char character) {
@@ -192,15 +192,15 @@ TEST_F(XmlChannelRemoval, NamesOfTheHostAreNotWrittenTo) {
 TEST_F(XmlChannelRemoval, DocumentsOfTwoChannelsDifferOnlyWhereTheirPatternsAre) {
     Add("rRf1Rf2", "o.Channel2", "v");
 
-    EXPECT_EQ(StoredDocument(1), Document("rRfXRf2", "o.Channel2", "v"));
-    EXPECT_EQ(StoredDocument(2), Document("rRf1RfX", "o.ChannelX", "v"));
+    EXPECT_EQ(StoredDocument(1), DocumentWithChannels("rRfXRf2", "o.Channel2", "v"));
+    EXPECT_EQ(StoredDocument(2), DocumentWithChannels("rRf1RfX", "o.ChannelX", "v"));
 }
 
 TEST_F(XmlChannelRemoval, InjectorIsThatOfTheCallAlone) {
     Add("Rf1", "o", "v");
     Store(0, 1);
 
-    EXPECT_EQ(StoredDocument(0), Document("Rf1", "o", "v"));
+    EXPECT_EQ(StoredDocument(0), DocumentWithChannels("Rf1", "o", "v"));
 }
 
 // Traces.

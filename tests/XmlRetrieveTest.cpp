@@ -19,7 +19,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr QBFResult kHostFailure = 0x8003;
+constexpr QBFResult kFailureOfTheHost = 0x8003;
 
 /// Holds one variable, "R/O/a": default 9, content 7, and 5 in the document.
 class XmlRetrieve : public XmlReaderFixture {
@@ -254,7 +254,7 @@ TEST_F(XmlRetrieve, AMissingFileDefaultsEverything) {
 TEST_F(XmlRetrieve, AMissingFileAndAFailingDefaultAreReportedTogether) {
     std::filesystem::remove(kXmlFile);
     HostCalls host;
-    host.FailAll("CDatabase_SetNotRetrievedVariablesToDefault", kHostFailure);
+    host.FailAll("CDatabase_SetNotRetrievedVariablesToDefault", kFailureOfTheHost);
     EXPECT_EQ(Retrieve(), QBFResult{QBF_E_FAILED});
     ExpectUntouched();
     EXPECT_THAT(
@@ -390,7 +390,7 @@ TEST_F(XmlRetrieve, OnlyLocationEightLooksAtSlotSeven) {
 TEST_F(XmlRetrieve, AFailingHashTableEndsTheRetrieveBeforeAnythingIsTouched) {
     HostCalls host;
     CLibraryFaults files;
-    host.FailAll("CDatabase_UpdatePathHashTable", kHostFailure);
+    host.FailAll("CDatabase_UpdatePathHashTable", kFailureOfTheHost);
     EXPECT_EQ(Retrieve(), QBFResult{QBF_E_FAILED});
     EXPECT_EQ(A(), 7);
     EXPECT_THAT(files.Calls(), IsEmpty());
@@ -405,7 +405,7 @@ TEST_F(XmlRetrieve, AFailingHashTableEndsTheRetrieveBeforeAnythingIsTouched) {
 TEST_F(XmlRetrieve, FailingToClearTheMarksEndsTheRetrieveBeforeTheFileIsOpened) {
     HostCalls host;
     CLibraryFaults files;
-    host.FailAll("CDatabase_SetAsNotRetrieved", kHostFailure);
+    host.FailAll("CDatabase_SetAsNotRetrieved", kFailureOfTheHost);
     EXPECT_EQ(Retrieve(), QBFResult{QBF_E_FAILED});
     EXPECT_EQ(A(), 7);
     EXPECT_THAT(files.Calls(), IsEmpty());
@@ -531,7 +531,7 @@ TEST_F(XmlRetrieve, AShortenedReadIsAParseError) {
 TEST_F(XmlRetrieve, AFailingDefaultIsReportedAtItsOwnResult) {
     HostCalls host;
     object_.Bool("bad", 0);
-    host.FailAll("CDatabase_SetNotRetrievedVariablesToDefault", kHostFailure);
+    host.FailAll("CDatabase_SetNotRetrievedVariablesToDefault", kFailureOfTheHost);
     EXPECT_EQ(RetrieveVariables(Value("a", "5")), QBFResult{QBF_E_FAILED});
     ExpectRestored();
     EXPECT_THAT(
@@ -544,7 +544,7 @@ TEST_F(XmlRetrieve, AFailingDefaultIsReportedAtItsOwnResult) {
 TEST_F(XmlRetrieve, AFailingDefaultIsReportedInPlaceOfTheVariablesThatFailed) {
     HostCalls host;
     object_.Bool("bad", 0);
-    host.FailAll("CDatabase_SetNotRetrievedVariablesToDefault", kHostFailure);
+    host.FailAll("CDatabase_SetNotRetrievedVariablesToDefault", kFailureOfTheHost);
     EXPECT_EQ(RetrieveVariables(Value("bad", "maybe")), QBFResult{QBF_E_FAILED});
     EXPECT_THAT(traces_.LinesOf("CXmlFileStorageProviderBase_ManageRetrieve"),
                 ElementsAre("0x800 CXmlFileStorageProviderBase_ManageRetrieve: XML file closed for storage location 0",
@@ -617,7 +617,7 @@ TEST_F(XmlRetrieve, MemoryIsHeldForTheFileAndGivenBack) {
 TEST_F(XmlRetrieve, AVariableWithoutContentAddressIsReportedAndTheRetrieveStillSucceeds) {
     object_.U8("b", 3);
     HostCalls host;
-    host.Fail("CVariable_GetContentAddress", 1, kHostFailure);
+    host.Fail("CVariable_GetContentAddress", 1, kFailureOfTheHost);
     EXPECT_EQ(RetrieveVariables(Value("a", "5") + Value("b", "6")), QBFResult{QBF_OK});
     ExpectDefaulted();
     EXPECT_EQ(At("b").Get<std::uint8_t>(), 6);
@@ -643,7 +643,7 @@ TEST_F(XmlRetrieve, AnArrayWithoutContentAddressReleasesItsElements) {
     object_.U8Array("b", {1, 2}).U8Array("c", {3, 4});
     AllocationFaults memory;
     HostCalls host;
-    host.Fail("CVariable_GetContentAddress", 1, kHostFailure);
+    host.Fail("CVariable_GetContentAddress", 1, kFailureOfTheHost);
     EXPECT_EQ(RetrieveVariables(Array("b", {"5", "6"}) + Array("c", {"7", "8"})), QBFResult{QBF_OK});
     EXPECT_TRUE(At("b").HoldsDefault());
     EXPECT_THAT(At("c").Bytes(), ElementsAre(7, 8));
@@ -672,7 +672,7 @@ TEST_F(XmlRetrieve, ALookUpThatSucceedsWithoutAVariableCountsAsUnregistered) {
 
 TEST_F(XmlRetrieve, TheResultOfMarkingAVariableIsIgnored) {
     HostCalls host;
-    host.FailAll("CVariable_SetRetrieved", kHostFailure);
+    host.FailAll("CVariable_SetRetrieved", kFailureOfTheHost);
     EXPECT_EQ(Retrieve(), QBFResult{QBF_OK});
     ExpectDefaulted();
 }
@@ -725,7 +725,7 @@ QBFResult ExpectedAfterFailing(const HostCalls& host) {
 }
 
 TEST_F(XmlRetrieveFaults, EveryHostCallThatFailsGivesADefinedResultAndDoesNoHarm) {
-    for (const QBFResult code : {QBFResult{0x8000}, kHostFailure, QBFResult{0x7FFFFFFF}}) {
+    for (const QBFResult code : {QBFResult{0x8000}, kFailureOfTheHost, QBFResult{0x7FFFFFFF}}) {
         const int faults = SweepFaults([&](int n) {
             AllocationFaults memory;
             QBFResult result = QBF_OK;

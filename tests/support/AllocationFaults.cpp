@@ -13,7 +13,7 @@ namespace tal::test {
 
 namespace {
 
-AllocationFaults* active = nullptr;
+AllocationFaults* activeFaults = nullptr;
 
 /// The double's own records need memory, too.
 bool keepsBooks = false;
@@ -28,12 +28,12 @@ struct BookKeeping {
 }  // namespace
 
 AllocationFaults::AllocationFaults(Watch watch) : watch_(watch) {
-    EXPECT_EQ(active, nullptr) << "one AllocationFaults at a time";
-    active = this;
+    EXPECT_EQ(activeFaults, nullptr) << "one AllocationFaults at a time";
+    activeFaults = this;
 }
 
 AllocationFaults::~AllocationFaults() {
-    active = nullptr;
+    activeFaults = nullptr;
 }
 
 void AllocationFaults::FailFrom(int nth) {
@@ -45,7 +45,7 @@ void AllocationFaults::FailFrom(int nth) {
 class Allocator {
 public:
     static bool IsWatchedCall(const void* caller) {
-        return active != nullptr && !keepsBooks && IsWatched(caller, active->watch_);
+        return activeFaults != nullptr && !keepsBooks && IsWatched(caller, activeFaults->watch_);
     }
 
     /// @return null when this allocation is to fail, or the heap is exhausted.
@@ -54,7 +54,7 @@ public:
     }
 
     static void* Allocate(std::size_t size) {
-        if (active == nullptr) {
+        if (activeFaults == nullptr) {
             return std::malloc(std::max<std::size_t>(size, 1));
         }
         if (Fails()) {
@@ -66,7 +66,7 @@ public:
     }
 
     static void* Reallocate(void* memory, std::size_t size) {
-        if (active == nullptr) {
+        if (activeFaults == nullptr) {
             return std::realloc(memory, size);
         }
         if (Fails()) {
@@ -80,7 +80,7 @@ public:
 
     // Inlined into a destructor, the free would seem to be paired with operator new, of which the compiler warns.
     [[gnu::noinline]] static void Free(void* memory) {
-        if (active != nullptr && !keepsBooks) {
+        if (activeFaults != nullptr && !keepsBooks) {
             Forget(memory);
         }
         std::free(memory);
@@ -97,8 +97,8 @@ public:
     }
 
     static XML_Parser CreateParser(const XML_Char* encoding) {
-        if (active->failsParserCreation_) {
-            active->fired_ = true;
+        if (activeFaults->failsParserCreation_) {
+            activeFaults->fired_ = true;
             return nullptr;
         }
         static const XML_Memory_Handling_Suite memory = {Allocate, Reallocate, Free};
@@ -113,28 +113,29 @@ private:
     }
 
     static bool Fails() {
-        const int number = ++active->allocations_;
-        const bool fails = active->failing_ != 0 &&
-                           (active->failsLaterOnes_ ? number >= active->failing_ : number == active->failing_);
-        active->fired_ = active->fired_ || fails;
+        const int number = ++activeFaults->allocations_;
+        const bool fails =
+            activeFaults->failing_ != 0 &&
+            (activeFaults->failsLaterOnes_ ? number >= activeFaults->failing_ : number == activeFaults->failing_);
+        activeFaults->fired_ = activeFaults->fired_ || fails;
         return fails;
     }
 
     static void Register(void* memory, std::size_t size) {
         if (memory != nullptr) {
             const BookKeeping books;
-            active->sizes_[memory] = size;
-            active->liveBytes_ += size;
-            active->peakBytes_ = std::max(active->peakBytes_, active->liveBytes_);
+            activeFaults->sizes_[memory] = size;
+            activeFaults->liveBytes_ += size;
+            activeFaults->peakBytes_ = std::max(activeFaults->peakBytes_, activeFaults->liveBytes_);
         }
     }
 
     static void Forget(void* memory) {
         const BookKeeping books;
-        const auto entry = active->sizes_.find(memory);
-        if (entry != active->sizes_.end()) {
-            active->liveBytes_ -= entry->second;
-            active->sizes_.erase(entry);
+        const auto entry = activeFaults->sizes_.find(memory);
+        if (entry != activeFaults->sizes_.end()) {
+            activeFaults->liveBytes_ -= entry->second;
+            activeFaults->sizes_.erase(entry);
         }
     }
 };

@@ -15,7 +15,7 @@ namespace tal::test {
 
 namespace {
 
-CLibraryFaults* active = nullptr;
+CLibraryFaults* activeFiles = nullptr;
 
 bool Writes(const std::string& mode) {
     return mode.find_first_of("wa+") != std::string::npos;
@@ -24,12 +24,12 @@ bool Writes(const std::string& mode) {
 }  // namespace
 
 CLibraryFaults::CLibraryFaults(Watch watch) : watch_(watch) {
-    EXPECT_EQ(active, nullptr) << "one CLibraryFaults at a time";
-    active = this;
+    EXPECT_EQ(activeFiles, nullptr) << "one CLibraryFaults at a time";
+    activeFiles = this;
 }
 
 CLibraryFaults::~CLibraryFaults() {
-    active = nullptr;
+    activeFiles = nullptr;
 }
 
 void CLibraryFaults::Fail(int nth, int error) {
@@ -122,15 +122,15 @@ public:
         if (!IsWatchedCall(caller)) {
             return real(path, mode);
         }
-        const Answer answer = active->AnswerTo("fopen", std::string(path) + ' ' + mode);
+        const Answer answer = activeFiles->AnswerTo("fopen", std::string(path) + ' ' + mode);
         if (answer.action == Action::Fail) {
             errno = answer.error;
             return nullptr;
         }
-        const bool isLost = active->isStopped_ && Writes(mode);
-        std::FILE* const stream = real(isLost ? "/dev/null" : active->Redirected(path).c_str(), mode);
+        const bool isLost = activeFiles->isStopped_ && Writes(mode);
+        std::FILE* const stream = real(isLost ? "/dev/null" : activeFiles->Redirected(path).c_str(), mode);
         if (stream != nullptr) {
-            active->streams_.insert(stream);
+            activeFiles->streams_.insert(stream);
         }
         return stream;
     }
@@ -140,7 +140,7 @@ public:
         if (!IsWatchedStream(caller, stream)) {
             return real(data, size, count, stream);
         }
-        const Answer answer = active->AnswerTo("fread", std::to_string(size * count));
+        const Answer answer = activeFiles->AnswerTo("fread", std::to_string(size * count));
         switch (answer.action) {
             case Action::Fail:
                 SetError(stream);
@@ -170,7 +170,7 @@ public:
         if (!IsWatchedStream(caller, stream)) {
             return real(data, size, count, stream);
         }
-        const Answer answer = active->AnswerTo("fwrite", std::to_string(size * count));
+        const Answer answer = activeFiles->AnswerTo("fwrite", std::to_string(size * count));
         if (IsLostWrite()) {
             return count;
         }
@@ -199,7 +199,7 @@ public:
         if (!IsWatchedStream(caller, stream)) {
             return real(stream);
         }
-        const Answer answer = active->AnswerTo("fflush");
+        const Answer answer = activeFiles->AnswerTo("fflush");
         if (answer.action == Action::Fail) {
             SetError(stream);
             errno = answer.error;
@@ -213,7 +213,7 @@ public:
         if (!IsWatchedCall(caller)) {
             return real(descriptor);
         }
-        const Answer answer = active->AnswerTo("fsync");
+        const Answer answer = activeFiles->AnswerTo("fsync");
         if (answer.action == Action::Fail) {
             errno = answer.error;
             return -1;
@@ -226,10 +226,10 @@ public:
         if (!IsWatchedStream(caller, stream)) {
             return real(stream);
         }
-        active->streams_.erase(stream);
-        active->failedStreams_.erase(stream);
-        active->endedStreams_.erase(stream);
-        const Answer answer = active->AnswerTo("fclose");
+        activeFiles->streams_.erase(stream);
+        activeFiles->failedStreams_.erase(stream);
+        activeFiles->endedStreams_.erase(stream);
+        const Answer answer = activeFiles->AnswerTo("fclose");
         const int result = real(stream);
         if (answer.action == Action::Fail) {
             errno = answer.error;
@@ -240,12 +240,12 @@ public:
 
     static int Error(std::FILE* stream) {
         static auto* const real = Real<int(std::FILE*)>("ferror");
-        return active != nullptr && active->failedStreams_.count(stream) != 0 ? 1 : real(stream);
+        return activeFiles != nullptr && activeFiles->failedStreams_.count(stream) != 0 ? 1 : real(stream);
     }
 
     static int End(std::FILE* stream) {
         static auto* const real = Real<int(std::FILE*)>("feof");
-        return active != nullptr && active->endedStreams_.count(stream) != 0 ? 1 : real(stream);
+        return activeFiles != nullptr && activeFiles->endedStreams_.count(stream) != 0 ? 1 : real(stream);
     }
 
     template <class Stat>
@@ -253,14 +253,14 @@ public:
         if (!IsWatchedCall(caller)) {
             return real(path, status);
         }
-        const Answer answer = active->AnswerTo("stat", path);
+        const Answer answer = activeFiles->AnswerTo("stat", path);
         if (answer.action == Action::Fail) {
             errno = answer.error;
             return -1;
         }
         const int result = real(path, status);
-        if (active->toldSize_) {
-            status->st_size = *active->toldSize_;
+        if (activeFiles->toldSize_) {
+            status->st_size = *activeFiles->toldSize_;
         }
         return result;
     }
@@ -269,29 +269,31 @@ private:
     using Action = CLibraryFaults::Action;
     using Answer = CLibraryFaults::Answer;
 
-    static bool IsWatchedCall(const void* caller) { return active != nullptr && IsWatched(caller, active->watch_); }
+    static bool IsWatchedCall(const void* caller) {
+        return activeFiles != nullptr && IsWatched(caller, activeFiles->watch_);
+    }
 
     static bool IsWatchedStream(const void* caller, std::FILE* stream) {
-        return IsWatchedCall(caller) && active->streams_.count(stream) != 0;
+        return IsWatchedCall(caller) && activeFiles->streams_.count(stream) != 0;
     }
 
     /// Counts down to the power loss, at which what has been written reaches the files.
     static bool IsLostWrite() {
-        if (!active->isStopped_ && active->writesUntilStop_ >= 0 && active->writesUntilStop_-- == 0) {
+        if (!activeFiles->isStopped_ && activeFiles->writesUntilStop_ >= 0 && activeFiles->writesUntilStop_-- == 0) {
             static auto* const flush = Real<decltype(fflush)>("fflush");
-            std::for_each(active->streams_.begin(), active->streams_.end(), flush);
-            active->isStopped_ = true;
-            active->firedAt_ = "fwrite";
+            std::for_each(activeFiles->streams_.begin(), activeFiles->streams_.end(), flush);
+            activeFiles->isStopped_ = true;
+            activeFiles->firedAt_ = "fwrite";
         }
-        return active->isStopped_;
+        return activeFiles->isStopped_;
     }
 
     // A stream's own indicators have no setters.
-    static void SetError(std::FILE* stream) { active->failedStreams_.insert(stream); }
+    static void SetError(std::FILE* stream) { activeFiles->failedStreams_.insert(stream); }
 
     static void GoToEndOfFile(std::FILE* stream) {
         std::fseek(stream, 0, SEEK_END);
-        active->endedStreams_.insert(stream);
+        activeFiles->endedStreams_.insert(stream);
     }
 
     static std::size_t Less(std::size_t bytes, std::size_t missing) { return bytes - std::min(bytes, missing); }

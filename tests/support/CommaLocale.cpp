@@ -17,7 +17,7 @@ END LC_NUMERIC
 )";
 
 // Of its own, because the machine's are in a package that need not be there.
-constexpr const char* kCharacters = R"(<code_set_name> COMMA
+constexpr const char* kCharacterMap = R"(<code_set_name> COMMA
 <comment_char> %
 <escape_char> /
 CHARMAP
@@ -31,7 +31,7 @@ END CHARMAP
 CommaLocale::CommaLocale() : before_(std::setlocale(LC_NUMERIC, nullptr)) {
     const TemporaryDirectory directory;
     WriteFile("source", kSource);
-    WriteFile("characters", kCharacters);
+    WriteFile("characters", kCharacterMap);
     // It complains about all that is not there and writes the one category that is.
     static_cast<void>(std::system("localedef -c --no-archive -f ./characters -i ./source ./comma >log 2>&1"));
     setenv("LOCPATH", directory.Path().c_str(), 1);

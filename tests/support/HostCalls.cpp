@@ -8,7 +8,7 @@ namespace tal::test {
 
 namespace {
 
-HostCalls* active = nullptr;
+HostCalls* activeCalls = nullptr;
 
 std::string FunctionOf(const std::string& call) {
     return call.substr(0, call.find(' '));
@@ -21,12 +21,12 @@ bool Fits(std::string_view wanted, const std::string& function, const std::strin
 }  // namespace
 
 HostCalls::HostCalls(Watch watch) : watch_(watch) {
-    EXPECT_EQ(active, nullptr) << "one HostCalls at a time";
-    active = this;
+    EXPECT_EQ(activeCalls, nullptr) << "one HostCalls at a time";
+    activeCalls = this;
 }
 
 HostCalls::~HostCalls() {
-    active = nullptr;
+    activeCalls = nullptr;
 }
 
 void HostCalls::Fail(int nth, QBFResult code) {
@@ -84,20 +84,20 @@ public:
     HostInterposer(const char* function, const void* returnAddress, const char* argument = nullptr)
         : function_(function),
           argument_(argument),
-          isWatched_(active != nullptr && IsWatched(returnAddress, active->watch_)) {}
+          isWatched_(activeCalls != nullptr && IsWatched(returnAddress, activeCalls->watch_)) {}
 
     HostInterposer& CannotFail() {
         canFail_ = false;
         return *this;
     }
 
-    [[nodiscard]] const char* VariableName() const { return isWatched_ ? active->variableName_ : nullptr; }
-    [[nodiscard]] bool RepeatsListItems() const { return isWatched_ && active->repeatsListItems_; }
+    [[nodiscard]] const char* VariableName() const { return isWatched_ ? activeCalls->variableName_ : nullptr; }
+    [[nodiscard]] bool RepeatsListItems() const { return isWatched_ && activeCalls->repeatsListItems_; }
 
     template <class Result, class... Parameters>
     Result Forward(Result (*real)(Parameters...), Parameters... arguments) {
         const HostCalls::Answer answer =
-            isWatched_ ? active->AnswerTo(function_, Call(), canFail_) : HostCalls::Answer{};
+            isWatched_ ? activeCalls->AnswerTo(function_, Call(), canFail_) : HostCalls::Answer{};
         if (answer.action == HostCalls::Action::Replace) {
             return static_cast<Result>(answer.code);
         }

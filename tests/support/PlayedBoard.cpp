@@ -8,30 +8,30 @@ namespace tal::test {
 
 namespace {
 
-PlayedBoard* active = nullptr;
+PlayedBoard* activeBoard = nullptr;
 
 }  // namespace
 
 PlayedBoard::PlayedBoard() {
-    EXPECT_EQ(active, nullptr) << "one board at a time";
-    active = this;
+    EXPECT_EQ(activeBoard, nullptr) << "one board at a time";
+    activeBoard = this;
 }
 
 PlayedBoard::~PlayedBoard() {
-    active = nullptr;
+    activeBoard = nullptr;
 }
 
 class BoardInterposer {
 public:
     /// @return the board to ask, or null for the board-support library.
     static PlayedBoard* Asked(const char* function) {
-        if (active != nullptr) {
-            active->calls_.emplace_back(function);
-            if (active->onCall) {
-                active->onCall(function);
+        if (activeBoard != nullptr) {
+            activeBoard->calls_.emplace_back(function);
+            if (activeBoard->onCall) {
+                activeBoard->onCall(function);
             }
         }
-        return active;
+        return activeBoard;
     }
 };
 
