@@ -39,9 +39,9 @@ constexpr std::string_view kCodeLine = "      code: ";
 constexpr int kFailureLevel = 0;
 constexpr int kOtherLevel = 1;
 
-TraceCapture* active = nullptr;
+TraceCapture* activeCapture = nullptr;
 
-[[gnu::format(printf, 1, 0)]] std::string Format(const char* format, std::va_list arguments) {
+[[gnu::format(printf, 1, 0)]] std::string Formatted(const char* format, std::va_list arguments) {
     std::va_list measured;
     va_copy(measured, arguments);
     const int length = std::vsnprintf(nullptr, 0, format, measured);
@@ -58,45 +58,45 @@ struct TraceLibrary {
     static int LevelOf(QBFResult code) { return QBF_IsFailure(code) ? kFailureLevel : kOtherLevel; }
 
     static void Begin(int level, const TraceSite& site) noexcept {
-        if (active == nullptr) {
+        if (activeCapture == nullptr) {
             return;
         }
-        active->lastOperation_ = site.operationName;
-        if (*active->firstOperation_ == '\0') {
-            active->firstOperation_ = site.operationName;
+        activeCapture->lastOperation_ = site.operationName;
+        if (*activeCapture->firstOperation_ == '\0') {
+            activeCapture->firstOperation_ = site.operationName;
         }
-        active->isOpenKept_ = active->kept_ == KeptRecords::All || level == kFailureLevel;
-        if (active->isOpenKept_) {
-            active->open_ = {0, site.operationName, {}};
+        activeCapture->isOpenKept_ = activeCapture->kept_ == KeptRecords::All || level == kFailureLevel;
+        if (activeCapture->isOpenKept_) {
+            activeCapture->open_ = {0, site.operationName, {}};
         }
     }
 
     [[gnu::format(printf, 1, 0)]] static void Print(const char* format, std::va_list arguments) noexcept {
-        if (active == nullptr || !active->isOpenKept_) {
+        if (activeCapture == nullptr || !activeCapture->isOpenKept_) {
             return;
         }
-        const std::string text = Format(format, arguments);
+        const std::string text = Formatted(format, arguments);
         if (text.compare(0, kCodeLine.size(), kCodeLine) == 0) {
-            active->open_.code = std::strtoul(text.c_str() + kCodeLine.size(), nullptr, 16);
+            activeCapture->open_.code = std::strtoul(text.c_str() + kCodeLine.size(), nullptr, 16);
         } else {
-            active->open_.message += text;
+            activeCapture->open_.message += text;
         }
     }
 
     static void End() noexcept {
-        if (active != nullptr && active->isOpenKept_) {
-            active->records_.push_back(std::move(active->open_));
+        if (activeCapture != nullptr && activeCapture->isOpenKept_) {
+            activeCapture->records_.push_back(std::move(activeCapture->open_));
         }
     }
 };
 
 TraceCapture::TraceCapture(KeptRecords kept) : kept_(kept), thresholdBefore_(DS_trace.threshold) {
     DS_trace.threshold = INT_MAX;
-    active = this;
+    activeCapture = this;
 }
 
 TraceCapture::~TraceCapture() {
-    active = nullptr;
+    activeCapture = nullptr;
     DS_trace.threshold = thresholdBefore_;
 }
 

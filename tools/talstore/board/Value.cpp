@@ -19,8 +19,6 @@ using tools::Quoted;
 
 namespace {
 
-using nlohmann::json;
-
 std::string_view Trimmed(std::string_view text) {
     constexpr std::string_view kSpaces = " \t\r\n";
     const std::size_t start = text.find_first_not_of(kSpaces);
@@ -32,7 +30,7 @@ std::string_view Trimmed(std::string_view text) {
 
 template <class T>
 struct Element {
-    static json ToJson(T value) { return value; }
+    static nlohmann::json ToJson(T value) { return value; }
 
     static bool IsText(T value, std::string_view text) {
         const std::string_view digits = Trimmed(text);
@@ -47,7 +45,7 @@ struct Element {
 
     static bool AreSameInXml(T first, T second) { return first == second; }
 
-    static bool Parse(const json& text, T& value) {
+    static bool Parse(const nlohmann::json& text, T& value) {
         if (!text.is_number_integer()) {
             return false;
         }
@@ -65,10 +63,10 @@ struct Element {
 
 template <>
 struct Element<bool> {
-    static json ToJson(bool value) { return value; }
+    static nlohmann::json ToJson(bool value) { return value; }
     static bool IsText(bool value, std::string_view text) { return Trimmed(text) == (value ? "TRUE" : "FALSE"); }
     static bool AreSameInXml(bool first, bool second) { return first == second; }
-    static bool Parse(const json& text, bool& value) {
+    static bool Parse(const nlohmann::json& text, bool& value) {
         value = text == true;
         return text.is_boolean();
     }
@@ -84,7 +82,7 @@ double ParseReal(const char* text, char** end, double /*kind*/) {
 
 template <class Real>
 struct RealElement {
-    static json ToJson(Real value) {
+    static nlohmann::json ToJson(Real value) {
         if (std::isnan(value)) {
             return "nan";
         }
@@ -106,7 +104,7 @@ struct RealElement {
 
     static bool AreSameInXml(Real first, Real second) { return Written(first) == Written(second); }
 
-    static bool Parse(const json& text, Real& value) {
+    static bool Parse(const nlohmann::json& text, Real& value) {
         if (text.is_number()) {
             value = static_cast<Real>(text.get<double>());
             return true;
@@ -167,7 +165,7 @@ void SetText(host::Variable& variable, std::string_view text) {
 }
 
 /// What JSON does not know: hexadecimal numbers, and words without quotes.
-json ParseValue(std::string_view text) {
+nlohmann::json ParseValue(std::string_view text) {
     const std::string_view digits = text.substr(0, 1) == "-" ? text.substr(1) : text;
     if (digits.size() > 2 && (digits.substr(0, 2) == "0x" || digits.substr(0, 2) == "0X")) {
         std::uint64_t number = 0;
@@ -175,17 +173,18 @@ json ParseValue(std::string_view text) {
         const auto [end, error] = std::from_chars(digits.data() + 2, last, number, 16);
         constexpr auto kLargest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
         if (error == std::errc() && end == last && number <= kLargest) {
-            return digits.size() == text.size() ? json(number) : json(-static_cast<std::int64_t>(number));
+            return digits.size() == text.size() ? nlohmann::json(number)
+                                                : nlohmann::json(-static_cast<std::int64_t>(number));
         }
     }
     if (text == "TRUE" || text == "FALSE") {
         return text == "TRUE";
     }
-    json value = json::parse(text, nullptr, false);
-    return value.is_discarded() ? json(std::string(text)) : value;
+    nlohmann::json value = nlohmann::json::parse(text, nullptr, false);
+    return value.is_discarded() ? nlohmann::json(std::string(text)) : value;
 }
 
-bool SetElement(host::Variable& variable, const host::TypeInfo& type, std::size_t index, const json& text) {
+bool SetElement(host::Variable& variable, const host::TypeInfo& type, std::size_t index, const nlohmann::json& text) {
     return host::VisitElementType(type, [&](auto value) {
         const bool isValue = Element<decltype(value)>::Parse(text, value);
         if (isValue) {
@@ -211,7 +210,7 @@ bool HaveSameElements(const host::TypeInfo& type, std::string_view first, std::s
 
 }  // namespace
 
-json ValueJson(VariableType type, std::string_view bytes) {
+nlohmann::json ValueJson(VariableType type, std::string_view bytes) {
     const host::TypeInfo* const info = FittingType(type, bytes);
     if (info == nullptr) {
         return nullptr;
@@ -219,12 +218,12 @@ json ValueJson(VariableType type, std::string_view bytes) {
     if (info->kind == host::TypeKind::String) {
         return std::string(UpToNul(bytes));
     }
-    return host::VisitElementType(*info, [&](auto zero) -> json {
+    return host::VisitElementType(*info, [&](auto zero) -> nlohmann::json {
         using Type = decltype(zero);
         if (!info->isArray) {
             return Element<Type>::ToJson(host::ReadElement<Type>(bytes.data()));
         }
-        json elements = json::array();
+        nlohmann::json elements = nlohmann::json::array();
         for (std::size_t offset = 0; offset < bytes.size(); offset += info->elementSize) {
             elements.push_back(Element<Type>::ToJson(host::ReadElement<Type>(bytes.data() + offset)));
         }
@@ -277,7 +276,7 @@ void SetValue(host::Variable& variable, std::string_view text) {
     }
     const std::string expected =
         host::VisitElementType(*type, [](auto zero) { return Element<decltype(zero)>::Expected(); });
-    const json value = ParseValue(text);
+    const nlohmann::json value = ParseValue(text);
     if (!type->isArray) {
         if (!SetElement(variable, *type, 0, value)) {
             FailValue(variable, text, expected);

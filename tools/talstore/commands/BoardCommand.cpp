@@ -50,7 +50,7 @@ std::string VariantText(std::uint32_t variant) {
 }
 
 /// What the provider did with one of its variables.
-struct BoardRow {
+struct HardwareRow {
     std::string path;
     const host::Variable* variable;  ///< Null when the layout does not have it.
 
@@ -63,17 +63,17 @@ struct BoardRow {
     }
 };
 
-std::vector<BoardRow> BoardRows(host::Database& layout) {
-    std::vector<BoardRow> rows;
+std::vector<HardwareRow> HardwareRows(host::Database& layout) {
+    std::vector<HardwareRow> rows;
     BoardLayout()->ForEachVariable([&](const std::string& path, host::Variable& /*variable*/) {
         rows.push_back({path, layout.Find(path)});
     });
     return rows;
 }
 
-Json BoardJson(const BoardOptions& options, const std::vector<BoardRow>& rows, const Run& run) {
+Json BoardJson(const BoardOptions& options, const std::vector<HardwareRow>& rows, const Run& run) {
     Json variables = Json::array();
-    for (const BoardRow& row : rows) {
+    for (const HardwareRow& row : rows) {
         Json entry = {{"path", row.path}, {"set", row.IsSet()}};
         if (row.IsSet()) {
             entry["value"] = ValueJson(row.variable->Type(), BytesOf(*row.variable));
@@ -92,7 +92,7 @@ Json BoardJson(const BoardOptions& options, const std::vector<BoardRow>& rows, c
     return json;
 }
 
-void PrintBoard(const Console& console, const BoardOptions& options, const std::vector<BoardRow>& rows,
+void PrintBoard(const Console& console, const BoardOptions& options, const std::vector<HardwareRow>& rows,
                 const Run& run) {
     if (options.showsTrace) {
         PrintTrace(console, run.trace);
@@ -100,7 +100,7 @@ void PrintBoard(const Console& console, const BoardOptions& options, const std::
     console.out << "a board of variant " << VariantText(options.variant) << " with "
                 << Count(options.channelCount, "channel") << '\n';
     Table table({"PATH", "TYPE", "VALUE", "STATE"});
-    for (const BoardRow& row : rows) {
+    for (const HardwareRow& row : rows) {
         table.Add({row.path,
                    row.variable == nullptr ? "-" : TypeText(*row.variable),
                    row.IsSet() ? ValueText(*row.variable) : "-",
@@ -119,13 +119,14 @@ int Board(const BoardOptions& options, const Console& console) {
         session.KeepWholeTrace();
     }
     const Run run = session.Retrieve({}, *layout);
-    const std::vector<BoardRow> rows = BoardRows(*layout);
+    const std::vector<HardwareRow> rows = HardwareRows(*layout);
     if (options.asJson) {
         PrintAnswer(console, "board", BoardJson(options, rows, run));
     } else {
         PrintBoard(console, options, rows, run);
     }
-    const bool isEverythingSet = std::all_of(rows.begin(), rows.end(), [](const BoardRow& row) { return row.IsSet(); });
+    const bool isEverythingSet =
+        std::all_of(rows.begin(), rows.end(), [](const HardwareRow& row) { return row.IsSet(); });
     return isEverythingSet && !QBF_IsFailure(run.result) ? kFine : kProblems;
 }
 

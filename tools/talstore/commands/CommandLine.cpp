@@ -19,10 +19,6 @@ namespace {
 
 constexpr const char* kEndOfOptions = "--";
 
-bool IsOption(const std::string& word) {
-    return word.size() > 1 && word[0] == '-';
-}
-
 // ---- What the words of a row say about themselves
 
 std::string JoinedWords(const std::vector<std::string>& words) {

@@ -33,6 +33,11 @@ struct OptionInfo {
     std::uint32_t most = std::numeric_limits<std::uint32_t>::max();
 };
 
+/// @return whether the word begins as an option does.
+[[nodiscard]] inline bool IsOption(const std::string& word) {
+    return word.size() > 1 && word[0] == '-';
+}
+
 /// A word that is no option; one with several texts takes all that follow.
 struct OperandInfo {
     const char* name;

@@ -6,10 +6,6 @@ namespace tal::talstore {
 
 namespace {
 
-bool IsOption(const std::string& word) {
-    return word.size() > 1 && word[0] == '-';
-}
-
 /// A shell takes "--layout=board.json" and "PATH=VALUE" apart at the sign.
 std::vector<std::string> Joined(const std::vector<std::string>& words) {
     std::vector<std::string> joined;

@@ -4,6 +4,7 @@
 #define TALSTORE_INPUT_ERROR_H
 
 #include <stdexcept>
+#include <string>
 
 namespace tal::talstore {
 
@@ -12,6 +13,10 @@ class InputError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+[[noreturn]] inline void RefuseFile(const std::string& name, const std::string& problem) {
+    throw InputError(name + ": " + problem);
+}
 
 }  // namespace tal::talstore
 

@@ -20,12 +20,8 @@ namespace {
 
 constexpr std::size_t kLargestFile = std::size_t{64} << 20U;
 
-[[noreturn]] void Fail(const std::string& name, const std::string& problem) {
-    throw InputError(name + ": " + problem);
-}
-
 [[noreturn]] void FailWithErrno(const std::string& name) {
-    Fail(name, std::strerror(errno));
+    RefuseFile(name, std::strerror(errno));
 }
 
 class Descriptor {
@@ -86,7 +82,7 @@ std::filesystem::path TargetOf(const std::string& name) {
 void SyncDirectory(const std::filesystem::path& directory, const std::string& name) {
     const Descriptor opened(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (opened.Number() < 0 || fsync(opened.Number()) != 0) {
-        Fail(name, std::string("is written, but may be lost in a power cut: ") + std::strerror(errno));
+        RefuseFile(name, std::string("is written, but may be lost in a power cut: ") + std::strerror(errno));
     }
 }
 
@@ -157,7 +153,7 @@ std::string ReadWholeFile(const std::string& name) {
         }
         bytes.append(buffer, arrived < 0 ? 0 : static_cast<std::size_t>(arrived));
         if (bytes.size() > kLargestFile) {
-            Fail(name, "has more than 64 MiB, which no storage file has");
+            RefuseFile(name, "has more than 64 MiB, which no storage file has");
         }
     }
 }

@@ -5,14 +5,6 @@
 
 namespace tal::talstore {
 
-namespace {
-
-[[noreturn]] void Fail(const std::string& name, const std::string& problem) {
-    throw InputError(name + ": " + problem);
-}
-
-}  // namespace
-
 StorageFile LoadStorageFile(const std::string& name, std::optional<Format> format, bool hasLayout) {
     std::string bytes = ReadWholeFile(name);
     if (!format) {
@@ -26,12 +18,12 @@ StorageFile LoadStorageFile(const std::string& name, std::optional<Format> forma
         format = Format::Binary;
     }
     if (!format) {
-        Fail(name,
-             "neither an XML document nor a secure binary file; a raw binary file needs --layout, and --format "
-             "says what a damaged file was");
+        RefuseFile(name,
+                   "neither an XML document nor a secure binary file; a raw binary file needs --layout, and --format "
+                   "says what a damaged file was");
     }
     if (InfoOf(*format).needsLayout && !hasLayout) {
-        Fail(name, "a raw binary file holds no names and no types: say with --layout how it is laid out");
+        RefuseFile(name, "a raw binary file holds no names and no types: say with --layout how it is laid out");
     }
     return {name, std::move(bytes), *format};
 }
