@@ -157,6 +157,27 @@ TEST_F(Completion, OffersFilesWhereAFileIsNamed) {
     EXPECT_THAT(Offered("convert other.xml oth"), testing::ElementsAre("other.xml"));
 }
 
+TEST_F(Completion, OffersThePathsOfTheLayoutPartByPart) {
+    EXPECT_THAT(Offered("get unit.bin --layout layout.json ''"), testing::ElementsAre("R/"));
+    EXPECT_THAT(Offered("get unit.bin --layout layout.json R/"), testing::ElementsAre("R/Fixed/", "R/O/"));
+    EXPECT_THAT(Offered("get unit.bin --layout layout.json R/O/u"), testing::ElementsAre("R/O/u32", "R/O/u8"));
+    EXPECT_THAT(Offered("show unit.bin --layout layout.json --path R/O/N"), testing::ElementsAre("R/O/N/"));
+    EXPECT_THAT(Offered("set unit.bin --layout layout.json R/O/u"), testing::ElementsAre("R/O/u32=", "R/O/u8="));
+    EXPECT_THAT(Offered("store unit.bin --layout layout.json --set R/F"), testing::ElementsAre("R/Fixed/"));
+}
+
+TEST_F(Completion, OffersThePathsOfTheFileWithoutALayout) {
+    WriteFile("unit.sbin", Record("R/O/gone", "x"));
+    EXPECT_THAT(Offered("get unit.sbin R/O/"), testing::ElementsAre("R/O/gone"));
+    EXPECT_THAT(Offered("get absent.sbin R/O/"), testing::ElementsAre(""));
+    EXPECT_THAT(Offered("set unit.sbin R/O/gone = 4"), testing::ElementsAre(""));
+}
+
+TEST_F(Completion, OffersTheNamesOfResultCodes) {
+    EXPECT_THAT(Offered("explain QBF_E_NO"),
+                testing::ElementsAre("QBF_E_NO_NAME", "QBF_E_NOT_FOUND", "QBF_E_NO_STORAGE_FILE"));
+}
+
 TEST_F(Completion, OffersNothingForANumber) {
     EXPECT_THAT(Offered("show x --channel ''"), testing::ElementsAre(""));
 }

@@ -59,12 +59,14 @@ TEST_F(Schemas, DescribeEveryAnswer) {
     Ask({"store", "to.xml", "--force", "--layout", "layout.json", "--provider", "xml-read-only"});
     Ask({"retrieve", "--provider", "dummy", "--layout", "layout.json"});
     Ask({"board"});
+    Ask({"explain", "0x8010"});
+    Ask({"explain", "nothing"});
     Ask({"board", "--layout", "layout.json", "--variant", "0x100", "--trace"});
     WriteFile("answers", answers_);
     ASSERT_EQ(std::system("python3 " TAL_REPOSITORY "/tests/talstore/validate.py " TALSTORE_SOURCES
                           "/schemas < answers > validated"),
               0);
-    EXPECT_EQ(ReadFile("validated"), std::to_string(count_) + " answers, 9 schemas\n");
+    EXPECT_EQ(ReadFile("validated"), std::to_string(count_) + " answers, 10 schemas\n");
 }
 
 TEST_F(Schemas, RefuseAnAnswerWithAnotherKeyOrWithoutOne) {

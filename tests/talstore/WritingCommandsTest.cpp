@@ -66,7 +66,7 @@ TEST_F(Store, ThatFailsSaysWhyAndLeavesTheFileAsItWas) {
     WriteFile("unit.xml", "precious");
     const Ended ended = Talstore({"store", "unit.xml", "--force", "--layout", "layout.json", "--location", "7"});
     EXPECT_EQ(ended.status, 1);
-    EXPECT_EQ(ended.out, "xml, location 7: result 0x8000, no file is written\n");
+    EXPECT_EQ(ended.out, "xml, location 7: QBF_E_FAILED (0x8000), no file is written\n");
     EXPECT_THAT(ended.err, HasSubstr("Attempt to open file unit.xml for write - operation not intended for this file"));
     EXPECT_EQ(ReadFile("unit.xml"), "precious");
 }
@@ -204,7 +204,30 @@ TEST_F(Retrieve, FailsAsTheProviderFails) {
     EXPECT_EQ(ended.status, 1);
     EXPECT_THAT(ended.err, HasSubstr("Invalid storage location id: 1"));
     EXPECT_THAT(ended.out, HasSubstr("defaulted  the file is not read\n"));
-    EXPECT_THAT(ended.out, EndsWith("xml, location 1: result 0x8000, 7 defaulted, 1 read-only, 7 ignored\n"));
+    EXPECT_THAT(ended.out, EndsWith("xml, location 1: QBF_E_FAILED (0x8000), 7 defaulted, 1 read-only, 7 ignored\n"));
+}
+
+TEST_F(Retrieve, OfACutFileShowsTheFirstThreeFailuresAndHowManyMore) {
+    StoreFile("unit.bin");
+    WriteFile("unit.bin", ReadFile("unit.bin").substr(0, 7));
+    const Ended ended = Talstore({"retrieve", "unit.bin", "--layout", "layout.json"});
+    EXPECT_EQ(ended.status, 1);
+    const std::string start = "talstore: QBF_E_IO (0x800A): CBinaryFileStorageProvider_ProcessObject: ";
+    EXPECT_EQ(ended.err, start + "Not all bytes read, attempted to read 4 bytes, got 2\n" + start +
+                             "Not all bytes read, attempted to read 16 bytes, got 0\n" + start +
+                             "Not all bytes read, attempted to read 6 bytes, got 0\n"
+                             "talstore: and 4 more: --trace\n");
+    EXPECT_THAT(ended.out, EndsWith("binary, location 0: QBF_E_FAILED (0x8000), 2 restored, 6 defaulted\n"));
+    WriteFile("unit.bin", ReadFile("unit.bin").substr(0, 5));
+    EXPECT_THAT(Talstore({"retrieve", "unit.bin", "--layout", "layout.json", "--trace"}).err, testing::IsEmpty());
+}
+
+TEST_F(Retrieve, SpeaksOfTheUsersFileWhereTheProvidersNameIsFixed) {
+    WriteFile("unit.sbin", "no record at all, but long enough for one");
+    const Ended ended =
+        Talstore({"retrieve", "unit.sbin", "--layout", "layout.json", "--location", "1", "--trace", "--json"});
+    EXPECT_THAT(ended.out, HasSubstr("unit.sbin (for storage location 1)"));
+    EXPECT_THAT(ended.out, testing::Not(HasSubstr("storage_calibration_database")));
 }
 
 TEST_F(Retrieve, WorksAtEveryLocationOfTheReadOnlyProvider) {

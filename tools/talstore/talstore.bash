@@ -10,6 +10,8 @@ _talstore() {
     if [[ $kind == files ]]; then
         compopt -o filenames
         mapfile -t COMPREPLY < <(compgen -f -- "$2")
+    elif [[ $kind == paths ]]; then
+        compopt -o nospace
     fi
 }
 

@@ -22,7 +22,7 @@ std::string NameForProvider(const FormatInfo* format, StorageLocation number, st
         }
     }
     std::string name = std::filesystem::path(fileName).filename().string();
-    const bool isUsable = !name.empty() && name != "-" && name != "." && name != "..";
+    const bool isUsable = !name.empty() && name != "." && name != "..";
     return isUsable ? name.substr(0, kLongestFileName) : "storage";
 }
 
@@ -49,6 +49,16 @@ void WriteFile(const std::filesystem::path& path, std::string_view bytes) {
     file.close();
     if (!file) {
         throw InputError(path.string() + ": could not be written");
+    }
+}
+
+/// Speaks of the user's file where a provider speaks of one whose name is fixed.
+void NameTheUsersFile(std::vector<TraceRecord>& trace, const std::string& fixedName, const std::string& userName) {
+    for (TraceRecord& record : trace) {
+        for (std::size_t place = 0; (place = record.message.find(fixedName, place)) != std::string::npos;
+             place += userName.size()) {
+            record.message.replace(place, fixedName.size(), userName);
+        }
     }
 }
 
@@ -98,6 +108,7 @@ ProviderSession::ProviderSession(const ProviderInfo& provider, StorageLocation l
     : provider_(provider),
       location_(location),
       channel_(channel),
+      userName_(std::filesystem::path(fileName).filename().string()),
       fileName_(NameForProvider(provider.format, location, fileName)),
       filesPath_(directory_->Path() / "files") {
     std::filesystem::create_directory(filesPath_);
@@ -138,7 +149,11 @@ Run ProviderSession::Drive(Operation operation, host::Database& database) const 
     Witness witness(database, capture);
     const QBFResult result = (provider->*operation)(location_, database.Handle(), channel_);
     StopIfInterrupted();
-    return {result, capture.FirstOperation(), capture.Take(), witness.Take()};
+    std::vector<TraceRecord> trace = capture.Take();
+    if (fileName_ != userName_ && !userName_.empty()) {
+        NameTheUsersFile(trace, fileName_, userName_);
+    }
+    return {result, capture.FirstOperation(), std::move(trace), witness.Take()};
 }
 
 }  // namespace tal::talstore

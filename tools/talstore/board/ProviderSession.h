@@ -77,6 +77,7 @@ private:
     const ProviderInfo& provider_;
     StorageLocation location_;
     std::uint32_t channel_;
+    std::string userName_;
     std::string fileName_;
     KeptRecords keptRecords_ = KeptRecords::Failures;
     std::shared_ptr<const PrivateDirectory> directory_ = PrivateDirectory::Shared();

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "board/ProviderSession.h"
+#include "commands/ResultCodes.h"
 #include "commands/Suggestion.h"
 
 namespace tal::talstore {
@@ -243,6 +244,19 @@ CommandInfo LayoutRow(LayoutOptions& options) {
             [&](const Console& console) { return Layout(options, console); }};
 }
 
+CommandInfo ExplainRow(ExplainOptions& options) {
+    return {"explain",
+            "Say what a result code means, what is lost and what to do",
+            {{"TEXT", "A code in any spelling, or a line of a trace; - is standard input", &options.words, true,
+              Offer::Words, NamesOfResultCodes()}},
+            {JsonOption(options.asJson)},
+            "  talstore explain 0x8010\n"
+            "  talstore explain QBF_E_CORRUPT\n"
+            "  talstore retrieve unit.xml --layout board.json 2>&1 | talstore explain -\n",
+            "",
+            [&](const Console& console) { return Explain(options, console); }};
+}
+
 CommandInfo HelpRow(HelpOptions& options) {
     return {"help",
             "Show what a command does, its options and examples",
@@ -268,10 +282,11 @@ CommandInfo CompleteRow(CompleteOptions& options) {
 }  // namespace
 
 std::vector<CommandInfo> Commands(Arguments& arguments) {
-    return {ShowRow(arguments.show),     GetRow(arguments.get),           SetRow(arguments.set),
-            CheckRow(arguments.check),   DiffRow(arguments.diff),         ConvertRow(arguments.convert),
-            StoreRow(arguments.store),   RetrieveRow(arguments.retrieve), BoardRow(arguments.board),
-            LayoutRow(arguments.layout), HelpRow(arguments.help),         CompleteRow(arguments.complete)};
+    return {ShowRow(arguments.show),        GetRow(arguments.get),           SetRow(arguments.set),
+            CheckRow(arguments.check),      DiffRow(arguments.diff),         ConvertRow(arguments.convert),
+            StoreRow(arguments.store),      RetrieveRow(arguments.retrieve), BoardRow(arguments.board),
+            LayoutRow(arguments.layout),    ExplainRow(arguments.explain),   HelpRow(arguments.help),
+            CompleteRow(arguments.complete)};
 }
 
 const CommandInfo* FindCommand(const std::vector<CommandInfo>& commands, std::string_view name) {

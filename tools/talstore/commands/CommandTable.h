@@ -45,6 +45,7 @@ struct OperandInfo {
     Target target;
     bool isRequired = true;
     Offer offer = Offer::Files;
+    std::vector<std::string> words = {};  ///< What a shell offers.
 };
 
 struct CommandInfo {
@@ -70,6 +71,7 @@ struct Arguments {
     DriveOptions retrieve;
     BoardOptions board;
     LayoutOptions layout;
+    ExplainOptions explain;
     HelpOptions help;
     CompleteOptions complete;
 };

@@ -114,6 +114,12 @@ struct LayoutOptions {
 };
 int Layout(const LayoutOptions& options, const Console& console);
 
+struct ExplainOptions {
+    bool asJson = false;
+    std::vector<std::string> words;  ///< A code or a line of a trace, cut by the shell; "-" for standard input.
+};
+int Explain(const ExplainOptions& options, const Console& console);
+
 struct HelpOptions {
     std::string command;  ///< Empty: all commands are listed.
 };
@@ -122,7 +128,8 @@ int Help(const HelpOptions& options, const Console& console);
 struct CompleteOptions {
     std::vector<std::string> words;  ///< What stands after the program's name, up to the cursor.
 };
-/// Prints "files" when the shell shall offer those, or else "words" and each of them in a line of its own.
+/// Prints "files" when the shell shall offer those, or else "words", or "paths" for parts of words, and each of them in
+/// a line of its own.
 int Complete(const CompleteOptions& options, const Console& console);
 
 }  // namespace tal::talstore

@@ -1,6 +1,9 @@
 #include <algorithm>
+#include <set>
 
+#include "board/Restore.h"
 #include "commands/CommandTable.h"
+#include "commands/Report.h"
 
 namespace tal::talstore {
 
@@ -27,6 +30,27 @@ std::vector<std::string> Joined(const std::vector<std::string>& words) {
     return joined;
 }
 
+/// @return the paths of the layout, or else of the file; none when neither can be read.
+std::vector<std::string> KnownPaths(const std::string& layoutName, const std::string& fileName) {
+    std::vector<std::string> paths;
+    try {
+        if (const auto layout = LoadLayout(layoutName)) {
+            VisitVariables(*layout, [&](const host::Variable& variable, bool /*isWritable*/) {
+                paths.push_back(variable.Path());
+            });
+        } else if (!fileName.empty() && fileName != "-") {
+            const StorageFile file = LoadStorageFile(fileName, std::nullopt, false);
+            for (const StoredItem& item : Inspect(file, nullptr).items) {
+                paths.push_back(item.path);
+            }
+        }
+    } catch (const std::exception&) {
+        // Whoever has pressed a key does not want to read what is wrong.
+        paths.clear();
+    }
+    return paths;
+}
+
 /// A command's line up to the cursor.
 class Line {
 public:
@@ -41,7 +65,7 @@ public:
         if (open_ != nullptr) {
             OfferFor(console, open_->offer, open_->words);
         } else if (const OperandInfo* const operand = NextOperand(); operand != nullptr && !IsOption(begun_)) {
-            OfferFor(console, operand->offer, {});
+            OfferFor(console, operand->offer, operand->words);
         } else {
             OfferFor(console, talstore::Offer::Words, NamesOfOptions(command_));
         }
@@ -50,6 +74,7 @@ public:
 private:
     void Follow(const std::string& word) {
         if (open_ != nullptr) {
+            layout_ = open_->name == std::string("--layout") ? word : layout_;
             open_ = nullptr;
         } else if (IsOption(word)) {
             const OptionInfo* const option = FindOption(command_, word);
@@ -73,17 +98,33 @@ private:
             console.out << "files\n";
             return;
         }
-        console.out << "words\n";
-        for (const std::string& word : offer == talstore::Offer::Commands ? NamesOfCommands() : words) {
+        const bool isPath = offer == talstore::Offer::Paths || offer == talstore::Offer::Settings;
+        console.out << (isPath ? "paths\n" : "words\n");
+        const std::vector<std::string> candidates = isPath                               ? NextPartsOfPaths(offer)
+                                                    : offer == talstore::Offer::Commands ? NamesOfCommands()
+                                                                                         : words;
+        for (const std::string& word : candidates) {
             if (word.compare(0, begun_.size(), begun_) == 0) {
                 console.out << word << '\n';
             }
         }
     }
 
+    /// A file may have thousands of paths, so they are offered down to the next '/'.
+    [[nodiscard]] std::vector<std::string> NextPartsOfPaths(talstore::Offer offer) const {
+        std::set<std::string> parts;
+        for (const std::string& path : KnownPaths(layout_, operands_.empty() ? "" : operands_.front())) {
+            const std::size_t slash = path.find('/', std::min(begun_.size(), path.size()));
+            const bool isWhole = slash == std::string::npos;
+            parts.insert(isWhole ? path + (offer == talstore::Offer::Settings ? "=" : "") : path.substr(0, slash + 1));
+        }
+        return {parts.begin(), parts.end()};
+    }
+
     const CommandInfo& command_;
     std::string begun_;
     const OptionInfo* open_ = nullptr;  ///< The option whose argument comes next.
+    std::string layout_;
     std::vector<std::string> operands_;
 };
 

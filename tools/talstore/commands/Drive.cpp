@@ -2,23 +2,29 @@
 
 #include <nlohmann/json.hpp>
 
+#include "commands/ResultCodes.h"
 #include "commands/UseError.h"
 #include "common/Text.h"
 
 namespace tal::talstore {
 
-using tools::HexNumber;
 using tools::Printable;
 using tools::Quoted;
 
 namespace {
 
-/// The failures of a run for people who have not asked for the whole trace.
+/// The first failures of a run for people who have not asked for the whole trace: a cut file has one per variable.
 void PrintFailures(const Console& console, const Run& run) {
+    constexpr std::size_t kMostShown = 3;
+    std::size_t count = 0;
     for (const TraceRecord& record : run.trace) {
-        if (QBF_IsFailure(record.code)) {
-            console.err << "talstore: " << Printable(record.operation) << ": " << Printable(record.message) << '\n';
+        if (QBF_IsFailure(record.code) && ++count <= kMostShown) {
+            console.err << "talstore: " << ResultText(record.code) << ": " << Printable(record.operation) << ": "
+                        << Printable(record.message) << '\n';
         }
+    }
+    if (count > kMostShown) {
+        console.err << "talstore: and " << count - kMostShown << " more: --trace\n";
     }
 }
 
@@ -41,10 +47,6 @@ const ProviderInfo& ChooseProvider(const DriveOptions& options, std::optional<Fo
                                             : options.file + ": say with --provider what kind of file this is");
     }
     return ProviderOf(*format);
-}
-
-std::string ResultText(QBFResult result) {
-    return result == QBF_OK ? "QBF_OK" : "result " + HexNumber(static_cast<std::uint32_t>(result), 4);
 }
 
 Json RunJson(const ProviderInfo& provider, const DriveOptions& options, const Run& run) {

@@ -6,6 +6,7 @@
 #include "board/ProviderSession.h"
 #include "commands/Commands.h"
 #include "commands/Report.h"
+#include "commands/ResultCodes.h"
 
 namespace tal::talstore {
 
@@ -14,9 +15,6 @@ namespace tal::talstore {
 
 /// The provider that the user names, or else the one of the file's format. Throws InputError.
 [[nodiscard]] const ProviderInfo& ChooseProvider(const DriveOptions& options, std::optional<Format> format);
-
-/// "QBF_OK", "result 0x8000"
-[[nodiscard]] std::string ResultText(QBFResult result);
 
 /// Provider, location, result and, if it is asked for, the trace.
 [[nodiscard]] Json RunJson(const ProviderInfo& provider, const DriveOptions& options, const Run& run);
