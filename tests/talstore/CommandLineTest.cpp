@@ -138,24 +138,38 @@ TEST(Tables, AlignColumnsByCharacters) {
     EXPECT_EQ(Printed(table, false, 0), "A   B\n\xC3\xA5\xC3\xA5  x\na   y\n");
 }
 
-TEST(Tables, EndAtTheTerminalsEdge) {
+TEST(Tables, EndValuesAtTheTerminalsEdge) {
     talstore::Table table;
-    table.Add({"abc", "a text of more than twenty characters"});
+    table.Add({"abc", talstore::ValueCell("a text of more than twenty characters")});
     EXPECT_EQ(Printed(table, false, 26), "abc  a text of more than \xE2\x80\xA6\n");
     EXPECT_EQ(Printed(table, false, 42), "abc  a text of more than twenty characters\n");
+    EXPECT_EQ(Printed(table, false, 0), "abc  a text of more than twenty characters\n");
 }
 
-TEST(Tables, GoOnInTheNextLineWhereTooLittleFits) {
+TEST(Tables, ShowAValueInTheNextLineWhereTooLittleOfItFits) {
     talstore::Table table;
-    table.Add({"a long path", "a text of more than twenty characters"});
-    EXPECT_EQ(Printed(table, false, 20), "a long path  a text of more than twenty\xE2\x80\xA6\n");
+    table.Add({"a long path", talstore::ValueCell("a text of more than twenty characters")});
+    EXPECT_EQ(Printed(table, false, 30), "a long path\n    a text of more than twent\xE2\x80\xA6\n");
 }
 
-TEST(Tables, LimitEveryColumnOnATerminal) {
+TEST(Tables, ShowAMessageThatDoesNotFitBelowAndWhole) {
     talstore::Table table;
-    table.Add({std::string(200, 'x'), "y"});
-    EXPECT_EQ(Printed(table, false, 500), std::string(119, 'x') + "\xE2\x80\xA6  y\n");
-    EXPECT_EQ(Printed(table, false, 0), std::string(200, 'x') + "  y\n");
+    table.Add({"path", talstore::MessageCell("a message of more than thirty-six characters")});
+    EXPECT_EQ(Printed(table, false, 50), "path  a message of more than thirty-six characters\n");
+    EXPECT_EQ(Printed(table, false, 40), "path\n    a message of more than thirty-six\n    characters\n");
+}
+
+TEST(Tables, NarrowValuesBetweenOtherColumns) {
+    talstore::Table table({"PATH", "VALUE", "STATE"});
+    table.Add({"a/b", talstore::ValueCell(std::string(60, 'x')), "restored"});
+    EXPECT_EQ(Printed(table, false, 40),
+              "PATH  VALUE\n    STATE\na/b   " + std::string(31, 'x') + "\xE2\x80\xA6  restored\n");
+}
+
+TEST(Tables, GivePathsThatAreTooLongALineOfTheirOwn) {
+    talstore::Table table({"PATH", "VALUE", "STATE"});
+    table.Add({std::string(50, 'p'), talstore::ValueCell("1"), "restored"});
+    EXPECT_EQ(Printed(table, false, 40), "PATH\n    VALUE  STATE\n" + std::string(50, 'p') + "\n    1      restored\n");
 }
 
 TEST(Tables, HaveColourOnlyWhenAsked) {

@@ -83,6 +83,10 @@ TEST_F(ManPage, ExplainsEveryOptionAndNoOther) {
     ForEachCommand([&](const CommandInfo& command) {
         for (const OptionInfo& option : command.options) {
             const std::string name = InRoff(option.name);
+            if (option.shortName != nullptr) {
+                expected.insert(".BR " + InRoff(option.shortName) + " \", \" " + name);
+                continue;
+            }
             expected.insert(option.argument == nullptr ? ".B " + name
                                                        : ".BI " + name + " \" " + InRoff(option.argument) + '"');
         }

@@ -414,9 +414,11 @@ TEST_F(Diff, ListsWhatOnlyOneSideHas) {
     WriteFile("b.sbin", Record("R/O/both", "x") + Record("R/O/size", "xx") + Record("R/O/b", "x"));
     const Ended ended = Talstore({"diff", "a.sbin", "b.sbin"});
     EXPECT_EQ(ended.status, 1);
-    EXPECT_THAT(Lines(ended.out), ElementsAre("              PATH      A   B", "only in A     R/O/a     78  -",
-                                              "size differs  R/O/size  78  78 78", "only in B     R/O/b     -   78",
-                                              "1 the same, 1 only in A, 1 only in B, 0 differs, 1 size differs"));
+    EXPECT_THAT(
+        Lines(ended.out),
+        ElementsAre("              PATH      A           B", "only in A     R/O/a     78          -",
+                    "size differs  R/O/size  1 byte: 78  2 bytes: 78 78", "only in B     R/O/b     -           78",
+                    "1 the same, 1 only in A, 1 only in B, 0 differs, 1 size differs"));
 }
 
 TEST_F(Diff, OfSecureFilesIsExact) {
@@ -492,8 +494,95 @@ TEST_F(Diff, PrintsJson) {
     const Json json = Talstore({"diff", "a.xml", "b.sbin", "--json"}).Json();
     EXPECT_EQ(json["a"], Json::parse(R"({"file": "a.xml", "format": "xml", "whole": true})"));
     EXPECT_EQ(json["counts"],
-              Json::parse(R"({"same": 6, "onlyInA": 0, "onlyInB": 0, "differs": 1, "sizeDiffers": 0})"));
+              Json::parse(R"({"same": 6, "onlyInA": 0, "onlyInB": 0, "differs": 1, "sizeDiffers": 0, "readOnly": 0})"));
     EXPECT_EQ(json["differences"], Json::parse(R"([{"kind": "differs", "path": "R/O/u32", "a": 1, "b": 2}])"));
+}
+
+TEST_F(Diff, QuietSaysOnlyWhetherTheyDiffer) {
+    StoreFile("a.sbin");
+    StoreFile("b.sbin", {"R/O/u8=9"});
+    for (const std::string option : {"-q", "--quiet"}) {
+        const Ended ended = Talstore({"diff", "a.sbin", "b.sbin", option});
+        EXPECT_EQ(ended.status, 1);
+        EXPECT_EQ(ended.out, "a.sbin and b.sbin differ\n");
+        EXPECT_EQ(Talstore({"diff", "a.sbin", "a.sbin", option}).out, "");
+    }
+}
+
+TEST_F(Diff, TakesAFormatPerSide) {
+    StoreFile("a.sbin");
+    StoreFile("b.bin");
+    WriteFile("b.bin", Record("x", "") + "a raw image that looks like a secure file");
+    WriteFile("a.sbin", ReadFile("b.bin"));
+    const Json json =
+        Talstore({"diff", "a.sbin", "b.bin", "--format-b", "binary", "--layout", "layout.json", "--json"}).Json();
+    EXPECT_EQ(json["a"]["format"], "secure");
+    EXPECT_EQ(json["b"]["format"], "binary");
+    EXPECT_EQ(Talstore({"diff", "a.sbin", "b.bin", "--format-a", "binary", "--format", "secure", "--layout",
+                        "layout.json", "--json"})
+                  .Json()["a"]["format"],
+              "binary");
+}
+
+TEST_F(Diff, DoesNotCountReadOnlyVariablesThatOneFormatNeverStores) {
+    StoreFile("a.bin", {"R/Fixed/id=77"});
+    StoreFile("b.sbin");
+    const Ended ended = Talstore({"diff", "a.bin", "b.sbin", "--layout", "layout.json"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.out,
+              "7 the same, 0 only in A, 0 only in B, 0 differs, 0 size differs, 1 read-only, which one of the formats "
+              "never stores\n");
+    EXPECT_THAT(Talstore({"diff", "b.sbin", "a.bin", "--layout", "layout.json"}).out, HasSubstr("1 read-only, which"));
+    const Ended all = Talstore({"diff", "a.bin", "b.sbin", "--layout", "layout.json", "--all"});
+    EXPECT_EQ(all.status, 1);
+    EXPECT_THAT(all.out, HasSubstr("only in A  R/Fixed/id  77  -\n"));
+}
+
+TEST_F(Diff, ComparesOnlyThePathsThatAreAskedFor) {
+    StoreFile("a.sbin");
+    StoreFile("b.sbin", {"R/O/u8=9", "R/O/N/deep=5"});
+    const Ended ended = Talstore({"diff", "a.sbin", "b.sbin", "--path", "R/O/N"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.out,
+              "         PATH        A            B\n"
+              "differs  R/O/N/deep  fc ff ff ff  05 00 00 00\n"
+              "0 the same, 0 only in A, 0 only in B, 1 differs, 0 size differs\n");
+    EXPECT_EQ(Talstore({"diff", "a.sbin", "b.sbin", "--path", "R/O/text"}).status, 0);
+    const Ended missing = Talstore({"diff", "a.sbin", "b.sbin", "--path", "nix"});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_EQ(missing.err, "talstore: a.sbin, b.sbin: nix: nothing of this path\n");
+}
+
+TEST_F(Diff, ShowsALongRunOfZerosAsItsLength) {
+    WriteFile("a.sbin", Record("R/O/a", std::string("x") + std::string(44, '\0') + "y"));
+    WriteFile("b.sbin", Record("R/O/a", std::string(8, '\0')));
+    EXPECT_THAT(Talstore({"diff", "a.sbin", "b.sbin"}).out,
+                HasSubstr("46 bytes: 78 00 x44 79  8 bytes: 00 00 00 00 00 00 00 00\n"));
+}
+
+TEST_F(Check, LooksOnlyAtThePathsThatAreAskedFor) {
+    WriteFile("unit.sbin", Record("R/O/u8", "\x05") + Record("R/O/u32", "toolong") + Record("R/O/gone", "x"));
+    const Ended fine = Talstore({"check", "unit.sbin", "--layout", "layout.json", "--path", "R/O/u8"});
+    EXPECT_EQ(fine.status, 0);
+    EXPECT_THAT(fine.out, HasSubstr("a board with layout.json: 1 restored\n"));
+    const Ended ended = Talstore(
+        {"check", "unit.sbin", "--layout", "layout.json", "--path", "R/O/u32", "--path", "R/O/gone", "--path", "nix"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.out, HasSubstr("a board with layout.json: 1 refused, 1 ignored\n"));
+    EXPECT_EQ(ended.err, "talstore: unit.sbin: nix: nothing of this path\n");
+}
+
+TEST_F(Check, ShowsTheFindingsOfThePathsThatAreAskedForAndOfTheWholeFile) {
+    std::string file = Record("R/O/a", "x") + Record("R/O/b", "x") + "\xEF";
+    file[16] = 0;
+    file[27 + 16] = 0;
+    WriteFile("unit.sbin", file);
+    std::vector<std::string> found;
+    const Json json = Talstore({"check", "unit.sbin", "--path", "R/O/b", "--json"}).Json();
+    for (const Json& finding : json["findings"]) {
+        found.push_back(finding["code"].get<std::string>() + ' ' + finding.value("path", ""));
+    }
+    EXPECT_THAT(found, ElementsAre("secure.end-marker R/O/b", "secure.header-cut "));
 }
 
 // ---- layout

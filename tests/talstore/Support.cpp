@@ -74,10 +74,10 @@ bool AsksForJson(const std::vector<std::string>& arguments) {
 
 }  // namespace
 
-Ended Talstore(const std::vector<std::string>& arguments) {
+Ended Talstore(const std::vector<std::string>& arguments, std::size_t width) {
     std::ostringstream out;
     std::ostringstream err;
-    const int status = talstore::RunTalstore(arguments, {out, err});
+    const int status = talstore::RunTalstore(arguments, {out, err, false, width});
     if (AsksForJson(arguments) && status <= 1) {
         KeptAnswers().Keep(out.str());
     }

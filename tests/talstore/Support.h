@@ -26,7 +26,8 @@ struct Ended {
 };
 
 /// Runs the tool inside the test.
-[[nodiscard]] Ended Talstore(const std::vector<std::string>& arguments);
+/// @param width  Of the terminal; 0 for none.
+[[nodiscard]] Ended Talstore(const std::vector<std::string>& arguments, std::size_t width = 0);
 
 /// Runs the installed program in a process of its own. Call it in a TemporaryDirectory.
 /// @param arguments  For a shell.

@@ -222,6 +222,17 @@ TEST_F(Retrieve, OfACutFileShowsTheFirstThreeFailuresAndHowManyMore) {
     EXPECT_THAT(Talstore({"retrieve", "unit.bin", "--layout", "layout.json", "--trace"}).err, testing::IsEmpty());
 }
 
+TEST_F(Retrieve, ShowsOnlyThePathsThatAreAskedFor) {
+    StoreFile("unit.sbin");
+    const Ended ended = Talstore({"retrieve", "unit.sbin", "--layout", "layout.json", "--path", "R/O/N"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.out,
+              "PATH        TYPE  VALUE  OUTCOME   REASON\n"
+              "R/O/N/deep  S32   -4     restored\n"
+              "secure, location 0: QBF_OK, 1 restored\n");
+    EXPECT_EQ(Talstore({"retrieve", "unit.sbin", "--layout", "layout.json", "--path", "nix"}).status, 1);
+}
+
 TEST_F(Retrieve, SpeaksOfTheUsersFileWhereTheProvidersNameIsFixed) {
     WriteFile("unit.sbin", "no record at all, but long enough for one");
     const Ended ended =

@@ -103,8 +103,8 @@ void PrintBoard(const Console& console, const BoardOptions& options, const std::
     for (const HardwareRow& row : rows) {
         table.Add({row.path,
                    row.variable == nullptr ? "-" : TypeText(*row.variable),
-                   row.IsSet() ? ValueText(*row.variable) : "-",
-                   {row.State(), row.IsSet() ? Colour::Green : Colour::Yellow}});
+                   ValueCell(row.IsSet() ? ValueText(*row.variable) : "-"),
+                   {row.State(), row.IsSet() ? Colour::Green : Colour::Yellow, Fit::Message}});
     }
     table.Print(console);
 }

@@ -5,6 +5,7 @@
 #include "board/RestoreFindings.h"
 #include "board/Value.h"
 #include "commands/Commands.h"
+#include "commands/PathFilter.h"
 #include "commands/Report.h"
 #include "common/Text.h"
 
@@ -78,7 +79,7 @@ void AddLeftVariables(Table& table, const RestoreReport& report) {
         const auto count = std::count_if(first, report.variables.end(), isLeft);
         table.Add({{NameOf(Outcome::Left), ColourOf(Outcome::Left)},
                    Count(static_cast<std::uint64_t>(count), "variable"),
-                   Printable(first->reason)});
+                   MessageCell(Printable(first->reason))});
     }
 }
 
@@ -92,7 +93,7 @@ void PrintRestore(const Console& console, const std::string& layoutName, const S
         if (showsAll || isNews) {
             table.Add({{NameOf(variable.outcome), ColourOf(variable.outcome)},
                        Printable(variable.variable->Path()),
-                       Printable(variable.reason)});
+                       MessageCell(Printable(variable.reason))});
         }
     }
     if (!showsAll) {
@@ -102,7 +103,7 @@ void PrintRestore(const Console& console, const std::string& layoutName, const S
         const bool isRefused = report.items[index].fate == Fate::Refused;
         table.Add({{isRefused ? "refused" : "ignored", Colour::Yellow},
                    Printable(contents.items[index].path),
-                   Printable(report.items[index].reason)});
+                   MessageCell(Printable(report.items[index].reason))});
     }
     table.Print(console);
 }
@@ -125,6 +126,12 @@ int CheckFile(const std::string& name, const CheckOptions& options, const Consol
             contents.findings.push_back(*nothing);
         }
     }
+    PathFilter filter(options.common.paths);
+    for (const StoredItem& item : contents.items) {
+        static_cast<void>(filter.Takes(item.path));
+    }
+    KeepOnly(filter, contents.findings);
+    KeepOnly(filter, contents, report);
     std::stable_sort(contents.findings.begin(), contents.findings.end(),
                      [](const Finding& a, const Finding& b) { return a.place.offset < b.place.offset; });
     if (options.common.asJson) {
@@ -145,8 +152,9 @@ int CheckFile(const std::string& name, const CheckOptions& options, const Consol
             PrintRestore(console, options.common.layout, contents, report, options.showsAll);
         }
     }
+    TellUnmatched(console, file.name, filter);
     const bool isRestored = layout == nullptr || (report.IsClean() && !QBF_IsFailure(report.run.result));
-    return isRestored && !HasProblem(contents.findings) ? kFine : kProblems;
+    return isRestored && !HasProblem(contents.findings) && filter.Unmatched().empty() ? kFine : kProblems;
 }
 
 }  // namespace

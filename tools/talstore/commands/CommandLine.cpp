@@ -52,7 +52,7 @@ std::string ProblemOfNumber(const OptionInfo& option, const std::string& text) {
 
 void AddOption(CLI::App& parser, const OptionInfo& option) {
     if (bool* const* const flag = std::get_if<bool*>(&option.target)) {
-        parser.add_flag(option.name, **flag);
+        parser.add_flag((option.shortName == nullptr ? "" : option.shortName + std::string(",")) + option.name, **flag);
     } else if (std::uint32_t* const* const number = std::get_if<std::uint32_t*>(&option.target)) {
         parser.add_option(option.name, **number)->check([&option](const std::string& text) {
             return ProblemOfNumber(option, text);

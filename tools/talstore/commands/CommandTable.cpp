@@ -139,7 +139,8 @@ CommandInfo CheckRow(CheckOptions& options) {
         "check",
         "Find what is wrong with a file, and what a board with a layout would keep of it",
         {{"FILE", kFilesHelp, &options.files}},
-        Joined(CommonOf(options.common), {{"--all", nullptr, "List the restored variables, too", &options.showsAll}}),
+        Joined(CommonOf(options.common), {PathOption(options.common.paths),
+                                          {"--all", nullptr, "List the restored variables, too", &options.showsAll}}),
         "  talstore check unit.xml\n"
         "  talstore check unit.sbin --layout new.json     what would an upgrade lose?\n"
         "  talstore check unit.bin --layout board.json --all\n",
@@ -147,14 +148,31 @@ CommandInfo CheckRow(CheckOptions& options) {
         [&](const Console& console) { return Check(options, console); }};
 }
 
+OptionInfo FormatOfSideOption(const char* name, const char* side, std::string& target) {
+    OptionInfo option = FormatOption(target);
+    option.name = name;
+    option.help = std::string("What ") + side + " is, where its content does not tell";
+    return option;
+}
+
 CommandInfo DiffRow(DiffOptions& options) {
+    OptionInfo quiet = {"--quiet", nullptr, "Say only whether they differ", &options.isQuiet};
+    quiet.shortName = "-q";
     return {"diff",
             "Compare two files by path, also across formats",
             {{"A", kFileHelp, &options.first}, {"B", kFileHelp, &options.second}},
-            Joined(CommonOf(options.common), {{"--summary", nullptr, "Print the counts only", &options.isSummary}}),
+            Joined(CommonOf(options.common),
+                   {FormatOfSideOption("--format-a", "A", options.firstFormat),
+                    FormatOfSideOption("--format-b", "B", options.secondFormat),
+                    PathOption(options.common.paths),
+                    {"--all", nullptr, "Count read-only variables that one of the formats never stores, too",
+                     &options.countsAll},
+                    {"--summary", nullptr, "Print the counts only", &options.isSummary},
+                    quiet}),
             "  talstore diff before.xml after.xml\n"
-            "  talstore diff unit.xml unit.sbin\n"
-            "  talstore diff a.bin b.bin --layout board.json --summary\n",
+            "  talstore diff unit.xml unit.sbin --path Config/Radio\n"
+            "  talstore diff a.bin b.bin --layout board.json --summary\n"
+            "  talstore diff -q a.sbin b.sbin && echo the same\n",
             "Where one of the files is an XML document, what no document can tell apart is the same: reals have seven "
             "digits there, and a BOOL is true or false.",
             [&](const Console& console) { return Diff(options, console); }};
@@ -192,7 +210,7 @@ CommandInfo RetrieveRow(DriveOptions& options) {
     return {"retrieve",
             "Retrieve a file into a database and show what each variable ends with",
             {{"FILE", kFileHelp, &options.file, false}},
-            DriveOf(options),
+            Joined(DriveOf(options), {PathOption(options.paths)}),
             "  talstore retrieve unit.sbin --layout board.json\n"
             "  talstore retrieve unit.xml --layout board.json --location 8\n"
             "  talstore retrieve --provider board --layout board.json --trace\n",
@@ -301,8 +319,9 @@ std::string UnknownCommand(const std::string& name) {
 
 const OptionInfo* FindOption(const CommandInfo& command, std::string_view option) {
     const std::string_view name = option.substr(0, option.find('='));
-    const auto found = std::find_if(command.options.begin(), command.options.end(),
-                                    [&](const OptionInfo& candidate) { return candidate.name == name; });
+    const auto found = std::find_if(command.options.begin(), command.options.end(), [&](const OptionInfo& candidate) {
+        return candidate.name == name || (candidate.shortName != nullptr && candidate.shortName == name);
+    });
     return found == command.options.end() ? nullptr : &*found;
 }
 

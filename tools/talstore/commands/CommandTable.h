@@ -31,6 +31,7 @@ struct OptionInfo {
     std::vector<std::string> words = {};  ///< The only ones that it takes; empty for any.
     std::uint32_t least = 0;              ///< Of a number.
     std::uint32_t most = std::numeric_limits<std::uint32_t>::max();
+    const char* shortName = nullptr;  ///< "-q"; null for none.
 };
 
 /// @return whether the word begins as an option does.

@@ -94,6 +94,11 @@ struct DiffOptions {
     std::string first;
     std::string second;
     bool isSummary = false;
+    bool isQuiet = false;
+    [[nodiscard]] bool IsBrief() const { return isSummary || isQuiet; }
+    bool countsAll = false;         ///< Read-only variables that one of the formats never stores, too.
+    std::string firstFormat = {};   ///< Empty: common.format.
+    std::string secondFormat = {};  ///< The same.
 };
 int Diff(const DiffOptions& options, const Console& console);
 

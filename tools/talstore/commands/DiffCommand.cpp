@@ -1,15 +1,19 @@
 #include <nlohmann/json.hpp>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "TypeTable.h"
 #include "board/DocumentValues.h"
 #include "board/Value.h"
 #include "commands/Commands.h"
+#include "commands/PathFilter.h"
 #include "commands/Report.h"
+#include "commands/ShownDifferences.h"
 #include "common/Text.h"
 
 namespace tal::talstore {
 
+using tools::Count;
 using tools::HexBytes;
 using tools::Printable;
 using tools::Quoted;
@@ -29,7 +33,7 @@ struct Entry {
         if (!bytes) {
             return texts.empty() ? "" : Quoted(texts.front());
         }
-        return knownType ? ValueText(*knownType, *bytes) : HexBytes(*bytes);
+        return knownType ? ValueText(*knownType, *bytes) : PaddedHex(*bytes);
     }
     [[nodiscard]] Json ToJson(std::optional<VariableType> knownType) const {
         if (!bytes) {
@@ -42,13 +46,18 @@ struct Entry {
 /// One of the two files, with everything that its entries refer to.
 class Side {
 public:
-    Side(const std::string& name, const CommonOptions& options)
+    Side(const std::string& name, const std::string& format, const CommonOptions& options, PathFilter& filter)
         : layout_(LoadLayout(options.layout)),
-          file_(LoadStorageFile(name, ParseFormat(options.format), layout_ != nullptr)),
+          file_(LoadStorageFile(name, ParseFormat(format.empty() ? options.format : format), layout_ != nullptr)),
           contents_(Inspect(file_, layout_.get())) {
         if (layout_ != nullptr) {
             const ProviderSession session(ProviderOf(file_.format), 0, options.channel, file_.name);
             restored_ = Restore(session, file_, contents_, *layout_);
+            VisitVariables(*layout_, [&](const host::Variable& variable, bool isWritable) {
+                if (!isWritable) {
+                    readOnly_.insert(variable.Path());
+                }
+            });
         }
         if (InfoOf(file_.format).hasTexts) {
             document_ = ReadDocumentValues(file_, contents_);
@@ -56,7 +65,10 @@ public:
         entries_.reserve(contents_.items.size());
         for (std::size_t i = 0; i < contents_.items.size(); ++i) {
             if (HasValue(contents_.items[i])) {
-                Add(EntryOf(i));
+                Entry entry = EntryOf(i);
+                if (filter.Takes(entry.path)) {
+                    Add(std::move(entry));
+                }
             }
         }
         KeepOnlyWhatIsCompared();
@@ -71,6 +83,9 @@ public:
         const auto found = indices_.find(path);
         return found == indices_.end() ? nullptr : &entries_[found->second];
     }
+    /// Whether the board has the variable in a read-only object.
+    [[nodiscard]] bool IsReadOnly(const std::string& path) const { return readOnly_.count(path) != 0; }
+    [[nodiscard]] bool StoresReadOnly() const { return InfoOf(file_.format).storesReadOnlyObjects; }
     [[nodiscard]] bool IsXml() const { return InfoOf(file_.format).hasTexts; }
 
 private:
@@ -128,6 +143,7 @@ private:
     StoredContents contents_;
     RestoreReport restored_;
     DocumentValues document_;
+    std::unordered_set<std::string> readOnly_;
     std::vector<Entry> entries_;
     std::unordered_map<std::string, std::size_t> indices_;
 };
@@ -175,7 +191,7 @@ public:
 
     void Add(Difference difference, const Entry* a, const Entry* b) {
         ++counts_[static_cast<std::size_t>(difference)];
-        if (options_.isSummary) {
+        if (options_.IsBrief()) {
             return;
         }
         const DifferenceStyle& style = kDifferences[static_cast<std::size_t>(difference)];
@@ -189,14 +205,15 @@ public:
                              {"a", a == nullptr ? Json(nullptr) : a->ToJson(typeOf(a, b))},
                              {"b", b == nullptr ? Json(nullptr) : b->ToJson(typeOf(b, a))}});
         } else {
-            table_.Add({{style.text, style.colour},
-                        Printable(any.path),
-                        a == nullptr ? "-" : a->Text(typeOf(a, b)),
-                        b == nullptr ? "-" : b->Text(typeOf(b, a))});
+            const auto textOf = [&](const Entry* entry, const Entry* other) {
+                return entry == nullptr ? "-" : SizeText(difference, *entry) + entry->Text(typeOf(entry, other));
+            };
+            shown_.Add({{style.text, style.colour}, Printable(any.path), textOf(a, b), textOf(b, a)});
         }
     }
 
     void CountSame() { ++sameCount_; }
+    void CountReadOnly() { ++readOnlyCount_; }
 
     [[nodiscard]] bool AreNone() const {
         return std::all_of(std::begin(counts_), std::end(counts_), [](std::size_t count) { return count == 0; });
@@ -207,17 +224,27 @@ public:
             PrintAsJson(console, first, second);
             return;
         }
-        if (!table_.IsEmpty()) {
-            table_.Print(console);
+        if (options_.isQuiet) {
+            console.out << (AreNone() ? ""
+                                      : Printable(options_.first) + " and " + Printable(options_.second) + " differ\n");
+            return;
         }
+        shown_.Print(console);
         console.out << sameCount_ << " the same";
         for (std::size_t i = 0; i < std::size(kDifferences); ++i) {
             console.out << ", " << counts_[i] << ' ' << kDifferences[i].text;
         }
-        console.out << '\n';
+        console.out << (readOnlyCount_ == 0 ? ""
+                                            : ", " + std::to_string(readOnlyCount_) +
+                                                  " read-only, which one of the formats never stores")
+                    << '\n';
     }
 
 private:
+    static std::string SizeText(Difference difference, const Entry& entry) {
+        return difference == Difference::Size && entry.bytes ? Count(entry.bytes->size(), "byte") + ": " : "";
+    }
+
     static Json SideJson(const Side& side) {
         return {{"file", side.File().name}, {"format", NameOf(side.File().format)}, {"whole", side.Contents().isWhole}};
     }
@@ -227,8 +254,9 @@ private:
         for (std::size_t i = 0; i < std::size(kDifferences); ++i) {
             counts[kDifferences[i].code] = counts_[i];
         }
+        counts["readOnly"] = readOnlyCount_;
         Json json = {{"a", SideJson(first)}, {"b", SideJson(second)}, {"counts", std::move(counts)}};
-        if (!options_.isSummary) {
+        if (!options_.IsBrief()) {
             json["differences"] = json_;
         }
         PrintAnswer(console, "diff", json);
@@ -237,20 +265,29 @@ private:
     const DiffOptions& options_;
     std::size_t counts_[std::size(kDifferences)] = {};
     std::size_t sameCount_ = 0;
-    Table table_{{"", "PATH", "A", "B"}};
+    std::size_t readOnlyCount_ = 0;
+    ShownDifferences shown_;
     Json json_ = Json::array();
 };
+
+/// Whether one format stores the variables of read-only objects and the other one does not.
+bool IsNeverStored(const DiffOptions& options, const Entry& entry, const Side& holder, const Side& other) {
+    return !options.countsAll && holder.IsReadOnly(entry.path) && holder.StoresReadOnly() && !other.StoresReadOnly();
+}
 
 }  // namespace
 
 int Diff(const DiffOptions& options, const Console& console) {
-    const Side first(options.first, options.common);
-    const Side second(options.second, options.common);
+    PathFilter filter(options.common.paths);
+    const Side first(options.first, options.firstFormat, options.common, filter);
+    const Side second(options.second, options.secondFormat, options.common, filter);
     const Comparison comparison = {first, second};
     Differences differences(options);
     for (const Entry& a : first.Entries()) {
         const Entry* const b = second.Find(a.path);
-        if (b == nullptr) {
+        if (b == nullptr && IsNeverStored(options, a, first, second)) {
+            differences.CountReadOnly();
+        } else if (b == nullptr) {
             differences.Add(Difference::OnlyInFirst, &a, nullptr);
         } else if (const auto difference = comparison.Compare(a, *b)) {
             differences.Add(*difference, &a, b);
@@ -259,7 +296,9 @@ int Diff(const DiffOptions& options, const Console& console) {
         }
     }
     for (const Entry& b : second.Entries()) {
-        if (first.Find(b.path) == nullptr) {
+        if (first.Find(b.path) == nullptr && IsNeverStored(options, b, second, first)) {
+            differences.CountReadOnly();
+        } else if (first.Find(b.path) == nullptr) {
             differences.Add(Difference::OnlyInSecond, nullptr, &b);
         }
     }
@@ -269,8 +308,9 @@ int Diff(const DiffOptions& options, const Console& console) {
             TellFindings(console, side->File().name, side->Contents().findings);
         }
     }
+    TellUnmatched(console, options.first + ", " + options.second, filter);
     const bool areBothWhole = first.Contents().isWhole && second.Contents().isWhole;
-    return differences.AreNone() && areBothWhole ? kFine : kProblems;
+    return differences.AreNone() && areBothWhole && filter.Unmatched().empty() ? kFine : kProblems;
 }
 
 }  // namespace tal::talstore

@@ -44,7 +44,8 @@ void PrintOptions(const Console& console, const CommandInfo& command) {
     console.out << "\nOptions:\n";
     for (const OptionInfo& option : command.options) {
         const std::string argument = option.argument == nullptr ? "" : std::string(" ") + option.argument;
-        PrintEntry(console, option.name + argument, option.help + (option.isRequired ? " (required)" : ""));
+        const std::string shortName = option.shortName == nullptr ? "" : std::string(option.shortName) + ", ";
+        PrintEntry(console, shortName + option.name + argument, option.help + (option.isRequired ? " (required)" : ""));
     }
     PrintEntry(console, "-h, --help", "Print this help");
 }

@@ -2,6 +2,8 @@
 
 #include <fnmatch.h>
 
+#include <algorithm>
+
 namespace tal::talstore {
 
 namespace {
@@ -46,6 +48,28 @@ std::vector<std::string> PathFilter::Unmatched() const {
         }
     }
     return unmatched;
+}
+
+void KeepOnly(PathFilter& filter, std::vector<Finding>& findings) {
+    const auto isOfAnother = [&](const Finding& finding) {
+        return !finding.path.empty() && !filter.Takes(finding.path);
+    };
+    findings.erase(std::remove_if(findings.begin(), findings.end(), isOfAnother), findings.end());
+}
+
+void KeepOnly(PathFilter& filter, const StoredContents& contents, RestoreReport& report) {
+    if (filter.TakesAll()) {
+        return;
+    }
+    const auto isOfAnother = [&](const VariableReport& variable) { return !filter.Takes(variable.variable->Path()); };
+    report.variables.erase(std::remove_if(report.variables.begin(), report.variables.end(), isOfAnother),
+                           report.variables.end());
+    for (std::size_t i = 0; i < report.items.size(); ++i) {
+        ItemReport& item = report.items[i];
+        if (!filter.Takes(item.boardPath.empty() ? contents.items[i].path : item.boardPath)) {
+            item.fate = Fate::Taken;
+        }
+    }
 }
 
 }  // namespace tal::talstore

@@ -6,6 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "board/Restore.h"
+#include "formats/Finding.h"
+#include "formats/StoredContents.h"
+
 namespace tal::talstore {
 
 /// Takes the paths that match any of its patterns, or all when it has none. A pattern is a path, the path of a region
@@ -20,6 +24,8 @@ public:
     /// The patterns that have matched nothing so far.
     [[nodiscard]] std::vector<std::string> Unmatched() const;
 
+    [[nodiscard]] bool TakesAll() const { return patterns_.empty(); }
+
 private:
     struct Pattern {
         std::string text;
@@ -27,6 +33,12 @@ private:
     };
     std::vector<Pattern> patterns_;
 };
+
+/// Forgets the findings about other paths. What is about the whole file stays.
+void KeepOnly(PathFilter& filter, std::vector<Finding>& findings);
+
+/// Forgets the variables of other paths. Items of other paths count as taken.
+void KeepOnly(PathFilter& filter, const StoredContents& contents, RestoreReport& report);
 
 }  // namespace tal::talstore
 

@@ -52,6 +52,21 @@ int ForEachFile(const std::vector<std::string>& names, const Console& console,
     return worst;
 }
 
+std::string PaddedHex(std::string_view bytes) {
+    // A number of eight bytes is better seen as it is.
+    constexpr std::size_t kShortestRun = 9;
+    std::string text;
+    for (std::size_t i = 0; i < bytes.size();) {
+        const std::size_t end = std::min(bytes.find_first_not_of('\0', i), bytes.size());
+        const bool isRun = end - i >= kShortestRun;
+        const std::size_t count = isRun ? end - i : std::max<std::size_t>(end - i, 1);
+        text += (text.empty() ? "" : " ") +
+                (isRun ? "00 x" + std::to_string(count) : tools::HexBytes(bytes.substr(i, count)));
+        i += count;
+    }
+    return text;
+}
+
 std::string PlaceText(const Place& place) {
     return place.line != 0 ? std::to_string(place.line) + ':' + std::to_string(place.column)
                            : "byte " + std::to_string(place.offset);
@@ -91,7 +106,7 @@ void PrintFindings(const Console& console, const std::vector<Finding>& findings)
         table.Add({{NameOf(finding.severity), StyleOf(finding.severity).colour},
                    PlaceText(finding.place),
                    Printable(finding.path),
-                   Printable(finding.message)});
+                   MessageCell(Printable(finding.message))});
     }
     table.Print(console);
 }
@@ -132,7 +147,7 @@ void PrintTrace(const Console& console, const std::vector<TraceRecord>& trace) {
         table.Add({{HexNumber(static_cast<std::uint32_t>(record.code), 4),
                     QBF_IsFailure(record.code) ? Colour::Red : Colour::Grey},
                    Printable(record.operation),
-                   Printable(record.message)});
+                   MessageCell(Printable(record.message))});
     }
     table.Print(console);
 }
@@ -186,7 +201,7 @@ Json LossesJson(const std::vector<Loss>& losses) {
 
 void AddLosses(Table& table, const std::vector<Loss>& losses) {
     for (const Loss& loss : losses) {
-        table.Add({{loss.kind, Colour::Yellow}, Printable(loss.path), Printable(loss.reason)});
+        table.Add({{loss.kind, Colour::Yellow}, Printable(loss.path), MessageCell(Printable(loss.reason))});
     }
 }
 

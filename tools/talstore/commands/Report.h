@@ -32,6 +32,9 @@ void PrintAnswer(const Console& console, const std::string& command, Json answer
 [[nodiscard]] int ForEachFile(const std::vector<std::string>& names, const Console& console,
                               const std::function<int(const std::string& name)>& command);
 
+/// Bytes in hexadecimal, a long run of zeros as "00 x44".
+[[nodiscard]] std::string PaddedHex(std::string_view bytes);
+
 /// "12:5" in a document, "byte 120" elsewhere.
 [[nodiscard]] std::string PlaceText(const Place& place);
 [[nodiscard]] Json PlaceJson(const Place& place);

@@ -2,6 +2,7 @@
 
 #include "board/Value.h"
 #include "commands/Drive.h"
+#include "commands/PathFilter.h"
 #include "commands/UseError.h"
 #include "common/Text.h"
 
@@ -31,9 +32,9 @@ void PrintVariables(const Console& console, const RestoreReport& report) {
     for (const VariableReport& variable : report.variables) {
         table.Add({Printable(variable.variable->Path()),
                    TypeText(*variable.variable),
-                   ValueText(*variable.variable),
+                   ValueCell(ValueText(*variable.variable)),
                    {NameOf(variable.outcome), ColourOf(variable.outcome)},
-                   Printable(variable.reason)});
+                   MessageCell(Printable(variable.reason))});
     }
     table.Print(console);
 }
@@ -63,7 +64,9 @@ int Retrieve(const DriveOptions& options, const Console& console) {
         session.KeepWholeTrace();
     }
     const StoredContents contents = provider.format != nullptr ? Inspect(file, layout.get()) : StoredContents();
-    const RestoreReport report = Restore(session, file, contents, *layout);
+    RestoreReport report = Restore(session, file, contents, *layout);
+    PathFilter filter(options.paths);
+    KeepOnly(filter, contents, report);
     if (options.asJson) {
         Json json = RunJson(provider, options, report.run);
         json["file"] = file.name;
@@ -76,7 +79,8 @@ int Retrieve(const DriveOptions& options, const Console& console) {
         console.out << provider.name << ", location " << options.location << ": " << ResultText(report.run.result)
                     << ", " << CountsText(report) << '\n';
     }
-    return QBF_IsFailure(report.run.result) ? kProblems : kFine;
+    TellUnmatched(console, options.layout, filter);
+    return QBF_IsFailure(report.run.result) || !filter.Unmatched().empty() ? kProblems : kFine;
 }
 
 }  // namespace tal::talstore

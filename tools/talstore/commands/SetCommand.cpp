@@ -32,8 +32,8 @@ void PrintChanges(const Console& console, const StorageFile& file, const Changed
         for (const Change& change : changed.changes) {
             const bool isSame = IsSameValue(change.type, change.before, change.after);
             table.Add({isSame ? Cell("same") : Cell("changed", Colour::Green), Printable(change.path),
-                       ValueText(change.type, change.before) +
-                           (isSame ? "" : " becomes " + ValueText(change.type, change.after))});
+                       MessageCell(ValueText(change.type, change.before) +
+                                   (isSame ? "" : " becomes " + ValueText(change.type, change.after)))});
         }
     }
     table.Print(console);

@@ -60,10 +60,10 @@ std::string XmlSizeText(const StoredItem& item) {
 std::vector<Cell> Row(const Shown& shown, const FormatInfo& format) {
     const StoredItem& item = shown.item;
     if (format.hasTexts) {
-        return {Printable(shown.path), XmlTypeText(item), XmlSizeText(item), TextsText(item)};
+        return {Printable(shown.path), XmlTypeText(item), XmlSizeText(item), ValueCell(TextsText(item))};
     }
     return {Printable(shown.path), shown.IsTyped() ? TypeText(*shown.variable) : "-", std::to_string(item.bytes.size()),
-            shown.IsTyped() ? ValueText(shown.variable->Type(), item.bytes) : HexBytes(item.bytes)};
+            ValueCell(shown.IsTyped() ? ValueText(shown.variable->Type(), item.bytes) : PaddedHex(item.bytes))};
 }
 
 Json VariableJson(const Shown& shown, const FormatInfo& format) {
