@@ -58,7 +58,7 @@ public:
         std::string end(ending.size(), '\0');
         const auto size = static_cast<off_t>(end.size());
         return fstat(descriptor_, &status) == 0 && status.st_size >= size &&
-               pread(descriptor_, &end[0], end.size(), status.st_size - size) == static_cast<ssize_t>(end.size()) &&
+               pread(descriptor_, end.data(), end.size(), status.st_size - size) == static_cast<ssize_t>(end.size()) &&
                end == ending;
     }
 
@@ -85,7 +85,7 @@ inline bool StoreBeside(const ReplacedLocation& replaced, const std::string& tem
 }
 
 /// @return true when the new file is in place and on the medium; otherwise the old one still is, or, if nothing but the
-///         sync of the directory failed, one of the two.
+///         last two syncs failed, one of the two.
 inline bool StoreAtomically(const ReplacedLocation& replaced, CDatabase* database) {
     constexpr std::size_t kLongestFileName = 79;  // A longer one would be cut, in silence, and be another file.
     const std::string temporary = replaced.fileName + ".new";
@@ -96,7 +96,9 @@ inline bool StoreAtomically(const ReplacedLocation& replaced, CDatabase* databas
         unlink(temporary.c_str());
         return false;
     }
-    return Descriptor(DirectoryOf(replaced.fileName), O_RDONLY | O_DIRECTORY).Sync();
+    // On FAT, what the directory tells about a file is written with the file.
+    return Descriptor(replaced.fileName, O_RDONLY).Sync() &&
+           Descriptor(DirectoryOf(replaced.fileName), O_RDONLY | O_DIRECTORY).Sync();
 }
 
 }  // namespace example
