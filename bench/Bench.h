@@ -4,11 +4,17 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "ReferenceHost.h"
+#include "Device/DeviceSupport/HostDatabase.h"
+
+namespace tal::host {
+class Database;
+class Variable;
+}  // namespace tal::host
 
 namespace tal::bench {
 
@@ -33,6 +39,17 @@ struct Contender {
 
 using Contenders = std::vector<Contender>;
 
+/// A database, and everything that is measured on it.
+struct Jobs {
+    std::shared_ptr<void> database;
+    std::size_t valueCount;
+    Contenders contenders;
+};
+
+/// Makes a database of that many variables, and its files in the current directory. There is one for each host; a
+/// program is linked with one of them.
+[[nodiscard]] Jobs MakeJobs(std::size_t variableCount);
+
 /// A database like a radio unit's: all types, nested objects, names of the usual lengths.
 void FillDatabase(host::Database& database, std::size_t variableCount);
 
@@ -41,8 +58,8 @@ void FillDatabase(host::Database& database, std::size_t variableCount);
 
 // Each adds its contenders for the database, whose files lie in the current directory. The library comes first: it
 // writes the files that the limits read.
-void AddLibrary(host::Database& database, Contenders& contenders);
-void AddStraightCode(host::Database& database, Contenders& contenders);
+void AddLibrary(CDatabase* database, Contenders& contenders);
+void AddStraightCode(CDatabase* database, Contenders& contenders);
 void AddLimits(host::Database& database, Contenders& contenders);
 void AddHost(host::Database& database, Contenders& contenders);
 
@@ -65,11 +82,11 @@ inline void Require(bool holds, const char* what) {
 
 /// What stands around the reading of a file: what it does not hold gets its default.
 template <class Read>
-void Restore(host::Database& database, Read read) {
-    CDatabase_UpdatePathHashTable(database.Handle());
-    CDatabase_SetAsNotRetrieved(database.Handle());
+void Restore(CDatabase* database, Read read) {
+    CDatabase_UpdatePathHashTable(database);
+    CDatabase_SetAsNotRetrieved(database);
     read();
-    CDatabase_SetNotRetrievedVariablesToDefault(database.Handle());
+    CDatabase_SetNotRetrievedVariablesToDefault(database);
 }
 
 /// The variable that is registered under the path, which there must be.

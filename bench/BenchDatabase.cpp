@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "ReferenceHost.h"
 #include "TypeTable.h"
 #include "bench/Bench.h"
 

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "Device/DeviceSupport/DeviceSupport.h"
+#include "ReferenceHost.h"
 #include "TypeTable.h"
 #include "bench/Bench.h"
 
@@ -88,9 +89,9 @@ void AddHost(host::Database& database, Contenders& contenders) {
     add("xml store", walk);
     add("binary store", walk);
     add("secure store", walk);
-    add("binary retrieve", [&database] { Restore(database, [&] { Walk(database, Restored); }); });
+    add("binary retrieve", [&database] { Restore(database.Handle(), [&] { Walk(database, Restored); }); });
     const auto paths = std::make_shared<std::vector<std::string>>(ValuePaths(database));
-    const auto lookUp = [&database, paths] { Restore(database, [&] { LookUp(database, *paths); }); };
+    const auto lookUp = [&database, paths] { Restore(database.Handle(), [&] { LookUp(database, *paths); }); };
     add("xml retrieve", lookUp);
     add("secure retrieve", lookUp);
 }

@@ -8,6 +8,7 @@
 
 #include "DatabaseDescription.h"
 #include "Device/DeviceSupport/DeviceSupport.h"
+#include "ReferenceHost.h"
 #include "bench/Bench.h"
 #include "brqtrace/brqtrace.h"
 

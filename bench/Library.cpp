@@ -20,14 +20,15 @@ constexpr Format kFormats[] = {
     {"binary", CBinaryFileStorageProvider_GetInterface, "storage_calibration_database.bin"},
     {"secure", CSecureBinaryFileStorageProvider_GetInterface, "storage_calibration_database.sbin"}};
 
-void AddFormat(const Format& format, host::Database& database, Contenders& contenders) {
+void AddFormat(const Format& format, CDatabase* database, Contenders& contenders) {
     IStorageProvider* provider = nullptr;
     format.getInterface(&provider);
     provider->Initialize(kCalibration);
-    CDatabase* const handle = database.Handle();
-    const auto store = [provider, handle] { Require(provider->StoreAll(kCalibration, handle, 0) == QBF_OK, "store"); };
-    const auto retrieve = [provider, handle] {
-        Require(provider->RetrieveAll(kCalibration, handle, 0) == QBF_OK, "retrieve");
+    const auto store = [provider, database] {
+        Require(provider->StoreAll(kCalibration, database, 0) == QBF_OK, "store");
+    };
+    const auto retrieve = [provider, database] {
+        Require(provider->RetrieveAll(kCalibration, database, 0) == QBF_OK, "retrieve");
     };
     const auto storeSynced = [store] {
         SetSyncing(true);
@@ -43,7 +44,7 @@ void AddFormat(const Format& format, host::Database& database, Contenders& conte
 
 }  // namespace
 
-void AddLibrary(host::Database& database, Contenders& contenders) {
+void AddLibrary(CDatabase* database, Contenders& contenders) {
     for (const Format& format : kFormats) {
         AddFormat(format, database, contenders);
     }

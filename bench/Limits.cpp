@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 
+#include "ReferenceHost.h"
 #include "TypeTable.h"
 #include "bench/Bench.h"
 

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <msgpack.hpp>
 
+#include "ReferenceHost.h"
 #include "TypeTable.h"
 #include "bench/Bench.h"
 
@@ -55,7 +56,7 @@ void Add(host::Database& database, Contenders& contenders) {
     Store(database);
     contenders.push_back({"secure store", "MessagePack", Role::Alternative, kFile, [&] { Store(database); }});
     contenders.push_back({"secure retrieve", "MessagePack", Role::Alternative, kFile,
-                          [&] { Restore(database, [&] { Retrieve(database); }); }});
+                          [&] { Restore(database.Handle(), [&] { Retrieve(database); }); }});
 }
 
 const RegisterAlternative registered(Add);

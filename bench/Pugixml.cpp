@@ -6,6 +6,7 @@
 #include <memory>
 #include <pugixml.hpp>
 
+#include "ReferenceHost.h"
 #include "TypeTable.h"
 #include "bench/Bench.h"
 
@@ -122,11 +123,11 @@ void RetrieveInPlace(const host::Database& database) {
 void Add(host::Database& database, Contenders& contenders) {
     Store(database);
     contenders.push_back({"xml store", "pugixml", Role::Alternative, kFile, [&] { Store(database); }});
-    contenders.push_back(
-        {"xml retrieve", "pugixml", Role::Alternative, kFile, [&] { Restore(database, [&] { Retrieve(database); }); }});
+    contenders.push_back({"xml retrieve", "pugixml", Role::Alternative, kFile,
+                          [&] { Restore(database.Handle(), [&] { Retrieve(database); }); }});
     // Compared with nothing: it writes into the document's own text.
     contenders.push_back({"xml retrieve", "pugixml, in place", Role::Reference, kFile,
-                          [&] { Restore(database, [&] { RetrieveInPlace(database); }); }});
+                          [&] { Restore(database.Handle(), [&] { RetrieveInPlace(database); }); }});
 }
 
 const RegisterAlternative registered(Add);

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "ReferenceHost.h"
 #include "TypeTable.h"
 #include "bench/Bench.h"
 
@@ -62,7 +63,7 @@ void Add(host::Database& database, Contenders& contenders) {
     Store(database);
     contenders.push_back({"secure store", "SQLite", Role::Alternative, kFile, [&] { Store(database); }});
     contenders.push_back({"secure retrieve", "SQLite", Role::Alternative, kFile,
-                          [&] { Restore(database, [&] { Retrieve(database); }); }});
+                          [&] { Restore(database.Handle(), [&] { Retrieve(database); }); }});
 }
 
 const RegisterAlternative registered(Add);

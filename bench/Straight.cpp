@@ -39,8 +39,8 @@ void SuppressedTrace(unsigned long code) {
 }
 
 template <class Visit>
-void ForEachObject(host::Database& database, Visit visit) {
-    const auto* const regions = reinterpret_cast<const HostListNode*>(database.Handle());
+void ForEachObject(CDatabase* database, Visit visit) {
+    const auto* const regions = reinterpret_cast<const HostListNode*>(database);
     for (const HostListNode* regionNode = regions->next; regionNode != regions; regionNode = regionNode->next) {
         auto* const region = static_cast<CStorageRegion*>(regionNode->element);
         char* regionName = nullptr;
@@ -211,7 +211,7 @@ void WriteObject(Document& document, CStorageObject* object) {
     document << "\n</object>\n";
 }
 
-void WriteDocument(host::Database& database) {
+void WriteDocument(CDatabase* database) {
     std::FILE* const file = OpenUnbuffered("straight.xml", "w+");
     Document document(file);
     document << R"(<?xml version="1.0" encoding="UTF-8"?><storage name = "RV20">)";
@@ -264,7 +264,7 @@ void ForEachValue(CStorageObject* object, Visit& visit) {
     });
 }
 
-void WriteImage(host::Database& database) {
+void WriteImage(CDatabase* database) {
     std::FILE* const file = Open("straight.bin", "w+");
     auto write = [file](CVariable* /*variable*/, void* content, std::uint32_t size) {
         Require(std::fwrite(content, 1, size, file) == size, "fwrite");
@@ -275,7 +275,7 @@ void WriteImage(host::Database& database) {
     std::fclose(file);
 }
 
-void ReadImage(host::Database& database) {
+void ReadImage(CDatabase* database) {
     std::FILE* const file = Open("storage_calibration_database.bin", "r");
     auto read = [file](CVariable* variable, void* content, std::uint32_t size) {
         Require(std::fread(content, 1, size, file) == size, "fread");
@@ -355,7 +355,7 @@ void WriteRecords(CStorageObject* object, PathPrefix& path, std::FILE* file, boo
     });
 }
 
-void WriteSecureFile(host::Database& database) {
+void WriteSecureFile(CDatabase* database) {
     std::FILE* const file = Open("straight.sbin", "w+");
     PathPrefix path = {};
     ForEachObject(database, [&](const char* region, CStorageObject* object, bool /*isLast*/) {
@@ -367,7 +367,7 @@ void WriteSecureFile(host::Database& database) {
     std::fclose(file);
 }
 
-void ReadSecureFile(host::Database& database) {
+void ReadSecureFile(CDatabase* database) {
     std::FILE* const file = Open("storage_calibration_database.sbin", "r");
     std::uint32_t header[5];
     while (std::fread(header, 1, kHeaderSize, file) == kHeaderSize) {
@@ -379,7 +379,7 @@ void ReadSecureFile(host::Database& database) {
         Require(std::fread(data.get(), 1, size, file) == size, "fread");
         CVariable* variable = nullptr;
         void* content = nullptr;
-        Require(CDatabase_GetVariableByPath(database.Handle(), path, &variable) == 0, "look-up");
+        Require(CDatabase_GetVariableByPath(database, path, &variable) == 0, "look-up");
         CVariable_GetContentAddress(variable, &content);
         Require(CVariable_GetSizeInBytes(variable) == size, "size");
         SuppressedTrace(QBF_I_INFO);
@@ -390,7 +390,7 @@ void ReadSecureFile(host::Database& database) {
 }
 
 struct Written {
-    void (*write)(host::Database&);
+    void (*write)(CDatabase*);
     const char* fileName;
     const char* libraryFile;
 };
@@ -401,16 +401,16 @@ constexpr Written kWritten[] = {{WriteDocument, "straight.xml", "storage_calibra
 
 }  // namespace
 
-void AddStraightCode(host::Database& database, Contenders& contenders) {
+void AddStraightCode(CDatabase* database, Contenders& contenders) {
     for (const Written& written : kWritten) {
         written.write(database);
         Require(ReadWhole(written.fileName) == ReadWhole(written.libraryFile), "straight code writes the same bytes");
     }
     const auto add = [&](const char* job, const char* fileName, auto run) {
-        contenders.push_back({job, "straight code", Role::Limit, fileName, [&database, run] { run(database); }});
+        contenders.push_back({job, "straight code", Role::Limit, fileName, [database, run] { run(database); }});
     };
-    const auto restore = [](void (*read)(host::Database&)) {
-        return [read](host::Database& restored) { Restore(restored, [&] { read(restored); }); };
+    const auto restore = [](void (*read)(CDatabase*)) {
+        return [read](CDatabase* restored) { Restore(restored, [&] { read(restored); }); };
     };
     add("xml store", "storage_calibration_database.xml", WriteDocument);
     add("binary store", "storage_calibration_database.bin", WriteImage);

@@ -2,6 +2,7 @@
 
 #include <tinyxml2.h>
 
+#include "ReferenceHost.h"
 #include "TypeTable.h"
 #include "bench/Bench.h"
 
@@ -108,7 +109,7 @@ void Add(host::Database& database, Contenders& contenders) {
     Store(database);
     contenders.push_back({"xml store", "tinyxml2", Role::Alternative, kFile, [&] { Store(database); }});
     contenders.push_back({"xml retrieve", "tinyxml2", Role::Alternative, kFile,
-                          [&] { Restore(database, [&] { Retrieve(database); }); }});
+                          [&] { Restore(database.Handle(), [&] { Retrieve(database); }); }});
 }
 
 const RegisterAlternative registered(Add);

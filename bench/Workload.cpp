@@ -27,18 +27,13 @@ int main(int argc, char** argv) {
     tal::bench::Require(mkdtemp(pattern.data()) != nullptr, "a directory for the files");
     std::filesystem::current_path(pattern);
 
-    tal::host::Database database;
-    tal::bench::FillDatabase(database, std::strtoul(argv[3], nullptr, 10));
-    tal::bench::Contenders contenders;
-    tal::bench::AddLibrary(database, contenders);
-    tal::bench::AddStraightCode(database, contenders);
-    tal::bench::AddLimits(database, contenders);
+    const tal::bench::Jobs jobs = tal::bench::MakeJobs(std::strtoul(argv[3], nullptr, 10));
     int status = 2;
-    for (const tal::bench::Contender& contender : contenders) {
+    for (const tal::bench::Contender& contender : jobs.contenders) {
         if (contender.job == argv[1] && contender.name == argv[2]) {
             contender.run();
             tal::bench::RunJob(contender);
-            std::printf("%zu variables\n", tal::bench::CountValues(database));
+            std::printf("%zu variables\n", jobs.valueCount);
             status = 0;
         }
     }

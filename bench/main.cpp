@@ -29,33 +29,21 @@ public:
     Bed(const std::filesystem::path& root, std::size_t size) : directory_(root / std::to_string(size)), size_(size) {}
 
     [[nodiscard]] const Contenders& All() {
-        if (contenders_.empty()) {
-            Make();
+        if (jobs_.contenders.empty()) {
+            std::filesystem::create_directories(directory_);
+            std::filesystem::current_path(directory_);
+            jobs_ = tal::bench::MakeJobs(size_);
         }
         std::filesystem::current_path(directory_);
-        return contenders_;
+        return jobs_.contenders;
     }
     [[nodiscard]] std::size_t Size() const { return size_; }
-    [[nodiscard]] std::size_t Values() const { return tal::bench::CountValues(database_); }
+    [[nodiscard]] std::size_t Values() const { return jobs_.valueCount; }
 
 private:
-    void Make() {
-        std::filesystem::create_directories(directory_);
-        std::filesystem::current_path(directory_);
-        tal::bench::FillDatabase(database_, size_);
-        tal::bench::AddLibrary(database_, contenders_);
-        tal::bench::AddStraightCode(database_, contenders_);
-        tal::bench::AddLimits(database_, contenders_);
-        tal::bench::AddHost(database_, contenders_);
-        for (const tal::bench::AddContenders add : tal::bench::Alternatives()) {
-            add(database_, contenders_);
-        }
-    }
-
     std::filesystem::path directory_;
     std::size_t size_;
-    tal::host::Database database_;
-    Contenders contenders_;
+    tal::bench::Jobs jobs_ = {};
 };
 
 double FileSize(const std::string& fileName) {
