@@ -75,7 +75,7 @@ class FileSystem:
     @property
     def states_per_cell(self):
         """As many as the whole has time for: a mount in the machine takes longer than a repair on this one."""
-        return 90 if self.repair else 40
+        return 90 if self.repair else 24
 
 
 # The tables at once: the kernel would fill them meanwhile, which has nothing to do with what is looked at.
