@@ -28,8 +28,7 @@ constexpr const char* kCalibrationFile = "calibration";
 constexpr const char* kHardwareFile = "hardware";
 constexpr const char* kApplicationsFile = "applications";
 
-/// @return `locations` and, where `unsigned long` is wider than 32 bits, numbers whose low 32 bits are those of
-/// accepted
+/// @return `locations` and, where `unsigned long` is wider than 32 bits, numbers whose low 32 bits are accepted
 ///         locations.
 [[nodiscard]] inline std::vector<StorageLocation> WithWideLocations(std::vector<StorageLocation> locations) {
     constexpr auto kBeyond32Bits = static_cast<StorageLocation>(0x100000000ULL);

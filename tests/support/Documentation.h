@@ -44,9 +44,8 @@ private:
 /// @return the lines of the text, without their ends.
 [[nodiscard]] std::vector<std::string> LinesOf(const std::string& text);
 
-/// @return what the groups of the POSIX extended `pattern` match, for each match in `text`; a group that takes no part
-/// in
-///         it is empty.
+/// @return what the groups of the POSIX extended `pattern` match, for each match in `text`; empty for a group that
+///         takes no part in it.
 [[nodiscard]] std::vector<std::vector<std::string>> Matches(const std::string& text, const char* pattern);
 
 /// @return what the first group matches.

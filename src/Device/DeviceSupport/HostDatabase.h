@@ -125,9 +125,8 @@ int CStorageObject_IsWritable(CStorageObject* object);
 QBFResult CStorageObject_GetVariableIterator(CStorageObject* object, HostIterator* iterator);
 
 /// Hands out the next variable.
-/// @return QBF_OK when more follow, QBF_W_END_OF_VARIABLES when this one is the last, or a failure, with which
-/// `*variable`
-///         is to be left alone: the XML store writes a variable that it finds there.
+/// @return QBF_OK when more follow, QBF_W_END_OF_VARIABLES when this one is the last, or a failure. With a failure,
+///         leave `*variable` alone: the XML store writes a variable that it finds there.
 QBFResult CStorageObject_GetNextVariable(CStorageObject* object, CVariable** variable, HostIterator* iterator);
 
 /// Hands out the variable's NUL-terminated name, valid while the database is unchanged.
