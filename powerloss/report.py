@@ -28,6 +28,8 @@ def overview(found):
 
 
 def lost_of(figures):
+    if figures is None:
+        return "not tried"
     return f"**{len(figures['lost'])}** of {figures['states']}" if figures["lost"] else f"0 of {figures['states']}"
 
 

@@ -4,7 +4,9 @@
 import struct
 import unittest
 
+import report
 import write_log
+from cases import FILE_SYSTEMS, SHORT_CELLS
 from judge import Finding, Situation, judge
 from write_log import Flush, LogError, Mark, Recording, State, Write
 
@@ -88,6 +90,9 @@ class TheStates(unittest.TestCase):
         at_marks = [state for state in chosen.values() if state.left_out is None and state.length in (1, 6, 7)]
         self.assertEqual(len(at_marks), 3)
 
+    def test_are_never_more_than_the_limit(self):
+        self.assertEqual([len(self.recording.chosen_states(limit)) for limit in (1, 2, 3, 99)], [1, 2, 3, 10])
+
     def test_have_numbers_that_do_not_depend_on_the_choice(self):
         states = self.recording.states()
         self.assertTrue(all(states[number] == state for number, state in self.recording.chosen_states(4).items()))
@@ -148,6 +153,31 @@ class TheVerdict(unittest.TestCase):
 
     def test_a_file_system_that_cannot_be_mounted_has_lost_everything(self):
         self.expect("recipe", Situation(1, 2), None, "unmountable", True)
+
+
+class TheRun(unittest.TestCase):
+    def problems(self, cell, lost):
+        return list(report.problems({"ext4": {cell: {"states": 9, "verdicts": {}, "lost": lost}}}))
+
+    def test_fails_when_something_is_lost_that_is_kept(self):
+        self.assertEqual(self.problems("xml/recipe", [4, 7]),
+                         ["ext4/xml/recipe:4 and 1 more states lack what had been stored"])
+        self.assertEqual(self.problems("xml/recipe", []), [])
+
+    def test_fails_when_nothing_is_lost_that_nobody_keeps(self):
+        self.assertEqual(self.problems("xml/recipe-no-rename", []),
+                         ["ext4/*/recipe-no-rename: no state has lost anything; it is kept after all, or the test is blind"])
+        self.assertEqual(self.problems("xml/recipe-no-rename", [4]), [])
+
+    def test_for_every_change_has_cells_that_keep_and_cells_that_lose(self):
+        found = {"ext4": {cell.name: {"lost": []} for cell in SHORT_CELLS}}
+        self.assertEqual(len(list(report.problems(found))), 2)
+        found = {"ext4": {cell.name: {"lost": [0], "states": 1} for cell in SHORT_CELLS}}
+        self.assertEqual(len(list(report.problems(found))), 4)
+
+    def test_has_something_to_keep_and_something_to_lose_on_every_file_system(self):
+        for file_system in FILE_SYSTEMS.values():
+            self.assertTrue(file_system.keeps and file_system.loses, file_system.name)
 
 
 if __name__ == "__main__":
