@@ -203,8 +203,8 @@ void CompareWithLibrary(const Files& files, const std::string& bytes, Format for
     std::size_t next = 0;
     for (const std::size_t index : contents.handedOn) {
         const tal::talstore::ItemReport& item = report.items[index];
-        Require(item.boardPath == contents.items[index].path, "the library looks up what the tool says");
-        const bool isSeen = next < watched.entries.size() && watched.entries[next].path == item.boardPath;
+        Require(item.BoardPath() == contents.items[index].path, "the library looks up what the tool says");
+        const bool isSeen = next < watched.entries.size() && watched.entries[next].path == item.BoardPath();
         Require(isSeen || item.fate == Fate::Dropped, "the host sees every item that the tool says it does");
         if (isSeen) {
             const Watched::Entry& entry = watched.entries[next++];

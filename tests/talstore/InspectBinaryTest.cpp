@@ -61,6 +61,18 @@ TEST_F(InspectBinaryFile, WithAnOddBoolMayBelongToAnotherLayout) {
     EXPECT_THAT(Summaries(Inspect(file)), ElementsAre("warning binary.unlikely @2 R/O/flag"));
 }
 
+TEST_F(InspectBinaryFile, WithABoolOfTwoMayBelongToAnotherLayout) {
+    std::string file = whole_;
+    file[2] = 2;
+    EXPECT_THAT(Summaries(Inspect(file)), ElementsAre("warning binary.unlikely @2 R/O/flag"));
+}
+
+TEST_F(InspectBinaryFile, ThatIsOneByteTooShortOrTooLongHasTheWrongSize) {
+    EXPECT_THAT(Summaries(Inspect(std::string_view(whole_).substr(0, 9))),
+                ElementsAre("error binary.cut @6 R/O/text", "error binary.size @9"));
+    EXPECT_THAT(Summaries(Inspect(whole_ + "x")), ElementsAre("warning binary.size @10"));
+}
+
 TEST_F(InspectBinaryFile, WithAnEndlessTextMayBelongToAnotherLayout) {
     EXPECT_THAT(Summaries(Inspect(whole_.substr(0, 6) + "abcd")), ElementsAre("warning binary.unlikely @6 R/O/text"));
 }

@@ -39,6 +39,20 @@ TEST(InspectSecure, ACutHeaderIsReportedWhereItBegins) {
     EXPECT_THAT(contents.findings[0].message, HasSubstr("7 of 20 bytes"));
 }
 
+TEST(InspectSecure, AFileOfOneHeaderEndsInsideItsPath) {
+    const StoredContents contents = InspectSecure(Record("R/O/v", kData).substr(0, 20));
+    EXPECT_FALSE(contents.isWhole);
+    EXPECT_THAT(Summaries(contents), ElementsAre("error secure.path-cut @0"));
+    EXPECT_THAT(contents.findings[0].message, HasSubstr("0 of 6 bytes"));
+}
+
+TEST(InspectSecure, ARecordWithoutDataMayEndTheFile) {
+    const StoredContents contents = InspectSecure(Record("R/O/v", ""));
+    EXPECT_TRUE(contents.isWhole);
+    EXPECT_THAT(Paths(contents), ElementsAre("R/O/v"));
+    EXPECT_THAT(contents.findings, IsEmpty());
+}
+
 TEST(InspectSecure, AWrongStartMarkerEndsTheFileAndNamesTheNextOne) {
     std::string damaged = Record("R/O/b", kData);
     damaged[0] = 'x';

@@ -120,7 +120,7 @@ TEST_F(Restoring, APlaceholderNeedsAChannel) {
     EXPECT_THAT(report_.items[0].reason, HasSubstr("try --channel"));
     channel_ = 2;
     EXPECT_THAT(Restore(Format::Secure, file), ElementsAre("restored R/O/Channel.2.a"));
-    EXPECT_EQ(report_.items[0].boardPath, "R/O/Channel.2.a");
+    EXPECT_EQ(report_.items[0].BoardPath(), "R/O/Channel.2.a");
 }
 
 TEST_F(Restoring, ADocumentsPlaceholderIsReplacedInVariableNamesOnly) {

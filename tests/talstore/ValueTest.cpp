@@ -63,6 +63,7 @@ TEST_F(Values, BeyondTheirTypeAreRefused) {
     EXPECT_EQ(Refusal("u32", "99999999999999999999"),
               "R/O/u32: \"99999999999999999999\" does not fit U32, which takes 0 to 4294967295");
     EXPECT_NE(Refusal("u32", "0xFFFFFFFFFFFFFFFFFF"), "");
+    EXPECT_NE(Refusal("u32", "0x10z"), "") << "text after a hexadecimal number";
     EXPECT_NE(Refusal("u8", "1.5"), "");
     EXPECT_NE(Refusal("u8", ""), "");
     EXPECT_NE(Refusal("flag", "1"), "");

@@ -1,9 +1,7 @@
 #include "board/DocumentValues.h"
 
-#include <nlohmann/json.hpp>
 #include <set>
 
-#include "DatabaseDescription.h"
 #include "board/LayoutFromXml.h"
 
 namespace tal::talstore {
@@ -22,7 +20,7 @@ DocumentValues ReadDocumentValues(const StorageFile& file, const StoredContents&
     wishes.stringCapacity = kStringCapacity;
     std::vector<Finding> notOfInterest;
     for (;;) {
-        values.layout = host::LoadDatabase(DeriveLayout(contents, wishes, notOfInterest));
+        values.layout = DeriveLayout(contents, wishes, notOfInterest);
         values.report = Restore(session, file, contents, *values.layout);
         const std::size_t leftOutBefore = wishes.leftOut.size();
         for (const std::size_t index : contents.handedOn) {

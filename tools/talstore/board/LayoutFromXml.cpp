@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 
 #include "TypeTable.h"
 #include "board/Value.h"
@@ -30,28 +33,25 @@ struct Child {
 class LayoutBuilder {
 public:
     LayoutBuilder(const StoredContents& contents, const LayoutWishes& wishes, std::vector<Finding>& findings)
-        : contents_(contents),
-          wishes_(wishes),
-          findings_(findings),
-          children_(contents.nodes.size()),
-          elements_(contents.items.size()) {}
+        : contents_(contents), wishes_(wishes), findings_(findings), children_(contents.nodes.size()) {}
 
-    ordered_json Build() {
+    std::unique_ptr<host::Database> Build() {
         SortIntoTree();
-        ordered_json regions = ordered_json::array();
+        auto layout = std::make_unique<host::Database>();
         Names names;
         for (std::size_t i = 0; i < contents_.nodes.size(); ++i) {
             const StoredNode& node = contents_.nodes[i];
             if (node.isRegion && IsUsable(node, names)) {
-                regions.push_back({{"name", node.name}, {"objects", ObjectsOf(i)}});
+                AddObjects(i, layout->AddRegion(node.name));
             }
         }
         ReportGuesses();
-        return {{"regions", std::move(regions)}};
+        return layout;
     }
 
 private:
-    using Names = std::set<std::string>;
+    /// The texts are those of the contents.
+    using Names = std::unordered_set<std::string_view>;
 
     /// Nodes and items both lie in the order of their beginnings.
     void SortIntoTree() {
@@ -98,36 +98,32 @@ private:
         return true;
     }
 
-    ordered_json ObjectsOf(std::size_t region) {
-        ordered_json objects = ordered_json::array();
+    void AddObjects(std::size_t index, host::Region& region) {
         Names names;
-        for (const Child& child : children_[region]) {
+        for (const Child& child : children_[index]) {
             if (!child.isNode) {
                 const StoredItem& item = contents_.items[child.index];
                 Report(item.place, item.path, "left out: a variable outside of objects");
             } else if (IsUsable(contents_.nodes[child.index], names)) {
-                objects.push_back(Object(child.index, 1));
+                AddVariables(child.index, 1, region.AddObject(contents_.nodes[child.index].name));
             }
         }
-        return objects;
     }
 
-    ordered_json Object(std::size_t index, int depth) {
-        ordered_json variables = ordered_json::array();
+    void AddVariables(std::size_t index, int depth, host::Object& object) {
         Names names;
         for (const Child& child : children_[index]) {
             if (child.isNode) {
-                AddNested(child.index, depth + 1, names, variables);
+                AddNested(child.index, depth + 1, names, object);
             } else {
-                AddVariable(child.index, depth, names, variables);
+                AddVariable(contents_.items[child.index], child.index, depth, names, object);
             }
         }
-        if (variables.empty()) {
+        if (object.Variables().empty()) {
             findings_.push_back(
                 {Severity::Note, "layout.empty-object", contents_.nodes[index].place, contents_.nodes[index].name,
                  "the object is empty: it has no variables, or is read-only and its variables are not known"});
         }
-        return {{"name", contents_.nodes[index].name}, {"variables", std::move(variables)}};
     }
 
     bool IsTooDeep(const StoredNode& node, int depth) {
@@ -138,57 +134,54 @@ private:
     }
 
     /// The document has the nested object's name only, the variable's own is not stored.
-    void AddNested(std::size_t index, int depth, Names& names, ordered_json& variables) {
+    void AddNested(std::size_t index, int depth, Names& names, host::Object& object) {
         const StoredNode& node = contents_.nodes[index];
         if (!IsTooDeep(node, depth) && IsUsable(node, names)) {
-            variables.push_back({{"name", node.name}, {"type", "OBJECT"}, {"object", Object(index, depth)}});
+            AddVariables(index, depth, object.AddNested(node.name));
         }
     }
 
-    void AddVariable(std::size_t index, int depth, Names& names, ordered_json& variables) {
-        const StoredItem& item = contents_.items[index];
+    void AddVariable(const StoredItem& item, std::size_t index, int depth, Names& names, host::Object& object) {
         VariableType type = 0;
         // The array of signed 32-bit numbers has the type text of the scalar.
-        const std::string& typeName = item.isArray && item.type == "S32" ? kS32Array : item.type;
+        const std::string_view typeName =
+            item.isArray && item.type == "S32" ? "S32_ARRAY" : std::string_view(item.type);
         if (!host::FindTypeByName(typeName, type) || type == VARIABLE_TYPE_OBJECT) {
             Report(item.place, item.path, "left out: its type is " + Quoted(item.type));
         } else if (item.texts.size() > kMostElements) {
             Report(item.place, item.path, "left out: more than 1048576 elements");
         } else if (IsUsableName(item.name, item.place, "variable", names)) {
-            ordered_json variable = {{"name", item.name}, {"type", typeName}};
             if (type == VARIABLE_TYPE_OBJECT_ARRAY) {
-                variable["objects"] = ElementsOf(index, depth + 1);
+                AddObjectArray(item.name, index, depth + 1, object);
             } else {
-                DescribeValue(item, type, variable);
+                AddValue(item, type, object);
             }
-            variables.push_back(std::move(variable));
         }
     }
 
-    ordered_json ElementsOf(std::size_t array, int depth) {
-        ordered_json objects = ordered_json::array();
+    void AddObjectArray(const std::string& name, std::size_t array, int depth, host::Object& object) {
+        object.EmptyObjectArray(name);
         Names names;
         for (const std::size_t index : elements_[array]) {
             const StoredNode& node = contents_.nodes[index];
             if (!IsTooDeep(node, depth) && IsUsable(node, names)) {
-                objects.push_back(Object(index, depth));
+                AddVariables(index, depth, object.AddToArray(name, node.name));
             }
         }
-        return objects;
     }
 
-    void DescribeValue(const StoredItem& item, VariableType type, ordered_json& variable) {
+    void AddValue(const StoredItem& item, VariableType type, host::Object& object) {
         if (type == VARIABLE_TYPE_STRING) {
             const std::size_t needed = item.texts.empty() ? 1 : item.texts.front().size() + 1;
-            variable["count"] = std::clamp<std::size_t>(needed, wishes_.stringCapacity, kMostElements);
+            const std::size_t capacity = std::clamp<std::size_t>(needed, wishes_.stringCapacity, kMostElements);
+            object.String(item.name, static_cast<std::uint32_t>(capacity));
             ++stringCount_;
-        } else if (host::FindType(type)->isArray) {
-            variable["count"] = item.texts.size();
+            return;
         }
-        const host::Variable* const value = wishes_.values == nullptr ? nullptr : wishes_.values->Find(item.path);
-        if (value != nullptr && value->Type() == type) {
-            variable["default"] = ValueJson(type, BytesOf(*value));
-        }
+        const host::TypeInfo& info = *host::FindType(type);
+        const std::size_t count = info.isArray ? item.texts.size() : 1;
+        object.Raw(item.name, type, static_cast<std::uint32_t>(count),
+                   std::vector<std::uint8_t>(count * info.elementSize));
     }
 
     void ReportGuesses() {
@@ -202,20 +195,66 @@ private:
         }
     }
 
-    inline static const std::string kS32Array = "S32_ARRAY";
-
     const StoredContents& contents_;
     const LayoutWishes& wishes_;
     std::vector<Finding>& findings_;
     std::vector<std::vector<Child>> children_;
-    std::vector<std::vector<std::size_t>> elements_;  ///< Of object arrays, by item.
+    std::unordered_map<std::size_t, std::vector<std::size_t>> elements_;  ///< Of object arrays, by item.
     std::size_t stringCount_ = 0;
 };
 
+// ---- Descriptions
+
+ordered_json DescribeObject(const host::Object& object, host::Database* values);
+
+ordered_json DescribeObjects(const std::vector<std::unique_ptr<host::Object>>& objects, host::Database* values) {
+    ordered_json descriptions = ordered_json::array();
+    for (const auto& object : objects) {
+        descriptions.push_back(DescribeObject(*object, values));
+    }
+    return descriptions;
+}
+
+ordered_json DescribeVariable(const host::Variable& variable, host::Database* values) {
+    const host::TypeInfo& type = *host::FindType(variable.Type());
+    ordered_json description = {{"name", variable.Name()}, {"type", type.name}};
+    if (type.kind == host::TypeKind::Object) {
+        description[type.isArray ? "objects" : "object"] = type.isArray
+                                                               ? DescribeObjects(variable.Objects(), values)
+                                                               : DescribeObject(*variable.Objects().front(), values);
+        return description;
+    }
+    if (host::HasElementCount(type)) {
+        description["count"] = variable.ElementCount();
+    }
+    const host::Variable* const value = values == nullptr ? nullptr : values->Find(variable.Path());
+    if (value != nullptr && value->Type() == type.code) {
+        description["default"] = ValueJson(type.code, BytesOf(*value));
+    }
+    return description;
+}
+
+ordered_json DescribeObject(const host::Object& object, host::Database* values) {
+    ordered_json variables = ordered_json::array();
+    for (const auto& variable : object.Variables()) {
+        variables.push_back(DescribeVariable(*variable, values));
+    }
+    return {{"name", object.Name()}, {"variables", std::move(variables)}};
+}
+
 }  // namespace
 
-ordered_json DeriveLayout(const StoredContents& contents, const LayoutWishes& wishes, std::vector<Finding>& findings) {
+std::unique_ptr<host::Database> DeriveLayout(const StoredContents& contents, const LayoutWishes& wishes,
+                                             std::vector<Finding>& findings) {
     return LayoutBuilder(contents, wishes, findings).Build();
+}
+
+ordered_json DescribeLayout(const host::Database& layout, host::Database* values) {
+    ordered_json regions = ordered_json::array();
+    for (const auto& region : layout.Regions()) {
+        regions.push_back({{"name", region->Name()}, {"objects", DescribeObjects(region->Objects(), values)}});
+    }
+    return {{"regions", std::move(regions)}};
 }
 
 }  // namespace tal::talstore

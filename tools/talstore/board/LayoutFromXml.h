@@ -1,9 +1,10 @@
 /// @file
-/// A database description made from what an XML document holds.
+/// A board's database made from what an XML document holds, and its description.
 #ifndef TALSTORE_LAYOUT_FROM_XML_H
 #define TALSTORE_LAYOUT_FROM_XML_H
 
 #include <cstdint>
+#include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <set>
 #include <vector>
@@ -16,16 +17,19 @@ namespace tal::talstore {
 struct LayoutWishes {
     /// Bytes of every string with its NUL, which a document does not tell; longer texts get as much as they need.
     std::uint32_t stringCapacity = 256;
-    /// Indices of items that the description shall not have.
+    /// Indices of items that the database shall not have.
     std::set<std::size_t> leftOut;
-    /// Its values become the description's defaults; null for a description without defaults.
-    host::Database* values = nullptr;
 };
 
-/// @param findings  Gets what the description leaves out or had to guess.
+/// @param findings  Gets what is left out or had to be guessed.
+/// @return a database that no description of host::LoadDatabase would be refused for; every default is zero or empty.
+[[nodiscard]] std::unique_ptr<host::Database> DeriveLayout(const StoredContents& contents, const LayoutWishes& wishes,
+                                                           std::vector<Finding>& findings);
+
+/// @param layout  As DeriveLayout makes it.
+/// @param values  What it holds become the defaults; null for a description without defaults.
 /// @return a description that host::LoadDatabase understands.
-[[nodiscard]] nlohmann::ordered_json DeriveLayout(const StoredContents& contents, const LayoutWishes& wishes,
-                                                  std::vector<Finding>& findings);
+[[nodiscard]] nlohmann::ordered_json DescribeLayout(const host::Database& layout, host::Database* values);
 
 }  // namespace tal::talstore
 

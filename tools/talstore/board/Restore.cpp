@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <unordered_map>
+#include <utility>
 
 #include "TypeTable.h"
 #include "board/Value.h"
@@ -57,6 +58,29 @@ std::string Reason(std::string message) {
     const std::size_t start = message.find_first_not_of(' ');
     return start == std::string::npos ? message : message.substr(start, message.find_last_not_of(' ') - start + 1);
 }
+
+/// Of the items that were stored for a variable, the last one.
+class LastItems {
+public:
+    explicit LastItems(const std::vector<ItemReport>& items) {
+        indices_.reserve(items.size());
+        for (std::size_t i = 0; i < items.size(); ++i) {
+            if (items[i].variable != nullptr) {
+                indices_.emplace_back(items[i].variable, i);
+            }
+        }
+        std::sort(indices_.begin(), indices_.end());
+    }
+
+    /// @return kNone when there is none.
+    [[nodiscard]] std::size_t Of(const host::Variable& variable) const {
+        const auto after = std::upper_bound(indices_.begin(), indices_.end(), std::pair(&variable, kNone));
+        return after != indices_.begin() && std::prev(after)->first == &variable ? std::prev(after)->second : kNone;
+    }
+
+private:
+    std::vector<std::pair<const host::Variable*, std::size_t>> indices_;
+};
 
 class Restoration {
 public:
@@ -114,13 +138,17 @@ private:
     /// A provider that looks items up does so in the order in which the reader hands them on.
     void FollowLookUps() {
         const std::vector<LookUp>& lookUps = report_.run.seen.lookUps;
-        for (ItemReport& item : report_.items) {
-            item.reason = "the reader does not take it";
-        }
+        std::vector<bool> isFollowed(report_.items.size());
         for (std::size_t i = 0; i < lookUps.size() && i < contents_.handedOn.size(); ++i) {
             const std::size_t end = i + 1 < lookUps.size() ? lookUps[i + 1].firstRecord : report_.run.trace.size();
             const std::size_t index = contents_.handedOn[i];
             report_.items[index] = Follow(lookUps[i], end, contents_.items[index]);
+            isFollowed[index] = true;
+        }
+        for (std::size_t i = 0; i < report_.items.size(); ++i) {
+            if (!isFollowed[i]) {
+                report_.items[i].reason = "the reader does not take it";
+            }
         }
     }
 
@@ -129,16 +157,20 @@ private:
             return {Fate::Ignored, lookUp.Path(), nullptr, UnregisteredReason(lookUp.Path())};
         }
         if (lookUp.isMarked) {
-            return {Fate::Taken, lookUp.Path(), lookUp.variable, {}};
+            return {Fate::Taken, {}, lookUp.variable, {}};
         }
         const bool isAnotherSize = format_->comparesSizes && item.bytes.size() != lookUp.variable->SizeInBytes();
         if (isAnotherSize) {
-            return {Fate::Refused, lookUp.Path(), lookUp.variable,
+            return {Fate::Refused,
+                    {},
+                    lookUp.variable,
                     Count(item.bytes.size(), "byte") + " in the file, " +
                         std::to_string(lookUp.variable->SizeInBytes()) + " in the layout"};
         }
         const TraceRecord* const failure = FailureOf(lookUp, endOfRecords);
-        return {failure == nullptr ? Fate::Dropped : Fate::Refused, lookUp.Path(), lookUp.variable,
+        return {failure == nullptr ? Fate::Dropped : Fate::Refused,
+                {},
+                lookUp.variable,
                 failure == nullptr ? "" : Reason(failure->message)};
     }
 
@@ -160,8 +192,7 @@ private:
         std::size_t index = 0;
         VisitVariables(layout_, [&](host::Variable& variable, bool /*isWritable*/) {
             if (index < report_.items.size()) {
-                report_.items[index++] = {
-                    variable.Retrieved() ? Fate::Taken : Fate::Dropped, variable.Path(), &variable, {}};
+                report_.items[index++] = {variable.Retrieved() ? Fate::Taken : Fate::Dropped, {}, &variable, {}};
             }
         });
     }
@@ -178,19 +209,12 @@ private:
     // ---- Variables
 
     void ReportVariables(const std::vector<std::string>& overFillers) {
-        std::unordered_map<const host::Variable*, std::size_t> lastItems;
-        for (std::size_t i = 0; i < report_.items.size(); ++i) {
-            if (report_.items[i].variable != nullptr) {
-                lastItems[report_.items[i].variable] = i;
-            }
-        }
+        const LastItems lastItems(report_.items);
         VisitVariables(layout_, [&](host::Variable& variable, bool isWritable) {
             VariableReport report;
             report.variable = &variable;
             report.isStored = isWritable || format_ == nullptr || format_->storesReadOnlyObjects;
-            if (const auto item = lastItems.find(&variable); item != lastItems.end()) {
-                report.item = item->second;
-            }
+            report.item = lastItems.Of(variable);
             if (variable.Retrieved()) {
                 const std::string_view bytes = BytesOf(variable);
                 JudgeRestored(report, overFillers.empty() ? bytes : overFillers[report_.variables.size()]);
@@ -271,7 +295,7 @@ private:
     [[nodiscard]] std::string FirstRefused() const {
         for (const std::size_t index : contents_.handedOn) {
             if (report_.items[index].fate == Fate::Refused) {
-                return report_.items[index].boardPath;
+                return report_.items[index].BoardPath();
             }
         }
         return "one that is not in the file's list";
@@ -298,7 +322,7 @@ private:
         }
         for (std::size_t i = 0; i < report_.items.size(); ++i) {
             const auto found = variables.find(contents_.items[i].path);
-            if (report_.items[i].fate == Fate::Ignored && !report_.items[i].boardPath.empty() &&
+            if (report_.items[i].fate == Fate::Ignored && !report_.items[i].BoardPath().empty() &&
                 found != variables.end()) {
                 ExplainIgnored(report_.items[i], contents_.items[i].path, found->second->Path());
             }
@@ -327,7 +351,7 @@ private:
     void ExplainIgnored(ItemReport& item, const std::string& storedPath, const std::string& variable) const {
         if (session_.Channel() != 0 && storedPath != variable) {
             item.reason =
-                "stored under a placeholder, looked up as " + item.boardPath + ", while the layout has " + variable;
+                "stored under a placeholder, looked up as " + item.BoardPath() + ", while the layout has " + variable;
         } else if (format_->format == Format::Secure && session_.Channel() == 0) {
             item.reason = "this is where the secure format stores " + variable +
                           ", which follows a nested object; no board finds it there";

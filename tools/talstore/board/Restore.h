@@ -54,9 +54,14 @@ enum class Fate {
 
 struct ItemReport {
     Fate fate = Fate::Ignored;
-    std::string boardPath;  ///< Where the board looks it up; empty when it does not.
+    std::string unregisteredPath;  ///< Where the board looks it up and finds nothing.
     const host::Variable* variable = nullptr;
     std::string reason;
+
+    /// Where the board looks it up; empty when it does not.
+    [[nodiscard]] const std::string& BoardPath() const {
+        return variable == nullptr ? unregisteredPath : variable->Path();
+    }
 };
 
 struct RestoreReport {

@@ -46,20 +46,24 @@ struct Entry {
 /// One of the two files, with everything that its entries refer to.
 class Side {
 public:
-    Side(const std::string& name, const std::string& format, const CommonOptions& options, PathFilter& filter)
-        : layout_(LoadLayout(options.layout)),
-          file_(LoadStorageFile(name, ParseFormat(format.empty() ? options.format : format), layout_ != nullptr)),
-          contents_(Inspect(file_, layout_.get())) {
-        if (layout_ != nullptr) {
+    /// @param layout  Null for none; both sides may have the same one after each other.
+    Side(const std::string& name, const std::string& format, const CommonOptions& options, host::Database* layout,
+         PathFilter& filter)
+        : file_(LoadStorageFile(name, ParseFormat(format.empty() ? options.format : format), layout != nullptr)),
+          contents_(Inspect(file_, layout)) {
+        // Only a channel makes a board look a document's variables up in another place.
+        if (layout != nullptr && (!IsXml() || options.channel != 0)) {
             const ProviderSession session(ProviderOf(file_.format), 0, options.channel, file_.name);
-            restored_ = Restore(session, file_, contents_, *layout_);
-            VisitVariables(*layout_, [&](const host::Variable& variable, bool isWritable) {
+            restored_ = Restore(session, file_, contents_, *layout);
+        }
+        if (layout != nullptr) {
+            VisitVariables(*layout, [&](const host::Variable& variable, bool isWritable) {
                 if (!isWritable) {
                     readOnly_.insert(variable.Path());
                 }
             });
         }
-        if (InfoOf(file_.format).hasTexts) {
+        if (IsXml()) {
             document_ = ReadDocumentValues(file_, contents_);
         }
         entries_.reserve(contents_.items.size());
@@ -96,11 +100,16 @@ private:
 
     /// Of two variables with the same path the last one counts.
     void Add(Entry entry) {
-        const auto [index, isNew] = indices_.emplace(entry.path, entries_.size());
-        if (isNew) {
+        const auto found = indices_.find(entry.path);
+        if (found == indices_.end()) {
+            // There is room for all of them, so the path stays where it is.
             entries_.push_back(std::move(entry));
+            indices_.emplace(entries_.back().path, entries_.size() - 1);
         } else {
-            entries_[index->second] = std::move(entry);
+            Entry& before = entries_[found->second];
+            before.type = entry.type;
+            before.bytes = entry.bytes;
+            before.texts = std::move(entry.texts);
         }
     }
 
@@ -111,14 +120,15 @@ private:
         contents_.handedOn = {};
         restored_ = {};
         document_.report = {};
-        layout_.reset();
     }
+
+    [[nodiscard]] bool IsRestored() const { return !restored_.items.empty(); }
 
     Entry EntryOf(std::size_t index) const {
         const StoredItem& item = contents_.items[index];
         Entry entry = {item.path, std::nullopt, std::nullopt, {}};
-        if (layout_ != nullptr && !restored_.items[index].boardPath.empty()) {
-            entry.path = restored_.items[index].boardPath;
+        if (IsRestored() && !restored_.items[index].BoardPath().empty()) {
+            entry.path = restored_.items[index].BoardPath();
         }
         if (IsXml()) {
             const host::Variable* const variable = document_.report.items[index].variable;
@@ -131,21 +141,20 @@ private:
             return entry;
         }
         entry.bytes = item.bytes;
-        const host::Variable* const variable = layout_ == nullptr ? nullptr : restored_.items[index].variable;
+        const host::Variable* const variable = IsRestored() ? restored_.items[index].variable : nullptr;
         if (variable != nullptr && variable->SizeInBytes() == item.bytes.size()) {
             entry.type = variable->Type();
         }
         return entry;
     }
 
-    std::unique_ptr<host::Database> layout_;
     StorageFile file_;
     StoredContents contents_;
     RestoreReport restored_;
     DocumentValues document_;
     std::unordered_set<std::string> readOnly_;
     std::vector<Entry> entries_;
-    std::unordered_map<std::string, std::size_t> indices_;
+    std::unordered_map<std::string_view, std::size_t> indices_;  ///< By the paths of the entries.
 };
 
 enum class Difference { OnlyInFirst, OnlyInSecond, Value, Size };
@@ -278,9 +287,10 @@ bool IsNeverStored(const DiffOptions& options, const Entry& entry, const Side& h
 }  // namespace
 
 int Diff(const DiffOptions& options, const Console& console) {
+    const auto layout = LoadLayout(options.common.layout);
     PathFilter filter(options.common.paths);
-    const Side first(options.first, options.firstFormat, options.common, filter);
-    const Side second(options.second, options.secondFormat, options.common, filter);
+    const Side first(options.first, options.firstFormat, options.common, layout.get(), filter);
+    const Side second(options.second, options.secondFormat, options.common, layout.get(), filter);
     const Comparison comparison = {first, second};
     Differences differences(options);
     for (const Entry& a : first.Entries()) {

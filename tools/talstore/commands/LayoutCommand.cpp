@@ -22,12 +22,11 @@ int Layout(const LayoutOptions& options, const Console& console) {
     DocumentValues values;
     if (options.withDefaults) {
         values = ReadDocumentValues(file, contents);
-        wishes.values = values.layout.get();
     }
     std::vector<Finding> findings;
     // The reader may cut a text inside a character, of which JSON can hold no part.
-    const std::string layout =
-        DeriveLayout(contents, wishes, findings).dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::ignore);
+    const std::string layout = DescribeLayout(*DeriveLayout(contents, wishes, findings), values.layout.get())
+                                   .dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::ignore);
     // Whatever is handed out can be used.
     static_cast<void>(host::LoadDatabaseFromText(layout));
     WriteWholeFile(options.output, layout + '\n', console.out);

@@ -66,7 +66,7 @@ void KeepOnly(PathFilter& filter, const StoredContents& contents, RestoreReport&
                            report.variables.end());
     for (std::size_t i = 0; i < report.items.size(); ++i) {
         ItemReport& item = report.items[i];
-        if (!filter.Takes(item.boardPath.empty() ? contents.items[i].path : item.boardPath)) {
+        if (!filter.Takes(item.BoardPath().empty() ? contents.items[i].path : item.BoardPath())) {
             item.fate = Fate::Taken;
         }
     }

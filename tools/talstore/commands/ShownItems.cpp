@@ -15,15 +15,17 @@ ShownItems::ShownItems(const StorageFile& file, const StoredContents& contents, 
     if (layout_ == nullptr && channel != 0) {
         layout_ = std::make_unique<host::Database>();
     }
-    if (layout_ != nullptr) {
+    // A document shows its own texts, and only a channel makes a board look its variables up in another place.
+    const bool isShownAsItIs = format_.hasTexts && !readsDocument && channel == 0;
+    if (layout_ != nullptr && !isShownAsItIs) {
         const ProviderSession session(ProviderOf(file.format), 0, channel, file.name);
         report_ = Restore(session, file, contents, *layout_);
     }
 }
 
 std::string ShownItems::PathOf(std::size_t index) const {
-    return layout_ == nullptr || report_.items[index].boardPath.empty() ? contents_.items[index].path
-                                                                        : report_.items[index].boardPath;
+    return report_.items.empty() || report_.items[index].BoardPath().empty() ? contents_.items[index].path
+                                                                             : report_.items[index].BoardPath();
 }
 
 const host::Variable* ShownItems::VariableOf(std::size_t index) const {
@@ -42,7 +44,7 @@ const host::Variable* ShownItems::Candidate(std::size_t index) const {
     if (document_.layout != nullptr) {
         return document_.report.items[index].variable;
     }
-    return layout_ == nullptr ? nullptr : report_.items[index].variable;
+    return report_.items.empty() ? nullptr : report_.items[index].variable;
 }
 
 }  // namespace tal::talstore

@@ -16,7 +16,7 @@ namespace tal::talstore {
 class ShownItems {
 public:
     /// @param layout         Null for none.
-    /// @param readsDocument  Whether the values of a document without a layout are needed, too.
+    /// @param readsDocument  Whether the values of a document are needed, too, with a layout or without.
     ShownItems(const StorageFile& file, const StoredContents& contents, std::uint32_t channel,
                std::unique_ptr<host::Database> layout, bool readsDocument);
 
