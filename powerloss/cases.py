@@ -118,7 +118,7 @@ FILE_SYSTEMS = {
         FileSystem("jffs2", 8, ("mtd", "jffs2"),
                    "insmod /late/flash.ko device=$1 size=$3 && mount -t jffs2 mtd0 $2",
                    blank=0xFF, late_modules=("flash",), release="rmmod flash",
-                   keeps=(*RECIPE, "*/in-place"), loses=("*/recipe-no-rename",)),
+                   keeps=(*RECIPE, "*/in-place"), loses=("*/recipe-same-name", "*/recipe-no-rename")),
     )
 }
 
