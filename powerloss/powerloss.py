@@ -79,6 +79,15 @@ def try_file_system(name, cells):
     return figures
 
 
+def last_figures(name):
+    """Of the last run, which must have been a whole one."""
+    file = RESULTS / f"{name}.json"
+    figures = json.loads(file.read_text()) if file.exists() else {}
+    if figures.keys() != {cell.name for cell in CELLS}:
+        raise machine.MachineError(f"nothing is recorded: the last run of {name} was no whole one: ./run powerloss {name}")
+    return figures
+
+
 def try_file_systems(names, cells):
     with concurrent.futures.ProcessPoolExecutor(max_workers=2) as workers:
         pending = {name: workers.submit(try_file_system, name, cells) for name in names}
@@ -132,7 +141,7 @@ def main():
     print(report.tables(found))
     problems = [*(f"{name}: {error}" for name, error in errors.items()), *report.problems(found)]
     if arguments.record and not errors:
-        report.record({name: json.loads((RESULTS / f"{name}.json").read_text()) for name in FILE_SYSTEMS})
+        report.record({name: last_figures(name) for name in FILE_SYSTEMS})
     for problem in problems:
         print(f"powerloss: {problem}", file=sys.stderr)
     sys.exit(1 if problems else 0)

@@ -56,9 +56,6 @@ def tables(found):
 
 
 def record(found):
-    for name, figures in found.items():
-        if figures.keys() != {cell.name for cell in CELLS}:
-            raise machine.MachineError(f"the last run of {name} was not a whole one")
     text, _, _ = DOCUMENT.read_text().partition(TABLE_START)
     DOCUMENT.write_text(text + TABLE_START + "\n" + tables(found))
 
