@@ -1,18 +1,6 @@
 /// @file
-/// Databases from JSON descriptions, and back.
-///
-///     {"regions": [{"name": "Config", "objects": [
-///       {"name": "Radio", "writable": true, "variables": [
-///         {"name": "Gain",   "type": "U32",       "default": 16},
-///         {"name": "Table",  "type": "U16_ARRAY", "count": 4, "default": [1, 2, 3, 4]},
-///         {"name": "Label",  "type": "STRING",    "count": 32, "default": "north"},
-///         {"name": "Tx",     "type": "OBJECT",       "object": {"name": "Tx", "variables": []}},
-///         {"name": "Lanes",  "type": "OBJECT_ARRAY", "objects": [{"name": "Lane0", "variables": []}]}]}]}]}
-///
-/// "writable" is true and "default" is zero, false or empty where it is absent; everything else is required and nothing
-/// else is allowed. "count" is the number of elements, of a STRING its capacity in bytes with the NUL. A BOOL is true
-/// or false, a CHAR the number of its character, a FLOAT or DOUBLE a number or one of "nan", "inf", "-inf". Siblings
-/// have different names. Objects are nested at most 64 deep, and a variable has at most 1048576 elements.
+/// Databases from JSON descriptions, and back. What a description holds stands in one place: in the manual page
+/// talstore-layout(5), tools/talstore/talstore-layout.5.
 #ifndef TAL_HOST_DATABASE_DESCRIPTION_H
 #define TAL_HOST_DATABASE_DESCRIPTION_H
 

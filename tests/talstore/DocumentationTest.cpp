@@ -1,8 +1,11 @@
 /// Man page, docs/talstore.md, help and completion tell the same; the page shows what is printed.
 
 #include <set>
+#include <sstream>
 
+#include "DatabaseDescription.h"
 #include "Support.h"
+#include "TypeTable.h"
 #include "commands/CommandTable.h"
 #include "support/Documentation.h"
 
@@ -197,10 +200,10 @@ std::string ScriptOf(const std::string& session) {
     return script;
 }
 
-TEST(TalstorePage, ShowsWhatItsCommandsPrint) {
+/// Runs what the page shows with the descriptions of docs/talstore.md.
+void ExpectThatThePagePrints(const Page& page) {
     const TemporaryDirectory directory;
-    const Page page("docs/talstore.md");
-    const std::vector<std::string> descriptions = page.BlocksIn("json");
+    const std::vector<std::string> descriptions = Page("docs/talstore.md").BlocksIn("json");
     ASSERT_EQ(descriptions.size(), 2U);
     WriteFile("old.json", descriptions[0]);
     WriteFile("new.json", descriptions[1]);
@@ -211,6 +214,50 @@ TEST(TalstorePage, ShowsWhatItsCommandsPrint) {
     WriteFile("script", ScriptOf(session));
     ASSERT_EQ(std::system("bash script > printed 2>&1"), 0);
     EXPECT_EQ(ReadFile("printed"), session);
+}
+
+TEST(TalstorePage, ShowsWhatItsCommandsPrint) {
+    ExpectThatThePagePrints(Page("docs/talstore.md"));
+}
+
+TEST(JobsPage, ShowsWhatItsCommandsPrint) {
+    ExpectThatThePagePrints(Page("docs/jobs.md"));
+}
+
+TEST(JobsPage, HasTwentyJobsEachWithItsCommands) {
+    const Page page("docs/jobs.md");
+    const std::vector<std::string> numbers = FirstGroups(page.Text(), "\n## ([0-9]+)\\. ");
+    ASSERT_EQ(numbers.size(), 20U);
+    EXPECT_EQ(numbers.back(), "20");
+    EXPECT_EQ(page.BlocksIn("console").size(), 20U);
+}
+
+// ---- The description of a database
+
+TEST(LayoutPage, ShowsADescriptionThatIsUnderstood) {
+    const std::string page = ReadFile(TALSTORE_SOURCES "/talstore-layout.5");
+    const std::size_t start = page.find(".EX\n") + 4;
+    const auto database = host::LoadDatabaseFromText(page.substr(start, page.find(".EE") - start));
+    EXPECT_EQ(database->At("Config/Radio/Gain").Get<std::uint32_t>(), 16U);
+    EXPECT_EQ(database->At("Config/Radio/Label").Text(), "north");
+}
+
+TEST(LayoutPage, NamesEveryTypeAndNoOther) {
+    std::set<std::string> expected;
+    for (VariableType code = 0; const host::TypeInfo* const type = host::FindType(code); ++code) {
+        expected.insert(type->name);
+    }
+    std::set<std::string> found;
+    std::istringstream lines(SectionOf(ReadFile(TALSTORE_SOURCES "/talstore-layout.5"), "TYPES"));
+    for (std::string line; std::getline(lines, line);) {
+        if (line.substr(0, 3) == ".B " || line.substr(0, 4) == ".BR ") {
+            for (const std::string& type : FirstGroups(line.substr(3), "([A-Z][A-Z0-9_]+)")) {
+                found.insert(type);
+            }
+        }
+    }
+    found.erase("count");
+    EXPECT_EQ(found, expected);
 }
 
 }  // namespace

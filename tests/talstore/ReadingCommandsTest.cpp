@@ -54,6 +54,16 @@ TEST_F(Show, ListsASecureFileTypedWithALayout) {
     EXPECT_THAT(Lines(ended.out).at(4), "R/O/text    STRING[16]    16    \"north\"");
 }
 
+TEST_F(Show, ListsADocumentTypedWithALayout) {
+    StoreFile("unit.xml", {"R/O/u32=4294967295"});
+    WriteFile("unit.xml", ReadFile("unit.xml") + "<!-- unchanged -->");
+    EXPECT_THAT(Lines(Talstore({"show", "unit.xml", "--layout", "layout.json"}).out),
+                ElementsAre("PATH        TYPE          SIZE  VALUE", "R/O/u8      U8            1     5",
+                            "R/O/u32     U32           4     4294967295", "R/O/flag    BOOL          4     true",
+                            "R/O/text    STRING[16]    16    \"north\"", "R/O/list    U16_ARRAY[3]  6     [1, 2, 3]",
+                            "R/O/real    DOUBLE        8     1.5", "R/O/N/deep  S32           4     -4"));
+}
+
 TEST_F(Show, ListsARawFileWithALayout) {
     StoreFile("unit.bin");
     const Ended ended = Talstore({"show", "unit.bin", "--layout", "layout.json"});
@@ -298,6 +308,46 @@ TEST_F(Check, FindsElementsThatAnotherArrayTakes) {
                  Variable("list", "U16_ARRAY", "7") + "</object></region>"));
     const Ended ended = Talstore({"check", "unit.xml", "--layout", "layout.json"});
     EXPECT_THAT(ended.out, HasSubstr("takes those of R/O/gone, which the layout does not have"));
+}
+
+/// The messages about a raw image with that in its variable of the type.
+std::vector<std::string> UnlikelyValues(const std::string& type, const std::string& bytes) {
+    WriteFile("raw.json", R"({"regions": [{"name": "R", "objects": [{"name": "O", "variables": [{"name": "v", )" +
+                              type + "}]}]}]}");
+    WriteFile("unit.bin", bytes);
+    const Json json = Talstore({"check", "unit.bin", "--layout", "raw.json", "--json"}).Json();
+    std::vector<std::string> messages;
+    for (const Json& finding : json["findings"]) {
+        if (finding["code"] == "binary.unlikely") {
+            messages.push_back(finding["message"]);
+        }
+    }
+    return messages;
+}
+
+TEST_F(Check, NamesTheValuesOfARawImageThatAreUnlikelyForTheirType) {
+    const std::string cause = ": the file may have been written with another layout";
+    EXPECT_THAT(UnlikelyValues(R"("type": "BOOL")", LittleEndian(2)), ElementsAre("2 is unlikely for a BOOL" + cause));
+    EXPECT_THAT(UnlikelyValues(R"("type": "BOOL_ARRAY", "count": 2)", LittleEndian(1) + LittleEndian(77)),
+                ElementsAre("77 is unlikely for a BOOL_ARRAY" + cause));
+    EXPECT_THAT(UnlikelyValues(R"("type": "FLOAT")", LittleEndian(0x7F800000)),
+                ElementsAre("inf is unlikely for a FLOAT" + cause));
+    EXPECT_THAT(UnlikelyValues(R"("type": "FLOAT")", LittleEndian(1)),
+                ElementsAre("1e-45 is unlikely for a FLOAT" + cause));
+    EXPECT_THAT(UnlikelyValues(R"("type": "DOUBLE_ARRAY", "count": 1)", std::string(7, '\0') + "\x70"),
+                ElementsAre(HasSubstr(" is unlikely for a DOUBLE_ARRAY" + cause)));
+    EXPECT_THAT(UnlikelyValues(R"("type": "STRING", "count": 4)", "abcd"),
+                ElementsAre("a text without an end is unlikely for a STRING" + cause));
+    EXPECT_THAT(UnlikelyValues(R"("type": "STRING", "count": 4)", std::string("a\x01\0x", 4)),
+                ElementsAre("\"a\\x01\" is unlikely for a STRING" + cause));
+}
+
+TEST_F(Check, TakesAnOrdinaryValueOfARawImageForLikely) {
+    EXPECT_THAT(UnlikelyValues(R"("type": "BOOL")", LittleEndian(1)), IsEmpty());
+    EXPECT_THAT(UnlikelyValues(R"("type": "FLOAT")", LittleEndian(0)), IsEmpty());
+    EXPECT_THAT(UnlikelyValues(R"("type": "FLOAT")", LittleEndian(0x3FC00000)), IsEmpty());
+    EXPECT_THAT(UnlikelyValues(R"("type": "STRING", "count": 4)", std::string("ab\0x", 4)), IsEmpty());
+    EXPECT_THAT(UnlikelyValues(R"("type": "U32")", "\xFF\xFF\xFF\xFF"), IsEmpty());
 }
 
 TEST_F(Check, SaysWhereAChannelsPlaceholderIsLookedUp) {

@@ -19,7 +19,7 @@ using tools::Printable;
 
 namespace {
 
-constexpr std::size_t kWidth = 80;
+constexpr std::size_t kExplanationWidth = 80;
 constexpr std::size_t kLabelColumn = 8;
 
 /// The texts to explain: what the command line says, or each line of standard input.
@@ -53,7 +53,7 @@ std::vector<const ResultCode*> CodesIn(const std::vector<std::string>& texts) {
 
 void PrintPart(const Console& console, const char* label, const char* text) {
     std::string start = label;
-    for (const std::string& line : Wrapped(text, kWidth - kLabelColumn)) {
+    for (const std::string& line : Wrapped(text, kExplanationWidth - kLabelColumn)) {
         console.out << start << std::string(kLabelColumn - start.size(), ' ') << line << '\n';
         start.clear();
     }

@@ -9,7 +9,7 @@ namespace tal::talstore {
 
 namespace {
 
-constexpr std::size_t kWidth = 80;
+constexpr std::size_t kHelpWidth = 80;
 constexpr std::size_t kHelpColumn = 26;
 
 constexpr char kAbout[] =
@@ -22,7 +22,7 @@ constexpr char kExitStatuses[] =
 
 void PrintParagraph(const Console& console, std::string_view text) {
     console.out << '\n';
-    for (const std::string& line : Wrapped(text, kWidth)) {
+    for (const std::string& line : Wrapped(text, kHelpWidth)) {
         console.out << line << '\n';
     }
 }
@@ -34,7 +34,7 @@ void PrintEntry(const Console& console, const std::string& name, const std::stri
         console.out << start << '\n';
         start.clear();
     }
-    for (const std::string& line : Wrapped(help, kWidth - kHelpColumn)) {
+    for (const std::string& line : Wrapped(help, kHelpWidth - kHelpColumn)) {
         console.out << start << std::string(kHelpColumn - start.size(), ' ') << line << '\n';
         start.clear();
     }

@@ -59,6 +59,10 @@ std::string XmlSizeText(const StoredItem& item) {
 
 std::vector<Cell> Row(const Shown& shown, const FormatInfo& format) {
     const StoredItem& item = shown.item;
+    if (format.hasTexts && shown.IsTyped()) {
+        return {Printable(shown.path), TypeText(*shown.variable), std::to_string(shown.variable->SizeInBytes()),
+                ValueCell(ValueText(*shown.variable))};
+    }
     if (format.hasTexts) {
         return {Printable(shown.path), XmlTypeText(item), XmlSizeText(item), ValueCell(TextsText(item))};
     }

@@ -13,7 +13,6 @@ using tools::CharacterCount;
 namespace {
 
 constexpr std::size_t kColumns = 4;
-constexpr std::size_t kGap = 2;
 
 using Widths = std::array<std::size_t, kColumns>;
 
@@ -23,7 +22,7 @@ Widths WidthsOf(const ShownDifference& difference) {
 }
 
 std::size_t TotalOf(const Widths& widths) {
-    return std::accumulate(widths.begin(), widths.end(), (kColumns - 1) * kGap);
+    return std::accumulate(widths.begin(), widths.end(), (kColumns - 1) * kColumnGap);
 }
 
 /// The text from a little before its `place` on, so that what differs can be seen.

@@ -12,7 +12,6 @@ using tools::FirstCharacters;
 
 namespace {
 
-constexpr std::size_t kGap = 2;
 constexpr char kEllipsis[] = "\u2026";
 /// On a terminal: what is left at least of a value, and where the lines below a row begin.
 constexpr std::size_t kLeastOfValue = 20;
@@ -35,9 +34,9 @@ const char* SequenceOf(Colour colour) {
     }
 }
 
-using Row = std::vector<Cell>;
+using TableRow = std::vector<Cell>;
 
-void Widen(std::vector<std::size_t>& widths, const Row& row) {
+void Widen(std::vector<std::size_t>& widths, const TableRow& row) {
     widths.resize(std::max(widths.size(), row.size()));
     for (std::size_t column = 0; column < row.size(); ++column) {
         widths[column] = std::max(widths[column], CharacterCount(row[column].text));
@@ -48,17 +47,17 @@ void Widen(std::vector<std::size_t>& widths, const Row& row) {
 std::size_t WidthBeforeLast(const std::vector<std::size_t>& widths) {
     std::size_t taken = 0;
     for (std::size_t column = 0; column + 1 < widths.size(); ++column) {
-        taken += widths[column] + kGap;
+        taken += widths[column] + kColumnGap;
     }
     return taken;
 }
 
 /// Values between other columns give way to these.
 /// @return whether there are such values.
-bool NarrowValues(std::vector<std::size_t>& widths, const std::vector<Row>& rows, std::size_t width) {
+bool NarrowValues(std::vector<std::size_t>& widths, const std::vector<TableRow>& rows, std::size_t width) {
     bool hasValues = false;
     for (std::size_t column = 0; column + 1 < widths.size(); ++column) {
-        const bool isValue = std::any_of(rows.begin(), rows.end(), [&](const Row& row) {
+        const bool isValue = std::any_of(rows.begin(), rows.end(), [&](const TableRow& row) {
             return column + 1 < row.size() && row[column].fit == Fit::Value;
         });
         const std::size_t taken = WidthBeforeLast(widths);
@@ -93,7 +92,7 @@ void PrintLast(const Console& console, const Cell& cell, std::size_t start, cons
 }
 
 /// @param isStacked  Whether the first cell has a line of its own above the others.
-void PrintRow(const Console& console, const std::vector<std::size_t>& widths, const Row& row, bool isStacked) {
+void PrintRow(const Console& console, const std::vector<std::size_t>& widths, const TableRow& row, bool isStacked) {
     const auto end = std::find_if(row.rbegin(), row.rend(), [](const Cell& cell) { return !cell.text.empty(); });
     const auto columns = static_cast<std::size_t>(row.rend() - end);
     std::size_t start = 0;
@@ -108,8 +107,8 @@ void PrintRow(const Console& console, const std::vector<std::size_t>& widths, co
             padding = '\n' + std::string(kIndentation, ' ');
             start = kIndentation;
         } else {
-            padding += std::string(widths[column] - CharacterCount(text) + kGap, ' ');
-            start += widths[column] + kGap;
+            padding += std::string(widths[column] - CharacterCount(text) + kColumnGap, ' ');
+            start += widths[column] + kColumnGap;
         }
     }
     if (columns != 0) {
@@ -129,13 +128,13 @@ std::string Coloured(const Console& console, const std::string& text, Colour col
 }
 
 void Table::Print(const Console& console) const {
-    Row heading;
+    TableRow heading;
     for (const std::string& text : headings_) {
         heading.emplace_back(text, Colour::Bold, Fit::Message);
     }
     std::vector<std::size_t> widths;
     Widen(widths, heading);
-    for (const Row& row : rows_) {
+    for (const TableRow& row : rows_) {
         Widen(widths, row);
     }
     const bool hasValues = console.width != 0 && NarrowValues(widths, rows_, console.width);
@@ -143,7 +142,7 @@ void Table::Print(const Console& console) const {
     if (!heading.empty()) {
         PrintRow(console, widths, heading, isStacked);
     }
-    for (const Row& row : rows_) {
+    for (const TableRow& row : rows_) {
         PrintRow(console, widths, row, isStacked);
     }
 }

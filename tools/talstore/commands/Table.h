@@ -12,6 +12,9 @@ namespace tal::talstore {
 
 enum class Colour { None, Red, Yellow, Green, Grey, Bold };
 
+/// Blanks between two columns.
+constexpr std::size_t kColumnGap = 2;
+
 /// What becomes of a text that is wider than the terminal has room for.
 enum class Fit {
     Whole,   ///< It stays as it is.

@@ -1,6 +1,10 @@
 #include "formats/InspectBinary.h"
 
-#include <cstring>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <iterator>
+#include <type_traits>
 
 #include "TypeTable.h"
 #include "common/Text.h"
@@ -11,26 +15,61 @@ using tools::Count;
 
 namespace {
 
-bool HoldsOddBool(std::string_view words) {
-    for (std::size_t offset = 0; offset + sizeof(std::uint32_t) <= words.size(); offset += sizeof(std::uint32_t)) {
-        std::uint32_t word = 0;
-        std::memcpy(&word, words.data() + offset, sizeof word);
-        if (word > 1) {
-            return true;
-        }
+constexpr char kCause[] = ": the file may have been written with another layout";
+
+/// @return what hardly any board stores; empty for a likely element.
+std::string UnlikelyWord(std::uint32_t word) {
+    return word > 1 ? std::to_string(word) : "";
+}
+
+/// Calibrations and measurements lie far inside of these.
+template <class Real>
+std::string UnlikelyReal(Real value) {
+    constexpr Real kLargest = static_cast<Real>(1e30);
+    constexpr Real kSmallest = static_cast<Real>(1e-30);
+    const bool isLikely = value == 0 || (std::abs(value) >= kSmallest && std::abs(value) <= kLargest);
+    if (isLikely) {
+        return {};
     }
-    return false;
+    char text[40];
+    return {text, std::to_chars(text, std::end(text), value).ptr};
+}
+
+template <class Element>
+std::string UnlikelyElement(const char* bytes) {
+    if constexpr (std::is_same_v<Element, bool>) {
+        return UnlikelyWord(host::ReadElement<std::uint32_t>(bytes));
+    } else if constexpr (std::is_floating_point_v<Element>) {
+        return UnlikelyReal(host::ReadElement<Element>(bytes));
+    } else {
+        // Any number is as likely as any other.
+        return {};
+    }
+}
+
+std::string UnlikelyText(std::string_view bytes) {
+    const std::size_t end = bytes.find('\0');
+    if (end == std::string_view::npos) {
+        return bytes.empty() ? "" : "a text without an end";
+    }
+    const std::string_view text = bytes.substr(0, end);
+    return tools::Printable(text) == text ? "" : tools::Quoted(text);
 }
 
 /// A raw file has nothing that tells whether it fits the layout, but some values are hardly ever stored.
-const char* FindUnlikely(VariableType type, std::string_view bytes) {
-    if ((type == VARIABLE_TYPE_BOOL || type == VARIABLE_TYPE_BOOL_ARRAY) && HoldsOddBool(bytes)) {
-        return "a BOOL is neither 0 nor 1: the file may have been written with another layout";
+/// @return a finding's message; empty when nothing is unlikely.
+std::string FindUnlikely(const host::TypeInfo* type, std::string_view bytes) {
+    if (type == nullptr) {
+        return {};
     }
-    if (type == VARIABLE_TYPE_STRING && !bytes.empty() && bytes.find('\0') == std::string_view::npos) {
-        return "the text has no end: the file may have been written with another layout";
+    std::string value = type->kind == host::TypeKind::String ? UnlikelyText(bytes) : "";
+    const bool hasElements = type->kind == host::TypeKind::Bool || type->kind == host::TypeKind::Real;
+    for (std::size_t offset = 0; hasElements && value.empty() && offset + type->elementSize <= bytes.size();
+         offset += type->elementSize) {
+        value = host::VisitElementType(
+            *type, [&](auto zero) { return UnlikelyElement<decltype(zero)>(bytes.data() + offset); });
     }
-    return nullptr;
+    return value.empty() ? "" : value + " is unlikely for a " + type->name + kCause;
 }
 
 }  // namespace
@@ -56,8 +95,9 @@ StoredContents InspectBinary(std::string_view bytes, host::Database& layout) {
             contents.findings.push_back({Severity::Error, "binary.cut", item.place, path,
                                          "the file ends inside the variable: " + std::to_string(item.bytes.size()) +
                                              " of " + Count(variable.SizeInBytes(), "byte")});
-        } else if (const char* const unlikely = FindUnlikely(variable.Type(), item.bytes)) {
-            contents.findings.push_back({Severity::Warning, "binary.unlikely", item.place, path, unlikely});
+        } else if (std::string unlikely = FindUnlikely(host::FindType(variable.Type()), item.bytes);
+                   !unlikely.empty()) {
+            contents.findings.push_back({Severity::Warning, "binary.unlikely", item.place, path, std::move(unlikely)});
         }
         contents.handedOn.push_back(contents.items.size());
         contents.items.push_back(std::move(item));
