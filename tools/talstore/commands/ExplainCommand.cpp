@@ -14,7 +14,6 @@
 
 namespace tal::talstore {
 
-using tools::HexNumber;
 using tools::Printable;
 
 namespace {
@@ -72,7 +71,7 @@ Json CodesJson(const std::vector<const ResultCode*>& codes) {
     for (const ResultCode* const code : codes) {
         json.push_back({{"name", code->name},
                         {"value", code->value},
-                        {"failure", QBF_IsFailure(code->value) != 0},
+                        {"failure", QBF_IsFailure(code->value)},
                         {"from", code->from},
                         {"cause", code->cause},
                         {"lost", code->lost},

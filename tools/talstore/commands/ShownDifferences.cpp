@@ -66,7 +66,8 @@ void PrintInThreeLines(const Console& console, const ShownDifference& difference
 /// As many as fit side by side: from the narrowest on, as long as their columns leave room.
 std::vector<bool> ShownDifferences::ChooseAligned(std::size_t width) const {
     if (width == 0) {
-        return std::vector<bool>(differences_.size(), true);
+        std::vector<bool> all(differences_.size(), true);
+        return all;
     }
     std::vector<std::size_t> order(differences_.size());
     std::iota(order.begin(), order.end(), std::size_t{0});
