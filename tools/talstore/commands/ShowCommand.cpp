@@ -96,7 +96,8 @@ int ShowFile(const std::string& name, const ShowOptions& options, const Console&
     auto layout = LoadLayout(options.common.layout);
     const StorageFile file = LoadStorageFile(name, ParseFormat(options.common.format), layout != nullptr);
     const StoredContents contents = Inspect(file, layout.get());
-    const ShownItems items(file, contents, options.common.channel, std::move(layout), options.common.asJson);
+    const bool showsValues = options.common.asJson || layout != nullptr;
+    const ShownItems items(file, contents, options.common.channel, std::move(layout), showsValues);
     PathFilter filter(options.common.paths);
     const FormatInfo& format = InfoOf(file.format);
 
