@@ -10,7 +10,6 @@ namespace {
 
 using talstore::ResultCode;
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 using Json = nlohmann::json;
 
