@@ -130,8 +130,8 @@ TEST_F(Set, EveryTypeInEveryFormatComesBack) {
     std::vector<std::string> settings;
     std::string printed;
     for (const auto& [path, value] : values) {
-        settings.push_back(path + '=' + value);
-        printed += value + '\n';
+        settings.push_back(std::string(path).append(1, '=').append(value));
+        printed.append(value).append(1, '\n');
     }
     for (const std::string name : {"unit.xml", "unit.sbin", "unit.bin"}) {
         StoreFile(name);

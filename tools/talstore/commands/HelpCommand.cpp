@@ -43,9 +43,12 @@ void PrintEntry(const Console& console, const std::string& name, const std::stri
 void PrintOptions(const Console& console, const CommandInfo& command) {
     console.out << "\nOptions:\n";
     for (const OptionInfo& option : command.options) {
-        const std::string argument = option.argument == nullptr ? "" : std::string(" ") + option.argument;
-        const std::string shortName = option.shortName == nullptr ? "" : std::string(option.shortName) + ", ";
-        PrintEntry(console, shortName + option.name + argument, option.help + (option.isRequired ? " (required)" : ""));
+        std::string names = option.shortName == nullptr ? "" : std::string(option.shortName) + ", ";
+        names += option.name;
+        if (option.argument != nullptr) {
+            names += std::string(" ") + option.argument;
+        }
+        PrintEntry(console, names, option.help + (option.isRequired ? " (required)" : ""));
     }
     PrintEntry(console, "-h, --help", "Print this help");
 }
