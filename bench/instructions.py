@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Counts the instructions that the library takes per variable and compares them with the recorded bounds.
+"""Counts the instructions that the library and talstore take per variable and compares them with the recorded bounds.
 
-Callgrind counts what one job executes, in the library and in whatever it calls, the kernel left out. The count depends
-on the compiler and on the C and C++ libraries, but neither on the machine nor on what else it does.
+Callgrind counts what one job executes, in the library or the tool and in whatever it calls, the kernel left out. The
+count depends on the compiler and on the C and C++ libraries, but neither on the machine nor on what else it does.
 """
 
 import argparse
@@ -27,22 +27,32 @@ LIMITS = {
     "secure store": STRAIGHT_CODE,
     "secure retrieve": STRAIGHT_CODE,
 }
+TOOL_SIZE = 1000
+TOOL_FILES = {"XML": "storage.xml", "secure": "storage.sbin", "raw": "storage.bin"}
+TOOL_COMMANDS = ("show FILE", "check FILE", "diff FILE FILE")
 TABLE_START = "<!-- counted: ./run instructions --record -->\n"
 
 
+def count_instructions(command, function, directory=None):
+    """What the program executes between entering and leaving the function, and what it says on its standard output."""
+    with tempfile.NamedTemporaryFile("r") as profile:
+        said = subprocess.check_output(
+            ["valgrind", "--quiet", "--tool=callgrind", f"--callgrind-out-file={profile.name}",
+             f"--toggle-collect={function}", *command], cwd=directory, text=True)
+        total = re.search(r"^totals: (\d+)", profile.read(), re.MULTILINE)
+    if not total or not int(total[1]):
+        sys.exit(f"instructions.py: nothing was counted of {' '.join(map(str, command))}")
+    return int(total[1]), said
+
+
+def variables_told(said):
+    """The databases are made of whole objects, so they have a few variables more than what was asked for."""
+    return int(said.split()[0])
+
+
 def instructions_per_variable(workload, job, contender, size):
-    with tempfile.TemporaryDirectory() as directory:
-        profile = pathlib.Path(directory, "profile")
-        said = subprocess.run(
-            ["valgrind", "--quiet", "--tool=callgrind", f"--callgrind-out-file={profile}",
-             "--toggle-collect=tal::bench::RunJob*", str(workload), job, contender, str(size)],
-            check=True, stdout=subprocess.PIPE, text=True).stdout
-        total = re.search(r"^totals: (\d+)", profile.read_text(), re.MULTILINE)
-    variables = int(said.split()[0])
-    count = round(int(total[1]) / variables) if total else 0
-    if not count:
-        sys.exit(f"instructions.py: nothing was counted of {job}, {contender}")
-    return count
+    total, said = count_instructions([workload, job, contender, str(size)], "tal::bench::RunJob*")
+    return round(total / variables_told(said))
 
 
 def count_job(workload, job, limit):
@@ -53,7 +63,7 @@ def count_job(workload, job, limit):
     }
 
 
-def count(workload, cheap_workload):
+def count_library(workload, cheap_workload):
     """{job: contenders}, with the reference host, and beside straight code with one that costs next to nothing."""
     counts = {job: count_job(workload, job, limit) for job, limit in LIMITS.items()}
     for job, limit in LIMITS.items():
@@ -62,27 +72,57 @@ def count(workload, cheap_workload):
     return counts
 
 
-def table(counts):
-    headings = [f"at {size} variables" for size in SIZES] + [f"the limit at {SIZES[-1]}", "ratio"]
-    width = max(map(len, counts))
-    lines = [f"| {'job':{width}} | {' | '.join(headings)} |", "|" + "-" * (width + 2) + "|"]
-    lines[1] += "".join("-" * (len(heading) + 1) + ":|" for heading in headings)
+def count_tool(talstore, large_files):
+    """{command: {format: instructions per variable}} of whole runs, each with the description."""
+    with tempfile.TemporaryDirectory() as directory:
+        variables = variables_told(subprocess.check_output([large_files, str(TOOL_SIZE), directory], text=True))
+
+        def count_run(command, file):
+            words = command.replace("FILE", file).split()
+            total, _ = count_instructions([talstore, *words, "--layout", "layout.json"], "main", directory)
+            return round(total / variables)
+
+        return {command: {kind: count_run(command, file) for kind, file in TOOL_FILES.items()}
+                for command in TOOL_COMMANDS}
+
+
+def table(rows):
+    """Markdown; the first row holds the headings, the first column the names, and everything else is numbers."""
+    widths = [max(map(len, column)) for column in zip(*rows)]
+    lines = [" | ".join([row[0].ljust(widths[0]), *map(str.rjust, row[1:], widths[1:])]) for row in rows]
+    rule = "|".join(["-" * (widths[0] + 2), *("-" * (width + 1) + ":" for width in widths[1:])])
+    return "".join([f"| {lines[0]} |\n|{rule}|\n", *(f"| {line} |\n" for line in lines[1:])])
+
+
+def library_table(counts):
+    rows = [["job", *(f"at {size} variables" for size in SIZES), f"the limit at {SIZES[-1]}", "ratio"]]
     for job, contenders in counts.items():
         library, limit = contenders["library"], contenders["limit"][SIZES[-1]]
-        cells = [str(library[size]) for size in SIZES] + [str(limit), f"{library[SIZES[-1]] / limit:.2f}"]
-        lines.append(f"| {job:{width}} | {' | '.join(f'{c:>{len(h)}}' for c, h in zip(cells, headings))} |")
-    return "\n".join(lines) + "\n"
+        rows.append([job, *(str(library[size]) for size in SIZES), str(limit), f"{library[SIZES[-1]] / limit:.2f}"])
+    return table(rows)
 
 
-def bounded(counts):
-    return {f"{job}, {size} variables": value for job, contenders in counts.items()
-            for size, value in contenders["library"].items()}
+def tool_table(counts):
+    headings = [f"the tool, at {TOOL_SIZE} variables", *TOOL_FILES]
+    return table([headings, *([command, *map(str, kinds.values())] for command, kinds in counts.items())])
 
 
-def record(counts):
-    BOUNDS.write_text(json.dumps(bounded(counts), indent=2) + "\n")
+def tables(library, tool):
+    return library_table(library) + "\n" + tool_table(tool)
+
+
+def bounded(library, tool):
+    of_library = {f"{job}, {size} variables": value for job, contenders in library.items()
+                  for size, value in contenders["library"].items()}
+    of_tool = {f"talstore {command}, {kind}, {TOOL_SIZE} variables": value for command, kinds in tool.items()
+               for kind, value in kinds.items()}
+    return of_library | of_tool
+
+
+def record(library, tool):
+    BOUNDS.write_text(json.dumps(bounded(library, tool), indent=2) + "\n")
     text, _, _ = DOCUMENT.read_text().partition(TABLE_START)
-    DOCUMENT.write_text(text + TABLE_START + "\n" + table(counts))
+    DOCUMENT.write_text(text + TABLE_START + "\n" + tables(library, tool))
 
 
 def deviations(figures):
@@ -98,16 +138,17 @@ def deviations(figures):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("workload", type=pathlib.Path, help="the program tal_workload, built optimised")
-    parser.add_argument("cheap_workload", type=pathlib.Path, help="the same with the cheap host")
+    parser.add_argument("build", type=pathlib.Path, help="the build tree, optimised")
     parser.add_argument("--record", action="store_true", help="make what is counted the recorded bounds")
     arguments = parser.parse_args()
 
-    counts = count(arguments.workload, arguments.cheap_workload)
-    print(table(counts), end="")
+    programs = arguments.build.resolve()
+    library = count_library(programs / "bench/tal_workload", programs / "bench/tal_cheap_workload")
+    tool = count_tool(programs / "tools/talstore/talstore", programs / "bench/tal_large_files")
+    print(tables(library, tool), end="")
     if arguments.record:
-        record(counts)
-    problems = list(deviations(bounded(counts)))
+        record(library, tool)
+    problems = list(deviations(bounded(library, tool)))
     for problem in problems:
         print(f"instructions.py: {problem}", file=sys.stderr)
     if problems:
