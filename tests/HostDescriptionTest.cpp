@@ -367,6 +367,10 @@ TEST(HostDescriptionOfAProgram, HasTheValuesOfTheProgram) {
     EXPECT_EQ(LoadDatabase(WithDefault("BOOL", true))->At("R/O/a").Get<bool>(), true);
 }
 
+TEST(HostDescriptionOfAProgram, MayHaveANegativeIntegerForAReal) {
+    EXPECT_EQ(LoadDatabase(WithDefault("DOUBLE", -3))->At("R/O/a").Get<double>(), -3.0);
+}
+
 TEST(HostDescriptionOfAProgram, MayKeepItsKeysInTheOrderOfTheProgram) {
     const nlohmann::ordered_json description = WithDefault("U16", 300);
 
@@ -381,6 +385,10 @@ TEST(HostDescriptionOfAProgram, IsHeldToTheRangeOfItsTypes) {
 TEST(HostDescriptionOfAProgram, IsRefusedWhereItHoldsWhatNoTextCan) {
     EXPECT_EQ(RefusalOfValue(WithDefault("U8", json::binary({1}))),
               "regions[0].objects[0].variables[0].default: must be an integer, found null");
+}
+
+TEST(HostDescriptionOfAProgram, MayHaveSixtyFourObjectsInOneAnother) {
+    EXPECT_EQ(RefusalOfValue(json::parse(NestedObjects(64))), "accepted");
 }
 
 TEST(HostDescriptionOfAProgram, IsRefusedHoweverDeepItIsNested) {

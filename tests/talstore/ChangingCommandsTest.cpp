@@ -166,6 +166,15 @@ TEST_F(Set, RefusesTextsThatADocumentCannotHold) {
                 StartsWith("refused  R/O/text  \"a\\nb\" would come back as \"b\"\n"));
 }
 
+TEST_F(Set, RefusesATextThatADocumentWouldHoldAsAnotherVariable) {
+    WriteFile("layout.json", R"({"regions": [{"name": "R", "objects": [{"name": "O", "variables": [
+        {"name": "text", "type": "STRING", "count": 128, "default": "north"}]}]}]})");
+    StoreFile("unit.xml");
+    const std::string text = "a</value></variable><variable name='w'><type>U8</type><value>1";
+    EXPECT_THAT(Refused("unit.xml", {"R/O/text=" + text}).out,
+                StartsWith("refused  R/O/text  \"" + text + "\": a document cannot hold '<' or '&'\n"));
+}
+
 TEST_F(Set, RefusesAnArrayOfAnotherSizeInTheDocument) {
     WriteFile(
         "unit.xml",
@@ -280,6 +289,7 @@ TEST_F(Get, TakesAnObjectForAllThatIsInIt) {
     StoreFile("unit.sbin");
     EXPECT_EQ(Talstore({"get", "unit.sbin", "R/O/N", "--layout", "layout.json"}).out, "-4\n");
     EXPECT_EQ(Talstore({"get", "unit.sbin", "R/O/N/", "--layout", "layout.json"}).out, "-4\n");
+    EXPECT_EQ(Talstore({"get", "unit.sbin", "*/N", "--layout", "layout.json"}).out, "-4\n");
     EXPECT_EQ(Talstore({"get", "unit.sbin", "*/u*", "--layout", "layout.json"}).out, "5\n7\n");
 }
 
@@ -303,6 +313,22 @@ TEST_F(Get, TakesANameForItselfBeforeItTakesItForAGlob) {
     EXPECT_EQ(
         Talstore({"get", "unit.sbin", "R/O/v[1]", "--json"}).Json()["values"],
         Json::parse(R"([{"path": "R/O/v[1]", "value": {"hex": "78"}}, {"path": "R/O/v1", "value": {"hex": "79"}}])"));
+}
+
+TEST_F(Get, NeverSendsControlSequencesToATerminal) {
+    constexpr std::size_t kTerminal = 80;
+    StoreFile("unit.sbin", {"R/O/text=a\x1B[2J"});
+    const std::vector<std::string> command = {"get", "unit.sbin", "R/O/text", "--layout", "layout.json"};
+    EXPECT_EQ(Talstore(command, kTerminal).out, "a\\x1b[2J\n");
+    EXPECT_EQ(Talstore(command).out, "a\x1B[2J\n") << "a script gets the text as it is";
+}
+
+TEST_F(Get, LeavesOutVariablesThatHoldObjects) {
+    WriteFile("unit.xml",
+              Document("<region name = \"R\"><object name = \"O\"><variable name = \"A\">"
+                       "<type>OBJECT_ARRAY</type><size>1</size><array><objectElement><object name = \"E\">" +
+                       Variable("x", "U8", "1") + "</object></objectElement></array></variable></object></region>"));
+    EXPECT_EQ(Talstore({"get", "unit.xml", "R"}).out, "1\n");
 }
 
 TEST_F(Get, PrintsJson) {

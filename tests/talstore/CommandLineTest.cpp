@@ -6,11 +6,13 @@
 #include "Support.h"
 #include "commands/CommandTable.h"
 #include "commands/Table.h"
+#include "commands/Wrap.h"
 
 namespace tal::test {
 
 namespace {
 
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -119,6 +121,32 @@ TEST(Usage, ThatIsWrongSaysWhat) {
               "talstore: --layout is missing\nusage: talstore convert --layout DESCRIPTION [OPTIONS] A B\n");
 }
 
+TEST(Usage, TakesNoNumberButDigitsOfARange) {
+    for (const std::string number : {"+1", " 1", "99999999999999999999"}) {
+        EXPECT_EQ(Refusal({"show", "a", "--channel", number}),
+                  "talstore: --channel: '" + number +
+                      "' is no number from 0 to 4294967295\nusage: talstore show [OPTIONS] FILE...\n");
+    }
+}
+
+TEST(Usage, TakesTheLeastAndTheMostOfANumber) {
+    for (const std::string number : {"1", "1048576"}) {
+        EXPECT_EQ(Talstore({"layout", "absent.xml", "--string-capacity", number}).err,
+                  "talstore: absent.xml: No such file or directory\n");
+    }
+}
+
+TEST(Usage, TakesAnArgumentBehindAnEqualsSign) {
+    EXPECT_EQ(Talstore({"show", "absent.xml", "--format=xml"}).err,
+              "talstore: absent.xml: No such file or directory\n");
+}
+
+TEST(Usage, ThatIsWrongNeverSendsControlSequencesToATerminal) {
+    EXPECT_EQ(Refusal({"\x1B[2J"}),
+              "talstore: unknown command '\\x1b[2J'\nusage: talstore COMMAND [OPTIONS] [FILE...]\n");
+    EXPECT_EQ(Refusal({"show", "\x1B[2J"}), "talstore: \\x1b[2J: No such file or directory\n");
+}
+
 TEST(Usage, TakesWhateverFollowsTwoHyphensForAFile) {
     EXPECT_EQ(Talstore({"show", "--", "--json"}).err, "talstore: --json: No such file or directory\n");
 }
@@ -177,6 +205,31 @@ TEST(Tables, HaveColourOnlyWhenAsked) {
     table.Add({{"bad", talstore::Colour::Red}});
     EXPECT_EQ(Printed(table, true, 0), "\x1B[31mbad\x1B[0m\n");
     EXPECT_EQ(Printed(table, false, 0), "bad\n");
+}
+
+TEST(Tables, HaveNoSequencesAroundWhatHasNoColour) {
+    talstore::Table table;
+    table.Add({"plain"});
+    EXPECT_EQ(Printed(table, true, 0), "plain\n");
+}
+
+TEST(Tables, EndAValueAtTheEdgeWhereTwentyColumnsOfItFit) {
+    talstore::Table table;
+    table.Add({"abc", talstore::ValueCell("a text of more than twenty characters")});
+    EXPECT_EQ(Printed(table, false, 25), "abc  a text of more than\xE2\x80\xA6\n");
+    EXPECT_EQ(Printed(table, false, 24), "abc\n    a text of more than\xE2\x80\xA6\n");
+}
+
+TEST(WrappedText, FillsItsWidthAndNoMore) {
+    EXPECT_THAT(talstore::Wrapped("a b c d", 5), ElementsAre("a b c", "d"));
+}
+
+TEST(WrappedText, LeavesAWordThatIsLongerThanTheWidthWhole) {
+    EXPECT_THAT(talstore::Wrapped("abcdef gh", 4), ElementsAre("abcdef", "gh"));
+}
+
+TEST(WrappedText, KeepsItsLineBreaks) {
+    EXPECT_THAT(talstore::Wrapped("a b\nc", 80), ElementsAre("a b", "c"));
 }
 
 // ---- The program

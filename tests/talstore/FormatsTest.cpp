@@ -62,6 +62,12 @@ TEST_F(FormatTable, TellsLocationsInWords) {
     EXPECT_EQ(LocationsText(InfoOf(Format::Binary)), "locations 0, 3 and 6");
 }
 
+TEST_F(FormatTable, NamesEachOfThreeLocationsInARow) {
+    FormatInfo format = InfoOf(Format::Binary);
+    format.locations = {{0}, {1}, {2}, {6}};
+    EXPECT_EQ(LocationsText(format), "locations 0, 1, 2 and 6");
+}
+
 TEST_F(FormatTable, IsWhatTheHelpTheManPageAndTheCompletionName) {
     const std::string help = Talstore({"store", "--help"}).out;
     const std::string page = ReadFile(TALSTORE_SOURCES "/talstore.1");

@@ -13,6 +13,10 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
+constexpr char kLayoutWithAnEmptyArray[] = R"({"regions": [{"name": "R", "objects": [{"name": "O", "variables": [
+    {"name": "number", "type": "U16"},
+    {"name": "none", "type": "U8_ARRAY", "count": 0}]}]}]})";
+
 class InspectBinaryFile : public testing::Test {
 protected:
     StoredContents Inspect(std::string_view bytes) { return InspectBinary(bytes, *layout_); }
@@ -71,6 +75,20 @@ TEST_F(InspectBinaryFile, ThatIsOneByteTooShortOrTooLongHasTheWrongSize) {
     EXPECT_THAT(Summaries(Inspect(std::string_view(whole_).substr(0, 9))),
                 ElementsAre("error binary.cut @6 R/O/text", "error binary.size @9"));
     EXPECT_THAT(Summaries(Inspect(whole_ + "x")), ElementsAre("warning binary.size @10"));
+}
+
+TEST_F(InspectBinaryFile, HoldsAnEmptyVariableAtItsEnd) {
+    layout_ = host::LoadDatabaseFromText(kLayoutWithAnEmptyArray);
+    const StoredContents contents = Inspect(std::string("\x05\x00", 2));
+    EXPECT_THAT(Paths(contents), ElementsAre("R/O/number", "R/O/none"));
+    EXPECT_THAT(contents.findings, IsEmpty());
+}
+
+TEST_F(InspectBinaryFile, DoesNotHoldAnEmptyVariableBehindItsEnd) {
+    layout_ = host::LoadDatabaseFromText(kLayoutWithAnEmptyArray);
+    const StoredContents contents = Inspect("\x05");
+    EXPECT_THAT(Paths(contents), ElementsAre("R/O/number"));
+    EXPECT_THAT(Summaries(contents), ElementsAre("error binary.cut @0 R/O/number", "error binary.size @1"));
 }
 
 TEST_F(InspectBinaryFile, WithAnEndlessTextMayBelongToAnotherLayout) {

@@ -64,6 +64,12 @@ TEST(InspectSecure, AWrongStartMarkerEndsTheFileAndNamesTheNextOne) {
     EXPECT_THAT(contents.findings[0].message, HasSubstr("another start marker is at byte 60"));
 }
 
+TEST(InspectSecure, TheNextStartMarkerMayBeOneByteFurtherOn) {
+    const StoredContents contents = InspectSecure(Record("R/O/a", kData) + "x" + Record("R/O/b", kData));
+    EXPECT_THAT(Summaries(contents), ElementsAre("error secure.start-marker @30"));
+    EXPECT_THAT(contents.findings[0].message, HasSubstr("another start marker is at byte 31"));
+}
+
 TEST(InspectSecure, APathLengthThatNoReaderTakesEndsTheFile) {
     const StoredContents contents = InspectSecure(Record(std::string(511, 'p'), kData));
     EXPECT_FALSE(contents.isWhole);

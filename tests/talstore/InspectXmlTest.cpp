@@ -163,7 +163,12 @@ TEST(InspectXml, NamesJustBelowTheirLimitAreFine) {
 TEST(InspectXml, ASecondVariableOfAPathNamesTheFirst) {
     const StoredContents contents = InspectXml(InObject(Variable("a", "U8", "1") + Variable("a", "U8", "2")));
     EXPECT_THAT(Summaries(contents), ElementsAre("warning duplicate-path @3:1 R/O/a"));
-    EXPECT_THAT(contents.findings[0].message, HasSubstr("in line 2, column 1"));
+    EXPECT_THAT(contents.findings[0].message, HasSubstr("in line 2, column 1; the last one counts"));
+}
+
+TEST(InspectXml, TheFirstOfSeveralInterruptionsIsNamed) {
+    const StoredContents contents = InspectXml(InObject(Variable("a", "STRING", "x<!-- y -->z&#65;<![CDATA[w]]>")));
+    EXPECT_STREQ(contents.items.at(0).interruption, "a comment");
 }
 
 TEST(InspectXml, AVariableWithoutTypeIsReported) {
@@ -231,6 +236,14 @@ TEST(InspectXml, AnEmptyNameIsAName) {
     const std::string document = InObject(Variable("", "U8", "1"));
     EXPECT_THAT(PathsOf(InspectXml(document)), ElementsAre("R/O/"));
     EXPECT_THAT(PathsOfReader(document), ElementsAre("R/O/"));
+}
+
+TEST(InspectXml, AnObjectThatEndsAfterARegionInItLeavesTheRegion) {
+    const std::string document =
+        Document("<region name = \"R\"><object name = \"O\"><region name = \"S\"></region></object>" +
+                 Variable("a", "U8", "1") + "<object name = \"P\">" + Variable("b", "U8", "1") + "</object></region>");
+    EXPECT_THAT(PathsOf(InspectXml(document)), ElementsAre("S/a", "S/P/b"));
+    EXPECT_THAT(PathsOfReader(document), ElementsAre("S/a", "S/P/b"));
 }
 
 // ---- It looks up what the reader looks up

@@ -117,6 +117,14 @@ TEST_F(Show, SaysWhereADescriptionIsWrong) {
     EXPECT_THAT(ended.err, HasSubstr("wrong.json: regions[0].objects[0].variables[0]: unknown type \"U9\""));
 }
 
+TEST_F(Show, QuotesADescriptionWithoutItsControlSequences) {
+    StoreFile("unit.xml");
+    WriteFile("wrong.json", R"({"regions": [{"name": "R", "objects": [{"name": "O", "variables": [
+        {"name": "a", "type": "\u001b[2J"}]}]}]})");
+    EXPECT_EQ(Talstore({"show", "unit.xml", "--layout", "wrong.json"}).err,
+              "talstore: wrong.json: regions[0].objects[0].variables[0]: unknown type \"\\x1b[2J\"\n");
+}
+
 TEST_F(Show, ShowsWhatIsLeftOfADamagedFileAndSaysWhatIsWrong) {
     StoreFile("unit.sbin");
     WriteFile("unit.sbin", ReadFile("unit.sbin").substr(0, 58));
@@ -419,6 +427,27 @@ TEST_F(Check, SaysWhenTheRetrieveFails) {
               "Parse error in file unit.xml at line 3: unclosed token");
 }
 
+TEST_F(Check, SaysThatTheRetrieveFailsWhateverPathIsAskedFor) {
+    const std::string tooDeep =
+        "<object name = \"1\"><object name = \"2\"><object name = \"3\"><object name = \"4\">"
+        "<object name = \"5\">" +
+        Variable("v", "U8", "1") + "</object></object></object></object></object>";
+    WriteFile("unit.xml", Document("<region name = \"R\"><object name = \"O\">" + Variable("u8", "U8", "9") + tooDeep +
+                                   "</object></region>"));
+    const Ended ended = Talstore({"check", "unit.xml", "--layout", "layout.json", "--path", "R/O/u8"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.out, HasSubstr("a board with layout.json: 1 restored; the retrieve fails: "));
+}
+
+TEST_F(Check, ListsARecordForAVariableThatHoldsObjectsAsRefused) {
+    WriteFile("layout.json", R"({"regions": [{"name": "R", "objects": [{"name": "O", "variables": [
+        {"name": "a", "type": "U8"},
+        {"name": "n", "type": "OBJECT", "object": {"name": "n", "variables": []}}]}]}]})");
+    WriteFile("unit.sbin", Record("R/O/a", "x") + Record("R/O/n", std::string(sizeof(void*), 'x')));
+    EXPECT_THAT(Talstore({"check", "unit.sbin", "--layout", "layout.json"}).out,
+                HasSubstr("\nrefused  R/O/n  Variable holds objects and has no value (path R/O/n)\n"));
+}
+
 // ---- diff
 
 class Diff : public StorageFiles {};
@@ -475,6 +504,26 @@ TEST_F(Diff, OfSecureFilesIsExact) {
     StoreFile("a.sbin", {"R/O/real=0.1234567890123"});
     StoreFile("b.sbin", {"R/O/real=0.1234567890124"});
     EXPECT_EQ(Talstore({"diff", "a.sbin", "b.sbin"}).status, 1);
+}
+
+TEST_F(Diff, OfSecureFilesComparesWhatFollowsATextsNul) {
+    WriteFile("a.sbin", Record("R/O/text", std::string("north\0west\0\0\0\0\0\0", 16)));
+    WriteFile("b.sbin", Record("R/O/text", std::string("north\0east\0\0\0\0\0\0", 16)));
+    EXPECT_EQ(Talstore({"diff", "a.sbin", "b.sbin", "--layout", "layout.json"}).status, 1);
+}
+
+TEST_F(Diff, CountsWhatIsMissingThoughTheFormatStoresIt) {
+    StoreFile("a.bin");
+    WriteFile("b.sbin", Record("R/O/u8", "\x05"));
+    EXPECT_THAT(Talstore({"diff", "a.bin", "b.sbin", "--layout", "layout.json", "--summary"}).out,
+                HasSubstr("1 the same, 6 only in A, 0 only in B, 0 differs, 0 size differs, 1 read-only, which"));
+}
+
+TEST_F(Diff, CountsARecordThatItsFormatNeverStores) {
+    WriteFile("a.sbin", Record("R/Fixed/id", LittleEndian(9)));
+    WriteFile("b.sbin", "");
+    EXPECT_EQ(Talstore({"diff", "a.sbin", "b.sbin", "--layout", "layout.json", "--summary"}).out,
+              "0 the same, 1 only in A, 0 only in B, 0 differs, 0 size differs\n");
 }
 
 TEST_F(Diff, ComparesRawFilesWithALayout) {
@@ -633,6 +682,14 @@ TEST_F(Check, ShowsTheFindingsOfThePathsThatAreAskedForAndOfTheWholeFile) {
         found.push_back(finding["code"].get<std::string>() + ' ' + finding.value("path", ""));
     }
     EXPECT_THAT(found, ElementsAre("secure.end-marker R/O/b", "secure.header-cut "));
+}
+
+TEST_F(Check, OfAChannelLooksAtThePathsThatTheBoardLooksUp) {
+    WriteFile("unit.sbin", Record("R/O/Channel.X.v", "x") + Record("R/O/Channel.X.w", "x"));
+    const Ended ended =
+        Talstore({"check", "unit.sbin", "--layout", "layout.json", "--channel", "2", "--path", "R/O/Channel.2.v"});
+    EXPECT_THAT(ended.out, HasSubstr("a board with layout.json: 1 ignored\n"));
+    EXPECT_EQ(ended.err, "");
 }
 
 // ---- layout

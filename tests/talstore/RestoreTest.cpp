@@ -2,6 +2,8 @@
 
 #include "DatabaseDescription.h"
 #include "Support.h"
+#include "board/Losses.h"
+#include "board/RestoreFindings.h"
 
 namespace tal::test {
 
@@ -12,6 +14,7 @@ using talstore::Format;
 using talstore::RestoreReport;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 
 /// A layout in which one region R has one object O with these variables.
 std::unique_ptr<host::Database> LayoutOf(const std::string& variables) {
@@ -86,6 +89,14 @@ TEST_F(Restoring, ARecordForAVariableThatHoldsObjectsShiftsNoOther) {
     EXPECT_EQ(report_.items[3].variable, &layout_->At("R/O/b"));
 }
 
+TEST_F(Restoring, ARecordForAVariableThatHoldsObjectsIsLost) {
+    SetLayout(
+        R"({"name": "a", "type": "U8"}, {"name": "n", "type": "OBJECT", "object": {"name": "n", "variables": []}})");
+    static_cast<void>(
+        Restore(Format::Secure, Record("R/O/a", "\x05") + Record("R/O/n", std::string(sizeof(void*), 'x'))));
+    EXPECT_THAT(report_.LostItems(), ElementsAre(1U));
+}
+
 TEST_F(Restoring, TheReasonForABadArrayIsItsFirstFailure) {
     SetLayout(R"({"name": "a", "type": "BOOL_ARRAY", "count": 2})");
     EXPECT_THAT(Restore(Format::Xml, InObject("<variable name = \"a\"><type>BOOL_ARRAY</type><array><element>yes"
@@ -132,6 +143,14 @@ TEST_F(Restoring, ADocumentsPlaceholderIsReplacedInVariableNamesOnly) {
     EXPECT_EQ(report_.items[1].reason, "not in the layout");
     channel_ = 2;
     EXPECT_THAT(Restore(Format::Xml, file), ElementsAre("restored R/O/channel.2.a", "ignored R/O/Channel.X.b"));
+}
+
+TEST_F(Restoring, WithAChannelNobodyIsToldToGiveOne) {
+    channel_ = 2;
+    EXPECT_THAT(Restore(Format::Xml, Document("<region name = \"R\"><object name = \"channel.X.o\">" +
+                                              Variable("a", "U8", "5") + "</object></region>")),
+                ElementsAre("defaulted R/O/a", "defaulted R/O/b", "ignored R/channel.X.o/a"));
+    EXPECT_EQ(report_.items[0].reason, "not in the layout");
 }
 
 TEST_F(Restoring, WhatFollowsANestedObjectIsNotFoundInASecureFile) {
@@ -232,6 +251,63 @@ TEST_F(Restoring, StartsFromTheLayoutsDefaultsEachTime) {
     static_cast<void>(Restore(Format::Secure, Record("R/O/a", "\x05") + Record("R/O/b", "\x06")));
     EXPECT_THAT(Restore(Format::Secure, ""), ElementsAre("defaulted R/O/a", "defaulted R/O/b"));
     EXPECT_EQ(layout_->At("R/O/a").Get<std::uint8_t>(), 1);
+}
+
+TEST(ProviderSession, StoresNothingOfWhatItHasRetrieved) {
+    const auto layout = LayoutOf(R"({"name": "a", "type": "U8"})");
+    const talstore::ProviderSession session(*talstore::FindProvider("xml-read-only"), 0, 0, "file");
+    static_cast<void>(session.Retrieve(Document(""), *layout));
+    EXPECT_EQ(session.Store(*layout).bytes, std::nullopt);
+}
+
+// ---- What is found in the restored values, and what is lost
+
+TEST_F(Restoring, OfALayoutWithoutStoredVariablesMissesNone) {
+    layout_ = host::LoadDatabaseFromText(R"({"regions": [{"name": "R", "objects": [
+        {"name": "O", "writable": false, "variables": [{"name": "a", "type": "U8"}]}]}]})");
+    static_cast<void>(Restore(Format::Secure, Record("Other/O/a", "x")));
+    EXPECT_FALSE(FindNothingRestored(contents_, report_).has_value());
+}
+
+constexpr char kArrayAfterANumber[] =
+    R"({"name": "number", "type": "U8"}, {"name": "list", "type": "U16_ARRAY", "count": 3})";
+const char* const kUnregisteredArray =
+    "\n<variable name = \"gone\"><type>U16_ARRAY</type><size>3</size><array><element>4</element>"
+    "<element>5</element><element>6</element></array></variable>";
+
+TEST_F(Restoring, ElementsOfAnUnregisteredArrayGoToTheNextOneWithoutAny) {
+    SetLayout(kArrayAfterANumber);
+    static_cast<void>(Restore(Format::Xml, InObject(kUnregisteredArray + Variable("list", "U16_ARRAY", "7"))));
+    const std::vector<talstore::Finding> findings = FindInValues(contents_, report_);
+    ASSERT_EQ(findings.size(), 1U);
+    EXPECT_EQ(findings[0].message,
+              "it has no elements of its own and takes those of R/O/gone, which the layout does not have");
+    EXPECT_EQ(layout_->At("R/O/list").Get<std::uint16_t>(2), 6);
+}
+
+TEST_F(Restoring, ElementsOfAnUnregisteredArrayStayNoLongerThanToTheNextRegisteredVariable) {
+    SetLayout(kArrayAfterANumber);
+    static_cast<void>(Restore(Format::Xml, InObject(kUnregisteredArray + Variable("number", "U8", "1") +
+                                                    Variable("list", "U16_ARRAY", "7"))));
+    EXPECT_THAT(FindInValues(contents_, report_), IsEmpty());
+    EXPECT_NE(layout_->At("R/O/list").Get<std::uint16_t>(2), 6);
+}
+
+TEST_F(Restoring, AnUnregisteredArrayOfObjectsHasNoElementsToTake) {
+    SetLayout(kArrayAfterANumber);
+    static_cast<void>(Restore(
+        Format::Xml, InObject("\n<variable name = \"gone\"><type>OBJECT_ARRAY</type><size>1</size><array>"
+                              "<objectElement><object name = \"E\"></object></objectElement></array></variable>" +
+                              Variable("list", "U16_ARRAY", "7"))));
+    EXPECT_THAT(FindInValues(contents_, report_), IsEmpty());
+}
+
+TEST_F(Restoring, OfADocumentThatCannotBeParsedLosesWhatIsLeft) {
+    static_cast<void>(Restore(Format::Xml, InObject(Variable("a", "U8", "5") + "<")));
+    const std::vector<talstore::Loss> losses = LossesOfReading(contents_, report_);
+    ASSERT_EQ(losses.size(), 1U);
+    EXPECT_EQ(losses[0].kind, std::string("left"));
+    EXPECT_EQ(losses[0].path, "R/O/b");
 }
 
 }  // namespace

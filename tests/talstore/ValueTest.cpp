@@ -69,6 +69,13 @@ TEST_F(Values, BeyondTheirTypeAreRefused) {
     EXPECT_NE(Refusal("flag", "1"), "");
 }
 
+TEST_F(Values, OfHexadecimalNumbersHaveUpToSixtyThreeBits) {
+    SetValue((*this)["double"], "0x7FFFFFFFFFFFFC00");
+    EXPECT_EQ((*this)["double"].Get<double>(), 9223372036854774784.0);
+    EXPECT_EQ(Refusal("double", "0x8000000000000000"),
+              "R/O/double: \"0x8000000000000000\" does not fit DOUBLE, which takes a number, nan, inf or -inf");
+}
+
 TEST_F(Values, AreSetFromWords) {
     SetValue((*this)["flag"], "TRUE");
     SetValue((*this)["double"], "-inf");
@@ -106,6 +113,13 @@ TEST_F(Values, AreJsonOfTheirKind) {
     EXPECT_TRUE(ValueJson(VARIABLE_TYPE_U32, "abc").is_null()) << "three bytes are no U32";
 }
 
+TEST_F(Values, ThatAreInfiniteAreJsonWithTheirSign) {
+    SetValue((*this)["float"], "inf");
+    SetValue((*this)["double"], "-inf");
+    EXPECT_EQ(ValueJson(VARIABLE_TYPE_FLOAT, BytesOf((*this)["float"])), "inf");
+    EXPECT_EQ(ValueJson(VARIABLE_TYPE_DOUBLE, BytesOf((*this)["double"])), "-inf");
+}
+
 TEST(ValueTexts, OfIntegersAreComparedAsNumbers) {
     EXPECT_TRUE(IsValueOfTexts(VARIABLE_TYPE_U8, "\x05", {" 5\n"}));
     EXPECT_TRUE(IsValueOfTexts(VARIABLE_TYPE_U8, "\x05", {"005"}));
@@ -119,6 +133,11 @@ TEST(ValueTexts, OfLargeUnsignedNumbersMayBeSigned) {
     EXPECT_TRUE(IsValueOfTexts(VARIABLE_TYPE_U32, LittleEndian(0xFFFFFFFF), {"-1"}));
     EXPECT_TRUE(IsValueOfTexts(VARIABLE_TYPE_U32, LittleEndian(0xFFFFFFFF), {"4294967295"}));
     EXPECT_FALSE(IsValueOfTexts(VARIABLE_TYPE_U32, LittleEndian(0x7FFFFFFF), {"4294967295"}));
+}
+
+TEST(ValueTexts, OfARealMayBeNoNumber) {
+    EXPECT_TRUE(IsValueOfTexts(VARIABLE_TYPE_FLOAT, LittleEndian(0x7FC00000), {"nan"}));
+    EXPECT_FALSE(IsValueOfTexts(VARIABLE_TYPE_FLOAT, LittleEndian(0x7FC00000), {"0"}));
 }
 
 TEST(ValueTexts, OfArraysAreComparedElementByElement) {

@@ -5,14 +5,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <sstream>
 #include <thread>
 
 #include "Support.h"
 #include "files/InputError.h"
 #include "files/Interrupt.h"
+#include "files/PrivateDirectory.h"
 
 namespace tal::test {
 
@@ -82,6 +86,19 @@ TEST_F(WholeFile, KeepsItsPermissions) {
     fs::permissions("file", fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
     Write("file", "new");
     EXPECT_EQ(fs::status("file").permissions(), fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+}
+
+TEST_F(WholeFile, ThatIsNewHasThePermissionsThatTheMaskLeaves) {
+    const mode_t before = umask(0027);
+    Write("file", "new");
+    umask(before);
+    EXPECT_EQ(fs::status("file").permissions(), fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+}
+
+TEST_F(WholeFile, ThatIsNewLeavesTheMaskAsItIs) {
+    const mode_t before = umask(0027);
+    Write("file", "new");
+    EXPECT_EQ(umask(before), mode_t{0027});
 }
 
 TEST_F(WholeFile, IsSyncedBeforeItIsInPlaceAndItsDirectoryAfterwards) {
@@ -175,6 +192,31 @@ TEST_F(WholeFile, ThatIsAPipeIsWrittenTo) {
     EXPECT_TRUE(fs::is_fifo("pipe"));
 }
 
+TEST_F(WholeFile, WhoseWriteIsInterruptedIsWrittenToItsEnd) {
+    constexpr int kSignals = 20;
+    const std::string longerThanAPipe(300000, 'x');
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    struct sigaction interrupting = {};
+    interrupting.sa_handler = [](int /*signal*/) {};
+    struct sigaction before = {};
+    sigaction(SIGUSR1, &interrupting, &before);
+    const pthread_t writer = pthread_self();
+    std::string arrived;
+    std::thread reader([&] {
+        std::ifstream pipe("pipe", std::ios::binary);
+        // The pipe is soon full, and nobody reads from it yet.
+        for (int i = 0; i < kSignals; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            pthread_kill(writer, SIGUSR1);
+        }
+        arrived.assign(std::istreambuf_iterator<char>(pipe), {});
+    });
+    EXPECT_EQ(WriteRefused("pipe", longerThanAPipe), "is written");
+    reader.join();
+    sigaction(SIGUSR1, &before, nullptr);
+    EXPECT_TRUE(arrived == longerThanAPipe) << arrived.size();
+}
+
 TEST_F(WholeFile, ThatIsADeviceIsWrittenToAndStaysOne) {
     fs::create_symlink("/dev/null", "link");
     Write("link", "new");
@@ -224,6 +266,13 @@ TEST_F(WrittenFile, OfConvertMayBeAPipe) {
     const std::string document = StoredDocument();
     StoreFile("unit.sbin");
     EXPECT_EQ(TalstoreProcess("convert unit.sbin /dev/stdout --to xml --layout layout.json | cat").out, document);
+}
+
+// ---- The directory for what nobody keeps
+
+TEST(PrivateDirectory, IsTheSameForAllWhoHoldItAtATime) {
+    const auto first = talstore::PrivateDirectory::Shared();
+    EXPECT_EQ(talstore::PrivateDirectory::Shared()->Path(), first->Path());
 }
 
 // ---- Ctrl-C

@@ -121,6 +121,16 @@ TEST_F(Store, SaysWhenNoBoardCanReadTheFile) {
                                       "no board can read it: Parse error in file unit.xml at line 5: "));
 }
 
+TEST_F(Store, NamesOnlyTheStoredTextsThatMakeADocumentUnreadable) {
+    WriteFile("layout.json", R"({"regions": [{"name": "R", "objects": [
+        {"name": "O", "variables": [{"name": "text", "type": "STRING", "count": 16, "default": "a & b"}]},
+        {"name": "Fixed", "writable": false, "variables": [
+            {"name": "text", "type": "STRING", "count": 16, "default": "c < d"}]}]}]})");
+    EXPECT_THAT(
+        Talstore({"store", "unit.xml", "--layout", "layout.json"}).out,
+        StartsWith("unwritable  R/O/text  \"a & b\": a document cannot hold '<' or '&'\nno board can read it: "));
+}
+
 TEST_F(Store, PrintsWhatWillNotComeBackAsJson) {
     const Json json =
         Talstore({"store", "unit.xml", "--layout", "layout.json", "--set", "R/O/real=1.23456789", "--json"}).Json();

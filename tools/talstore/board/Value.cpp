@@ -40,7 +40,7 @@ struct Element {
             return false;
         }
         // The writer shows 32-bit values as signed ones, whatever their type.
-        return number == std::int64_t{value} || (sizeof(T) == 4 && number == static_cast<std::int32_t>(value));
+        return number == std::int64_t{value} || number == static_cast<std::int32_t>(value);
     }
 
     static bool AreSameInXml(T first, T second) { return first == second; }

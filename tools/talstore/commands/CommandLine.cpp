@@ -1,7 +1,6 @@
 #include "commands/CommandLine.h"
 
 #include <CLI/CLI.hpp>
-#include <cerrno>
 #include <cstdlib>
 #include <new>
 
@@ -39,10 +38,10 @@ std::string ProblemOfWord(const OptionInfo& option, const std::string& word) {
 std::string ProblemOfNumber(const OptionInfo& option, const std::string& text) {
     constexpr int kAnyBase = 0;
     char* end = nullptr;
-    errno = 0;
+    // What is too large for any number comes back as the largest.
     const unsigned long long number = std::strtoull(text.c_str(), &end, kAnyBase);
     const bool isNumber = !text.empty() && std::isdigit(static_cast<unsigned char>(text[0])) != 0 && *end == '\0';
-    return isNumber && errno == 0 && number >= option.least && number <= option.most
+    return isNumber && number >= option.least && number <= option.most
                ? ""
                : '\'' + text + "' is no number from " + std::to_string(option.least) + " to " +
                      std::to_string(option.most);

@@ -172,10 +172,6 @@ void WriteWholeFile(const std::string& name, std::string_view bytes, std::ostrea
         return;
     }
     const std::optional<struct stat> status = StatusOf(name);
-    if (status && S_ISDIR(status->st_mode)) {
-        errno = EISDIR;
-        FailWithErrno(name);
-    }
     if (status && !S_ISREG(status->st_mode)) {
         WriteToDevice(name, bytes);
     } else {

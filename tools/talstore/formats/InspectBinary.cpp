@@ -83,7 +83,8 @@ StoredContents InspectBinary(std::string_view bytes, host::Database& layout) {
         }
         const std::uint64_t start = position;
         position += variable.SizeInBytes();
-        if (start >= bytes.size() && variable.SizeInBytes() != 0) {
+        // An empty variable may lie right at the end.
+        if (start > bytes.size() || (start == bytes.size() && variable.SizeInBytes() != 0)) {
             return;
         }
         StoredItem item;
