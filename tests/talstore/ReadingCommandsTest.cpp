@@ -443,9 +443,12 @@ TEST_F(Check, ListsARecordForAVariableThatHoldsObjectsAsRefused) {
     WriteFile("layout.json", R"({"regions": [{"name": "R", "objects": [{"name": "O", "variables": [
         {"name": "a", "type": "U8"},
         {"name": "n", "type": "OBJECT", "object": {"name": "n", "variables": []}}]}]}]})");
-    WriteFile("unit.sbin", Record("R/O/a", "x") + Record("R/O/n", std::string(sizeof(void*), 'x')));
-    EXPECT_THAT(Talstore({"check", "unit.sbin", "--layout", "layout.json"}).out,
-                HasSubstr("\nrefused  R/O/n  Variable holds objects and has no value (path R/O/n)\n"));
+    const std::string ofObjects = Record("R/O/n", std::string(sizeof(void*), 'x'));
+    for (const std::string& records : {Record("R/O/a", "x") + ofObjects, ofObjects + Record("R/O/a", "x")}) {
+        WriteFile("unit.sbin", records);
+        EXPECT_THAT(Talstore({"check", "unit.sbin", "--layout", "layout.json"}).out,
+                    HasSubstr("\nrefused  R/O/n  Variable holds objects and has no value (path R/O/n)\n"));
+    }
 }
 
 // ---- diff

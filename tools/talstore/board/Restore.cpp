@@ -174,14 +174,15 @@ private:
                 failure == nullptr ? "" : Reason(failure->message)};
     }
 
-    /// @return the failure that kept the variable from being marked; null when the operation that has looked it up
-    ///         reports none before the next look-up.
+    /// @return the failure that kept the variable from being marked; null when none is reported before the next
+    ///         look-up. In a document only that of the operation that has looked it up counts, since the elements after
+    ///         it fail in others.
     [[nodiscard]] const TraceRecord* FailureOf(const LookUp& lookUp, std::size_t endOfRecords) const {
         const auto begin = report_.run.trace.begin() + static_cast<std::ptrdiff_t>(lookUp.firstRecord);
         const auto end = report_.run.trace.begin() + static_cast<std::ptrdiff_t>(endOfRecords);
         const auto isFailure = [](const TraceRecord& record) { return QBF_IsFailure(record.code); };
         const bool hasFailed = std::any_of(begin, end, [&](const TraceRecord& record) {
-            return isFailure(record) && record.operation == lookUp.operation;
+            return isFailure(record) && (format_->comparesSizes || record.operation == lookUp.operation);
         });
         // The first one is the cause; those after it pass it on.
         return hasFailed ? &*std::find_if(begin, end, isFailure) : nullptr;
