@@ -185,6 +185,17 @@ TEST_F(Set, RefusesAnArrayOfAnotherSizeInTheDocument) {
                 StartsWith("refused  R/O/list  4 texts in the document, 3 elements in the layout\n"));
 }
 
+TEST_F(Set, RefusesElementsThatStandWithinOneAnother) {
+    StoreFile("unit.xml");
+    const std::string nested =
+        Replaced(ReadFile("unit.xml"),
+                 {{"<element>1</element><element>2</element>", "<element>1<element>2</element></element>"}});
+    WriteFile("unit.xml", nested);
+    EXPECT_EQ(Refused("unit.xml", {"R/O/list=[7,8,3]"}).out,
+              "refused    one of the texts stands within another\n"
+              "unit.xml: nothing is written\n");
+}
+
 TEST_F(Set, RefusesAValueWithoutAPlaceInTheDocument) {
     WriteFile("unit.xml",
               Document("<region name = \"R\"><object name = \"O\"><variable name = \"text\"><type>STRING</type><value/>"

@@ -104,6 +104,7 @@ public:
         } else {
             PatchBytes();
         }
+        OrderPatches();
         if (changed_.refused.empty()) {
             Apply();
             ReadBack();
@@ -126,8 +127,8 @@ private:
     void FindItems() {
         for (const std::string& path : paths_) {
             const VariableReport& report = ReportOf(path);
-            if (!report.variable->Retrieved() || report.outcome == Outcome::Partly) {
-                Refuse(path, report.reason);
+            if (!report.variable->Retrieved() || report.outcome == Outcome::Partly || report.item == kNone) {
+                Refuse(path, report.reason.empty() ? "the file has no value of its own for it" : report.reason);
             } else {
                 items_[path] = report.item;
                 changed_.changes.push_back({path, report.variable->Type(), std::string(BytesOf(*report.variable)),
@@ -185,9 +186,19 @@ private:
         }
     }
 
-    void Apply() {
+    /// A document may have elements within elements, and then one text is a part of another.
+    void OrderPatches() {
         std::sort(patches_.begin(), patches_.end(),
                   [](const Patch& a, const Patch& b) { return a.place.begin < b.place.begin; });
+        const auto overlap = std::adjacent_find(patches_.begin(), patches_.end(), [](const Patch& a, const Patch& b) {
+            return b.place.begin < a.place.end;
+        });
+        if (overlap != patches_.end()) {
+            Refuse({}, "one of the texts stands within another");
+        }
+    }
+
+    void Apply() {
         std::size_t position = 0;
         for (const Patch& patch : patches_) {
             changed_.bytes.append(file_.bytes, position, patch.place.begin - position);
