@@ -137,29 +137,44 @@ void CheckWithLayout(const Files& files, Format format) {
         1));
 }
 
-/// A host of its own, which keeps every look-up and whether a mark followed.
+/// A host of its own, which keeps every look-up, whether a mark followed, and whether the library complained.
 class Watched final : public tal::host::DatabaseObserver {
 public:
     struct Entry {
         std::string path;
         const tal::host::Variable* variable;
         bool isMarked;
+        bool isRefused;
     };
 
     void OnLookUp(std::string_view path, const tal::host::Variable* found) noexcept override {
-        entries.push_back({std::string(path), found, false});
+        KeepComplaints();
+        entries.push_back({std::string(path), found, false, false});
     }
     void OnMark(const tal::host::Variable& variable, bool retrieved) noexcept override {
         if (looksUp) {
             Require(!entries.empty() && entries.back().variable == &variable, "a mark follows its look-up");
             entries.back().isMarked = retrieved;
         } else {
-            entries.push_back({variable.Path(), &variable, retrieved});
+            entries.push_back({variable.Path(), &variable, retrieved, false});
+        }
+    }
+
+    /// What is traced between two look-ups is about the first of them, but for the elements of a document that begin
+    /// after it.
+    void KeepComplaints() {
+        const std::vector<tal::talstore::TraceRecord> records = capture.Take();
+        if (!entries.empty()) {
+            entries.back().isRefused = std::any_of(records.begin(), records.end(), [](const auto& record) {
+                return record.operation == "CXmlFileStorageProviderBase_UpdateVariable" ||
+                       record.operation == "CSecureBinaryFileStorageProvider_PrepareForVariableUpdate";
+            });
         }
     }
 
     bool looksUp = true;
     std::vector<Entry> entries;
+    tal::talstore::TraceCapture capture{tal::talstore::KeptRecords::Failures};
 };
 
 /// @return a file without a name; each call replaces what the last one has left.
@@ -200,6 +215,7 @@ void CompareWithLibrary(const Files& files, const std::string& bytes, Format for
     other->SetObserver(&watched);
     Retrieve(bytes, format, *other);
     other->SetObserver(nullptr);
+    watched.KeepComplaints();
     std::size_t next = 0;
     for (const std::size_t index : contents.handedOn) {
         const tal::talstore::ItemReport& item = report.items[index];
@@ -210,6 +226,7 @@ void CompareWithLibrary(const Files& files, const std::string& bytes, Format for
             const Watched::Entry& entry = watched.entries[next++];
             Require((item.fate == Fate::Taken) == entry.isMarked, "what is taken is marked");
             Require((item.fate == Fate::Ignored) == (entry.variable == nullptr), "what is ignored is not found");
+            Require((item.fate == Fate::Refused) == entry.isRefused, "what is refused is traced as such");
         }
     }
     for (const auto& variable : report.variables) {

@@ -34,8 +34,10 @@ std::vector<std::string> PathsOfReader(const std::string& document) {
     const talstore::ProviderSession session(*talstore::FindProvider("xml"), 0, 0, "document.xml");
     const auto database = host::LoadDatabaseFromText(kLayout);
     std::vector<std::string> paths;
-    for (const talstore::LookUp& lookUp : session.Retrieve(document, *database).seen.lookUps) {
-        paths.push_back(lookUp.Path());
+    const talstore::Seen seen = session.Retrieve(document, *database).seen;
+    auto unregistered = seen.unregisteredPaths.begin();
+    for (const talstore::LookUp& lookUp : seen.lookUps) {
+        paths.push_back(lookUp.variable == nullptr ? *unregistered++ : lookUp.variable->Path());
     }
     return paths;
 }

@@ -228,10 +228,123 @@ TEST_F(Restoring, AWrongBoolCostsWhatFollows) {
     EXPECT_EQ(report_.variables[1].reason, "its value is dropped, since an earlier variable failed: R/O/a");
 }
 
+// ---- What becomes of a document's items after the first failure, when nothing is marked any more
+
+constexpr char kBadBool[] = R"({"name": "bad", "type": "BOOL"})";
+
+class AfterAFailure : public Restoring {
+protected:
+    /// @return the fate of each item of the object that comes after a BOOL that is refused.
+    std::vector<Fate> FatesOf(const std::string& layout, const std::string& document) {
+        SetLayout(std::string(kBadBool) + ", " + layout);
+        static_cast<void>(Restore(Format::Xml, InObject(Variable("bad", "BOOL", "maybe") + document)));
+        EXPECT_EQ(report_.items.at(0).fate, Fate::Refused);
+        std::vector<Fate> fates;
+        for (std::size_t i = 1; i < report_.items.size(); ++i) {
+            fates.push_back(report_.items[i].fate);
+        }
+        return fates;
+    }
+
+    static std::string BoolArray(std::string_view name, const std::string& elements) {
+        return "<variable name = \"" + std::string(name) + "\"><type>BOOL_ARRAY</type><array>" + elements +
+               "</array></variable>";
+    }
+};
+
+constexpr char kTwoFlags[] = R"({"name": "flags", "type": "BOOL_ARRAY", "count": 2})";
+
+TEST_F(AfterAFailure, ABoolOfAnotherTextIsRefused) {
+    EXPECT_THAT(FatesOf(R"({"name": "a", "type": "BOOL", "default": true})", Variable("a", "BOOL", "true")),
+                ElementsAre(Fate::Refused));
+    EXPECT_EQ(report_.items[1].reason, "Wrong BOOL value: true, expected TRUE or FALSE");
+}
+
+TEST_F(AfterAFailure, ABoolThatFitsIsDropped) {
+    EXPECT_THAT(FatesOf(R"({"name": "a", "type": "BOOL", "default": true})", Variable("a", "BOOL", "TRUE")),
+                ElementsAre(Fate::Dropped));
+    EXPECT_EQ(report_.items[1].reason, "");
+}
+
+TEST_F(AfterAFailure, ABoolIsDroppedAndRefusedByWhatEachOfItsItemsHolds) {
+    EXPECT_THAT(FatesOf(R"({"name": "a", "type": "BOOL"})",
+                        Variable("a", "BOOL", "TRUE") + Variable("a", "BOOL", "true") + Variable("a", "BOOL", "TRUE")),
+                ElementsAre(Fate::Dropped, Fate::Refused, Fate::Dropped));
+}
+
+TEST_F(AfterAFailure, ATextForAnObjectIsRefused) {
+    EXPECT_THAT(FatesOf(R"({"name": "n", "type": "OBJECT", "object": {"name": "n", "variables": []}})",
+                        Variable("n", "OBJECT", "1")),
+                ElementsAre(Fate::Refused));
+    EXPECT_EQ(report_.items[1].reason, "Unsupported variable type: 21");
+}
+
+TEST_F(AfterAFailure, AnObjectArrayIsDropped) {
+    EXPECT_THAT(FatesOf(R"({"name": "n", "type": "OBJECT_ARRAY", "objects": []})",
+                        "<variable name = \"n\"><type>OBJECT_ARRAY</type></variable>"),
+                ElementsAre(Fate::Dropped));
+}
+
+TEST_F(AfterAFailure, ANumberIsDroppedWhateverItsText) {
+    EXPECT_THAT(FatesOf(R"({"name": "a", "type": "U8"})", Variable("a", "U8", "many")), ElementsAre(Fate::Dropped));
+}
+
+TEST_F(AfterAFailure, ABoolArrayIsRefusedForAnyOfItsElements) {
+    EXPECT_THAT(FatesOf(kTwoFlags, BoolArray("flags", "<element>TRUE</element><element>true</element>")),
+                ElementsAre(Fate::Refused));
+}
+
+TEST_F(AfterAFailure, ABoolArrayWithFewerElementsIsDropped) {
+    EXPECT_THAT(FatesOf(kTwoFlags, BoolArray("flags", "<element>TRUE</element>")), ElementsAre(Fate::Dropped));
+}
+
+TEST_F(AfterAFailure, ABoolArrayWithMoreElementsIsDropped) {
+    EXPECT_THAT(
+        FatesOf(kTwoFlags, BoolArray("flags", "<element>TRUE</element><element>TRUE</element><element>true</element>")),
+        ElementsAre(Fate::Dropped));
+}
+
+TEST_F(AfterAFailure, ABoolArrayIsRefusedForAForeignElement) {
+    EXPECT_THAT(
+        FatesOf(kTwoFlags, BoolArray("unknown", "<element>true</element>") + Variable("flags", "BOOL_ARRAY", "")),
+        ElementsAre(Fate::Ignored, Fate::Refused));
+}
+
+TEST_F(AfterAFailure, ABoolArrayDoesNotTakeElementsThatAnotherVariableHasTaken) {
+    EXPECT_THAT(FatesOf(std::string(R"({"name": "other", "type": "U8"}, )") + kTwoFlags,
+                        BoolArray("unknown", "<element>true</element>") + Variable("other", "U8", "1") +
+                            Variable("flags", "BOOL_ARRAY", "")),
+                ElementsAre(Fate::Ignored, Fate::Dropped, Fate::Dropped));
+}
+
+TEST_F(AfterAFailure, AFormerFailureLeavesTheValueOfABoolAsItWas) {
+    SetLayout(std::string(R"({"name": "a", "type": "BOOL"}, )") + kBadBool);
+    EXPECT_THAT(Restore(Format::Xml, InObject(Variable("a", "BOOL", "TRUE") + Variable("bad", "BOOL", "maybe") +
+                                              Variable("a", "BOOL", "maybe"))),
+                ElementsAre("changed R/O/a", "refused R/O/bad"));
+    EXPECT_TRUE(layout_->At("R/O/a").Get<bool>());
+}
+
+TEST_F(Restoring, WhatIsNestedTooDeepIsTheFailureThatDropsWhatFollows) {
+    std::string variables = Variable("a", "U8", "5");
+    for (int i = 0; i < 10; ++i) {
+        variables += "<variable name = \"v\">";
+    }
+    for (int i = 0; i < 10; ++i) {
+        variables += "</variable>";
+    }
+    EXPECT_THAT(Restore(Format::Xml, InObject(variables + Variable("b", "U8", "6"))),
+                testing::Contains("restored R/O/a").Times(1));
+    EXPECT_EQ(report_.items.back().fate, Fate::Dropped);
+    EXPECT_EQ(report_.variables[1].reason,
+              "its value is dropped, since an earlier variable failed: one that is not in the file's list");
+}
+
 TEST_F(Restoring, AfterASyntaxErrorVariablesAreLeft) {
     EXPECT_THAT(Restore(Format::Xml, InObject(Variable("a", "U8", "5") + "<")),
                 ElementsAre("restored R/O/a", "left R/O/b"));
     EXPECT_THAT(report_.failure, HasSubstr("Parse error in file"));
+    EXPECT_EQ(layout_->At("R/O/b").Get<std::uint8_t>(), 2);
 }
 
 TEST_F(Restoring, ADocumentsVariableThatTheLayoutLacksIsIgnored) {

@@ -117,19 +117,19 @@ ProviderSession::ProviderSession(const ProviderInfo& provider, StorageLocation l
 StoreRun ProviderSession::Store(host::Database& database) const {
     const std::filesystem::path file = filesPath_ / fileName_;
     std::filesystem::remove(file);
-    StoreRun stored = {Drive(&IStorageProvider::StoreAll, database), std::nullopt};
+    StoreRun stored = {Drive(&IStorageProvider::StoreAll, database, nullptr), std::nullopt};
     if (std::filesystem::exists(file)) {
         stored.bytes = ReadWholeFile(file.string());
     }
     return stored;
 }
 
-Run ProviderSession::Retrieve(std::string_view bytes, host::Database& database) const {
+Run ProviderSession::Retrieve(std::string_view bytes, host::Database& database, Expected* expected) const {
     WriteFile(filesPath_ / fileName_, bytes);
-    return Drive(&IStorageProvider::RetrieveAll, database);
+    return Drive(&IStorageProvider::RetrieveAll, database, expected);
 }
 
-Run ProviderSession::Drive(Operation operation, host::Database& database) const {
+Run ProviderSession::Drive(Operation operation, host::Database& database, Expected* expected) const {
     const WorkingDirectory directory(filesPath_);
     IStorageProvider* provider = nullptr;
     const QBFResult obtained = provider_.getInterface(&provider);
@@ -146,7 +146,7 @@ Run ProviderSession::Drive(Operation operation, host::Database& database) const 
     }
     CSecureBinaryFileStorageProvider_SetChannelNumber(channel_);
     TraceCapture capture(keptRecords_);
-    Witness witness(database, capture);
+    Witness witness(database, capture, expected, provider_.format != nullptr && provider_.format->hasTexts);
     const QBFResult result = (provider->*operation)(location_, database.Handle(), channel_);
     StopIfInterrupted();
     std::vector<TraceRecord> trace = capture.Take();

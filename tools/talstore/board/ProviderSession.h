@@ -66,13 +66,14 @@ public:
     void KeepWholeTrace() { keptRecords_ = KeptRecords::All; }
 
     [[nodiscard]] StoreRun Store(host::Database& database) const;
-    /// @param bytes  Of the file; not looked at by a provider that has none.
-    [[nodiscard]] Run Retrieve(std::string_view bytes, host::Database& database) const;
+    /// @param bytes     Of the file; not looked at by a provider that has none.
+    /// @param expected  Null when nothing is known of the file.
+    [[nodiscard]] Run Retrieve(std::string_view bytes, host::Database& database, Expected* expected = nullptr) const;
 
 private:
     using Operation = QBFResult (*IStorageProvider::*)(StorageLocation, CDatabase*, unsigned long);
 
-    [[nodiscard]] Run Drive(Operation operation, host::Database& database) const;
+    [[nodiscard]] Run Drive(Operation operation, host::Database& database, Expected* expected) const;
 
     const ProviderInfo& provider_;
     StorageLocation location_;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "TypeTable.h"
+#include "board/Fillers.h"
 #include "board/Value.h"
 #include "common/Text.h"
 
@@ -30,26 +31,6 @@ void VisitObject(const host::Object& object, bool isWritable, const VariableVisi
             VisitObject(*nested, isObjectWritable, visit);
         }
     }
-}
-
-/// What a byte holds before the first retrieve. It is never the default, and unlike the opposite of a zero it is seldom
-/// found in a file.
-constexpr std::uint8_t FillerOf(std::uint8_t defaultByte) {
-    return defaultByte ^ 0xA5;
-}
-
-void SetToFiller(host::Variable& variable) {
-    const std::uint8_t* const bytes = variable.DefaultContent();
-    auto* const content = static_cast<std::uint8_t*>(variable.Content());
-    std::transform(bytes, bytes + variable.SizeInBytes(), content, FillerOf);
-}
-
-/// Whether every byte has been written: it may hold the filler because the file does, too, but then nobody knows.
-bool HoldsNoFiller(const host::Variable& variable) {
-    const std::uint8_t* const bytes = variable.DefaultContent();
-    const auto* const content = static_cast<const std::uint8_t*>(variable.Content());
-    return std::equal(bytes, bytes + variable.SizeInBytes(), content,
-                      [](std::uint8_t defaultByte, std::uint8_t byte) { return FillerOf(defaultByte) != byte; });
 }
 
 /// The message in one line.
@@ -101,13 +82,17 @@ public:
     }
 
 private:
-    /// Retrieves over fillers and, if some of these are left, once more over the defaults.
-    /// @return what the first retrieve left in each variable; nothing when it has written them all.
+    /// Retrieves over fillers and, if these do not tell what has been written, once more over the defaults.
+    /// @return what the first retrieve left in each variable; nothing when it tells all.
     std::vector<std::string> RetrieveOverFillers() {
-        VisitVariables(layout_, [](host::Variable& variable, bool /*isWritable*/) { SetToFiller(variable); });
-        report_.run = session_.Retrieve(file_.bytes, layout_);
+        Fillers fillers(layout_, format_);
+        if (format_ != nullptr && !format_->looksItemsUp) {
+            AvoidItemsInTheirPlaces(fillers);
+        }
+        Expected expected = {contents_, fillers};
+        report_.run = session_.Retrieve(file_.bytes, layout_, &expected);
         std::vector<std::string> values;
-        if (IsEveryByteWritten()) {
+        if (IsKnownWhatIsWritten(fillers)) {
             return values;
         }
         VisitVariables(layout_,
@@ -117,12 +102,46 @@ private:
         return values;
     }
 
-    [[nodiscard]] bool IsEveryByteWritten() const {
-        bool isWritten = true;
+    void AvoidItemsInTheirPlaces(Fillers& fillers) const {
+        std::size_t index = 0;
         VisitVariables(layout_, [&](const host::Variable& variable, bool /*isWritable*/) {
-            isWritten = isWritten && HoldsNoFiller(variable);
+            if (index < contents_.items.size()) {
+                fillers.Avoid(variable, contents_.items[index++]);
+            }
         });
-        return isWritten;
+    }
+
+    /// Gives the variables that nobody has looked up the defaults that a board has held all the time.
+    [[nodiscard]] bool IsKnownWhatIsWritten(const Fillers& fillers) {
+        std::vector<host::Variable*> filled;
+        VisitVariables(layout_, [&](host::Variable& variable, bool /*isWritable*/) {
+            if (fillers.AreIn(variable)) {
+                filled.push_back(&variable);
+            }
+        });
+        if (!IsNoneLookedUp(filled)) {
+            return false;
+        }
+        for (host::Variable* const variable : filled) {
+            variable->SetToDefault();
+        }
+        return true;
+    }
+
+    /// A provider that looks items up writes nothing else.
+    [[nodiscard]] bool IsNoneLookedUp(const std::vector<host::Variable*>& variables) const {
+        if (variables.empty()) {
+            return true;
+        }
+        std::vector<const host::Variable*> found;
+        for (const LookUp& lookUp : report_.run.seen.lookUps) {
+            found.push_back(lookUp.variable);
+        }
+        std::sort(found.begin(), found.end());
+        return format_ != nullptr && format_->looksItemsUp &&
+               std::none_of(variables.begin(), variables.end(), [&](const host::Variable* variable) {
+                   return std::binary_search(found.begin(), found.end(), variable);
+               });
     }
 
     // ---- Items
@@ -138,54 +157,69 @@ private:
     /// A provider that looks items up does so in the order in which the reader hands them on.
     void FollowLookUps() {
         const std::vector<LookUp>& lookUps = report_.run.seen.lookUps;
-        std::vector<bool> isFollowed(report_.items.size());
-        for (std::size_t i = 0; i < lookUps.size() && i < contents_.handedOn.size(); ++i) {
-            const std::size_t end = i + 1 < lookUps.size() ? lookUps[i + 1].firstRecord : report_.run.trace.size();
-            const std::size_t index = contents_.handedOn[i];
-            report_.items[index] = Follow(lookUps[i], end, contents_.items[index]);
-            isFollowed[index] = true;
+        for (ItemReport& item : report_.items) {
+            item.reason = "the reader does not take it";
         }
-        for (std::size_t i = 0; i < report_.items.size(); ++i) {
-            if (!isFollowed[i]) {
-                report_.items[i].reason = "the reader does not take it";
+        auto unregisteredPath = report_.run.seen.unregisteredPaths.begin();
+        for (std::size_t i = 0; i < lookUps.size() && i < contents_.handedOn.size(); ++i) {
+            ItemReport& report = report_.items[contents_.handedOn[i]];
+            report = {};
+            report.variable = lookUps[i].variable;
+            if (report.variable == nullptr) {
+                report.unregisteredPath = *unregisteredPath++;
+                report.reason = UnregisteredReason(report.unregisteredPath);
+            } else {
+                report.fate = FateOf(i);
+                report.reason = report.fate == Fate::Refused ? RefusedReason(i) : "";
+            }
+            listEmptiedAt_ = report.variable == nullptr ? listEmptiedAt_ : ItemOf(i).listEnd;
+        }
+    }
+
+    [[nodiscard]] const StoredItem& ItemOf(std::size_t lookUp) const {
+        return contents_.items[contents_.handedOn[lookUp]];
+    }
+
+    /// What becomes of an item whose variable has been found.
+    [[nodiscard]] Fate FateOf(std::size_t lookUp) {
+        const bool isMarked = report_.run.seen.lookUps[lookUp].isMarked;
+        if (isMarked || !format_->hasTexts) {
+            return isMarked ? Fate::Taken : Fate::Refused;
+        }
+        // The first failure keeps all variables after it from being marked, whether they are taken or not.
+        const bool isFirstFailure = !hasFailed_ && lookUp < contents_.handedOnInTime;
+        hasFailed_ = true;
+        return isFirstFailure || IsRefused(lookUp) ? Fate::Refused : Fate::Dropped;
+    }
+
+    /// Whether a board refuses the text, or the elements in its list, for the type of the variable.
+    [[nodiscard]] bool IsRefused(std::size_t lookUp) const {
+        const LookUp& seen = report_.run.seen.lookUps[lookUp];
+        const host::TypeInfo* const type = host::FindType(seen.variable->Type());
+        if (type == nullptr || type->code == VARIABLE_TYPE_OBJECT) {
+            return true;
+        }
+        const StoredItem& item = ItemOf(lookUp);
+        const std::uint32_t texts = type->isArray ? item.listEnd - std::max(item.listBegin, listEmptiedAt_) : 1;
+        return type->kind == host::TypeKind::Bool && seen.setWords < std::min(texts, seen.variable->ElementCount());
+    }
+
+    [[nodiscard]] std::string RefusedReason(std::size_t lookUp) const {
+        const std::uint32_t size = report_.run.seen.lookUps[lookUp].variable->SizeInBytes();
+        if (format_->comparesSizes && ItemOf(lookUp).bytes.size() != size) {
+            return Count(ItemOf(lookUp).bytes.size(), "byte") + " in the file, " + std::to_string(size) +
+                   " in the layout";
+        }
+        const auto& lookUps = report_.run.seen.lookUps;
+        const auto& trace = report_.run.trace;
+        const std::size_t end = lookUp + 1 < lookUps.size() ? lookUps[lookUp + 1].firstRecord : trace.size();
+        // The first failure is the cause; those after it pass it on.
+        for (std::size_t i = lookUps[lookUp].firstRecord; i < end; ++i) {
+            if (QBF_IsFailure(trace[i].code)) {
+                return Reason(trace[i].message);
             }
         }
-    }
-
-    [[nodiscard]] ItemReport Follow(const LookUp& lookUp, std::size_t endOfRecords, const StoredItem& item) const {
-        if (lookUp.variable == nullptr) {
-            return {Fate::Ignored, lookUp.Path(), nullptr, UnregisteredReason(lookUp.Path())};
-        }
-        if (lookUp.isMarked) {
-            return {Fate::Taken, {}, lookUp.variable, {}};
-        }
-        const bool isAnotherSize = format_->comparesSizes && item.bytes.size() != lookUp.variable->SizeInBytes();
-        if (isAnotherSize) {
-            return {Fate::Refused,
-                    {},
-                    lookUp.variable,
-                    Count(item.bytes.size(), "byte") + " in the file, " +
-                        std::to_string(lookUp.variable->SizeInBytes()) + " in the layout"};
-        }
-        const TraceRecord* const failure = FailureOf(lookUp, endOfRecords);
-        return {failure == nullptr ? Fate::Dropped : Fate::Refused,
-                {},
-                lookUp.variable,
-                failure == nullptr ? "" : Reason(failure->message)};
-    }
-
-    /// @return the failure that kept the variable from being marked; null when none is reported before the next
-    ///         look-up. In a document only that of the operation that has looked it up counts, since the elements after
-    ///         it fail in others.
-    [[nodiscard]] const TraceRecord* FailureOf(const LookUp& lookUp, std::size_t endOfRecords) const {
-        const auto begin = report_.run.trace.begin() + static_cast<std::ptrdiff_t>(lookUp.firstRecord);
-        const auto end = report_.run.trace.begin() + static_cast<std::ptrdiff_t>(endOfRecords);
-        const auto isFailure = [](const TraceRecord& record) { return QBF_IsFailure(record.code); };
-        const bool hasFailed = std::any_of(begin, end, [&](const TraceRecord& record) {
-            return isFailure(record) && (format_->comparesSizes || record.operation == lookUp.operation);
-        });
-        // The first one is the cause; those after it pass it on.
-        return hasFailed ? &*std::find_if(begin, end, isFailure) : nullptr;
+        return {};
     }
 
     /// A raw image has one item per variable, as far as it reaches.
@@ -365,6 +399,8 @@ private:
     const StoredContents& contents_;
     host::Database& layout_;
     RestoreReport report_;
+    bool hasFailed_ = false;           ///< Whether the reader marks nothing any more.
+    std::uint32_t listEmptiedAt_ = 0;  ///< Of all elements in the document, how many have left the reader's list.
 };
 
 }  // namespace

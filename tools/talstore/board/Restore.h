@@ -78,8 +78,8 @@ struct RestoreReport {
     [[nodiscard]] bool IsClean() const;
 };
 
-/// Retrieves the file over values that are not the defaults, so that whatever the file does not set shows; a second
-/// time if something does.
+/// Retrieves the file over values that are neither the defaults nor in the file, so that whatever the file does not set
+/// shows; a second time if something does.
 /// @param session   Of a provider of the file's format.
 /// @param contents  Of the file.
 /// @param layout    Holds afterwards what a board that held its defaults holds; retrieved marks included.

@@ -61,7 +61,6 @@ struct TraceLibrary {
         if (activeCapture == nullptr) {
             return;
         }
-        activeCapture->lastOperation_ = site.operationName;
         if (*activeCapture->firstOperation_ == '\0') {
             activeCapture->firstOperation_ = site.operationName;
         }

@@ -29,9 +29,8 @@ public:
     TraceCapture(const TraceCapture&) = delete;
     TraceCapture& operator=(const TraceCapture&) = delete;
 
-    /// The operations that traced the first and the last record, kept or not; empty before the first one.
+    /// The operation that traced the first record, kept or not; empty before it.
     [[nodiscard]] const char* FirstOperation() const { return firstOperation_; }
-    [[nodiscard]] const char* LastOperation() const { return lastOperation_; }
     /// How many records it has kept.
     [[nodiscard]] std::size_t RecordCount() const { return records_.size(); }
     [[nodiscard]] std::vector<TraceRecord> Take() { return std::move(records_); }
@@ -44,7 +43,6 @@ private:
     TraceRecord open_ = {};
     bool isOpenKept_ = false;
     const char* firstOperation_ = "";
-    const char* lastOperation_ = "";
     int thresholdBefore_;
 };
 

@@ -251,6 +251,21 @@ bool IsValueOfTexts(VariableType type, std::string_view bytes, const std::vector
     });
 }
 
+bool IsElementOfTexts(VariableType type, const void* element, std::size_t offset,
+                      const std::vector<std::string>& texts) {
+    const host::TypeInfo* const info = TypeWithElements(type);
+    if (info == nullptr) {
+        // What follows a text is filled with NUL.
+        const std::string_view text = texts.empty() ? std::string_view() : texts.front();
+        return *static_cast<const char*>(element) == (offset < text.size() ? text[offset] : '\0');
+    }
+    const std::size_t index = offset / info->elementSize;
+    return index < texts.size() && host::VisitElementType(*info, [&](auto zero) {
+               using Type = decltype(zero);
+               return Element<Type>::IsText(host::ReadElement<Type>(element), texts[index]);
+           });
+}
+
 bool AreSameInXml(VariableType type, std::string_view first, std::string_view second) {
     const host::TypeInfo* const info = TypeWithElements(type);
     if (info == nullptr) {

@@ -3,6 +3,7 @@
 #ifndef TALSTORE_VALUE_H
 #define TALSTORE_VALUE_H
 
+#include <cstddef>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
@@ -24,6 +25,11 @@ using tools::ValueText;
 /// Whether the content is what an XML document says, element by element; elements that either side has too many of are
 /// not compared.
 [[nodiscard]] bool IsValueOfTexts(VariableType type, std::string_view bytes, const std::vector<std::string>& texts);
+
+/// Whether the element at `offset` in a variable's content is the one that a document has in this place.
+/// @param element  Its bytes.
+[[nodiscard]] bool IsElementOfTexts(VariableType type, const void* element, std::size_t offset,
+                                    const std::vector<std::string>& texts);
 
 /// What the XML writer makes of two values of the type is the same: reals have seven digits, a BOOL is true or false,
 /// a string ends at its NUL.

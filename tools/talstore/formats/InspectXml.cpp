@@ -201,6 +201,7 @@ private:
 
     void EndElement(const char* name) {
         const std::string_view element = name;
+        listEnd_ += element == "element" ? 1 : 0;
         if (element == "region") {
             openNodes_.pop_back();
         } else if (element == "object") {
@@ -301,10 +302,12 @@ private:
                        (isInTooManyObjects ? Count(depth_, "object") : Count(openItems_.size(), "variable")) +
                        ", at most " + std::to_string(isInTooManyObjects ? kDeepestXmlObject : kMostOuterVariables) +
                        " are supported: it is not restored, and the retrieve fails");
+            contents_.handedOnInTime = std::min(contents_.handedOnInTime, contents_.handedOn.size());
         }
     }
 
     void StartArray() {
+        listBegin_ = listEnd_;
         if (!openItems_.empty()) {
             contents_.items[openItems_.back().index].isArray = true;
         }
@@ -345,6 +348,8 @@ private:
         }
         item.path = levels_[depth_].path + '/' + open.name;
         item.isHandedOn = true;
+        item.listBegin = listBegin_;
+        item.listEnd = listEnd_;
         contents_.handedOn.push_back(open.index);
         const auto [first, isNew] = firstPlaces_.emplace(item.path, item.place);
         if (!isNew) {
@@ -384,6 +389,8 @@ private:
     std::vector<OpenItem> openItems_;
     /// Per open object and object element: the array whose element an object right here is.
     std::vector<std::size_t> arraysOfElements_;
+    std::uint32_t listBegin_ = 0;
+    std::uint32_t listEnd_ = 0;
     bool keepsText_ = false;
     const char* interruption_ = nullptr;
     std::string_view document_;

@@ -42,6 +42,10 @@ struct StoredItem {
     bool isArray = false;
     bool holdsObjects = false;
     bool isHandedOn = false;  ///< Whether the reader looks it up at all.
+    /// Of all elements in the document, which ones the reader has in its list when it looks the item up, unless it has
+    /// emptied the list in between.
+    std::uint32_t listBegin = 0;
+    std::uint32_t listEnd = 0;
 };
 
 struct StoredContents {
@@ -49,6 +53,8 @@ struct StoredContents {
     std::vector<StoredItem> items;  ///< In the order in which they begin in the file.
     /// Indices of the items that the reader looks up, in its order.
     std::vector<std::size_t> handedOn;
+    /// How many of them come before the first variable that is nested too deep, after which the reader marks nothing.
+    std::size_t handedOnInTime = kNone;
     std::vector<Finding> findings;
     bool isWhole = true;  ///< False when a reader stops before the end of the file.
 };
