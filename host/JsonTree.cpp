@@ -162,7 +162,13 @@ void JsonTree::Builder::Describe(const Json& value, int depth) {
 
 JsonTree JsonTree::Parse(std::string_view text) {
     Builder builder;
-    json::sax_parse(text.begin(), text.end(), &builder);
+    try {
+        json::sax_parse(text.begin(), text.end(), &builder);
+    } catch (const json::parse_error& error) {
+        throw NoJson(error.byte == 0 ? 0 : error.byte - 1);
+    } catch (const json::out_of_range&) {
+        throw NumberTooLarge();
+    }
     return builder.Take();
 }
 

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,7 +19,18 @@ class JsonTree {
 public:
     class Value;
 
-    /// Throws nlohmann::json::parse_error, or nlohmann::json::out_of_range for a number beyond any double.
+    /// What is to be parsed is no JSON from `offset` on.
+    struct NoJson : std::runtime_error {
+        explicit NoJson(std::size_t place) : std::runtime_error("no JSON"), offset(place) {}
+
+        std::size_t offset;
+    };
+    /// It has a number beyond any double.
+    struct NumberTooLarge : std::runtime_error {
+        NumberTooLarge() : std::runtime_error("a number is too large") {}
+    };
+
+    /// Throws NoJson or NumberTooLarge.
     [[nodiscard]] static JsonTree Parse(std::string_view text);
     [[nodiscard]] static JsonTree From(const nlohmann::json& value);
     [[nodiscard]] static JsonTree From(const nlohmann::ordered_json& value);
