@@ -95,6 +95,18 @@ std::string Printable(std::string_view text) {
     return Escaped(text, {});
 }
 
+std::string ValidUtf8(std::string_view text) {
+    constexpr char kReplacement[] = "\uFFFD";
+    std::string valid;
+    valid.reserve(text.size());
+    while (!text.empty()) {
+        const std::size_t length = CharacterLength(text);
+        valid += length == 0 ? kReplacement : text.substr(0, length);
+        text.remove_prefix(std::max<std::size_t>(length, 1));
+    }
+    return valid;
+}
+
 bool EndsInsideCharacter(std::string_view text) {
     constexpr std::size_t kLongestCharacter = 4;
     for (std::size_t length = 1; length < kLongestCharacter && length <= text.size(); ++length) {

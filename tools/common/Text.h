@@ -14,6 +14,9 @@ namespace tal::tools {
 ///         UTF-8, replaced by \n, \t or \xNN.
 [[nodiscard]] std::string Printable(std::string_view text);
 
+/// The text with U+FFFD for each byte that is not UTF-8.
+[[nodiscard]] std::string ValidUtf8(std::string_view text);
+
 /// Whether the last character of a UTF-8 text lacks some of its bytes.
 [[nodiscard]] bool EndsInsideCharacter(std::string_view text);
 

@@ -37,7 +37,7 @@ int main(int argc, char** argv) {
     tal::talstore::RememberInterrupts();
     const bool isTerminal = isatty(STDOUT_FILENO) != 0;
     const tal::talstore::Console console = {std::cout, std::cerr, isTerminal && WantsColour(),
-                                            isTerminal ? TerminalWidth() : 0};
+                                            isTerminal ? TerminalWidth() : 0, isatty(STDERR_FILENO) != 0};
     const int status = tal::talstore::RunTalstore({argv + 1, argv + argc}, console);
     std::cout.flush();
     if (isPipeBroken != 0) {

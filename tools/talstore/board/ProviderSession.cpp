@@ -114,6 +114,11 @@ ProviderSession::ProviderSession(const ProviderInfo& provider, StorageLocation l
     std::filesystem::create_directory(filesPath_);
 }
 
+ProviderSession::~ProviderSession() {
+    std::error_code ignored;
+    std::filesystem::remove(filesPath_ / fileName_, ignored);
+}
+
 StoreRun ProviderSession::Store(host::Database& database) const {
     const std::filesystem::path file = filesPath_ / fileName_;
     std::filesystem::remove(file);

@@ -58,6 +58,10 @@ public:
     /// @param fileName  The user's file, whose last part the provider and its trace get to see.
     ProviderSession(const ProviderInfo& provider, StorageLocation location, std::uint32_t channel,
                     std::string_view fileName);
+    /// Takes the file away.
+    ~ProviderSession();
+    ProviderSession(const ProviderSession&) = delete;
+    ProviderSession& operator=(const ProviderSession&) = delete;
 
     [[nodiscard]] const ProviderInfo& Provider() const { return provider_; }
     [[nodiscard]] std::uint32_t Channel() const { return channel_; }

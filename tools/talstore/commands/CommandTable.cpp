@@ -89,6 +89,9 @@ Options DriveOf(DriveOptions& drive) {
             JsonOption(drive.asJson)};
 }
 
+constexpr std::uint32_t kMostJobs = 1024;
+constexpr std::uint32_t kLongestTimeout = 86400;
+
 constexpr char kFileHelp[] = "A storage file; - is standard input";
 constexpr char kFilesHelp[] = "One or more storage files; - is standard input";
 constexpr char kOutputHelp[] = "The file to write; - is standard output";
@@ -146,6 +149,49 @@ CommandInfo CheckRow(CheckOptions& options) {
         "  talstore check unit.bin --layout board.json --all\n",
         "",
         [&](const Console& console) { return Check(options, console); }};
+}
+
+CommandInfo SurveyRow(SurveyOptions& options) {
+    OptionInfo null = {"--null", nullptr, "The names in LIST end with a NUL each, as find -print0 writes them",
+                       &options.endsWithNul};
+    null.shortName = "-0";
+    return {"survey",
+            "Find what boards with a layout would lose of many files, in how many of them",
+            {{"PATH", "Storage files, and folders that hold some", &options.paths, false}},
+            Joined(CommonOf(options.common, true),
+                   {{"--channel-from", "REGEX",
+                     "Where in a file's name its channel stands: an extended regular expression, whose first group, or "
+                     "else all that it matches, is the number",
+                     &options.channelPattern},
+                    {"--files-from", "LIST", "A file with more paths, one in a line; - is standard input",
+                     &options.listName, Offer::Files},
+                    null,
+                    {"--jobs",
+                     "N",
+                     "The number of processes that read files; one per core unless given",
+                     &options.jobs,
+                     Offer::Words,
+                     false,
+                     {},
+                     1,
+                     kMostJobs},
+                    {"--timeout",
+                     "SECONDS",
+                     "How long one file may take, 60 unless given",
+                     &options.timeout,
+                     Offer::Words,
+                     false,
+                     {},
+                     1,
+                     kLongestTimeout}}),
+            "  talstore survey returned/ --layout new.json     what would an upgrade lose?\n"
+            "  find returned -name '*.sbin' -print0 |\n"
+            "      talstore survey --files-from - -0 --layout new.json --json\n"
+            "  talstore survey returned/ --layout new.json --channel-from 'ch([0-9]+)'\n",
+            "The exit status is 1 when a unit loses something, and 2 when a file cannot be read. After Ctrl-C what is "
+            "done is told, and marked as incomplete. Folders are walked for regular files. A file that is neither "
+            "recognised nor named as a raw image cannot be read, unless --format says what all files are.",
+            [&](const Console& console) { return Survey(options, console); }};
 }
 
 OptionInfo FormatOfSideOption(const char* name, const char* side, std::string& target) {
@@ -300,11 +346,11 @@ CommandInfo CompleteRow(CompleteOptions& options) {
 }  // namespace
 
 std::vector<CommandInfo> Commands(Arguments& arguments) {
-    return {ShowRow(arguments.show),        GetRow(arguments.get),           SetRow(arguments.set),
-            CheckRow(arguments.check),      DiffRow(arguments.diff),         ConvertRow(arguments.convert),
-            StoreRow(arguments.store),      RetrieveRow(arguments.retrieve), BoardRow(arguments.board),
-            LayoutRow(arguments.layout),    ExplainRow(arguments.explain),   HelpRow(arguments.help),
-            CompleteRow(arguments.complete)};
+    return {ShowRow(arguments.show),       GetRow(arguments.get),          SetRow(arguments.set),
+            CheckRow(arguments.check),     SurveyRow(arguments.survey),    DiffRow(arguments.diff),
+            ConvertRow(arguments.convert), StoreRow(arguments.store),      RetrieveRow(arguments.retrieve),
+            BoardRow(arguments.board),     LayoutRow(arguments.layout),    ExplainRow(arguments.explain),
+            HelpRow(arguments.help),       CompleteRow(arguments.complete)};
 }
 
 const CommandInfo* FindCommand(const std::vector<CommandInfo>& commands, std::string_view name) {

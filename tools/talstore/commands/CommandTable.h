@@ -66,6 +66,7 @@ struct Arguments {
     GetOptions get;
     SetOptions set;
     CheckOptions check;
+    SurveyOptions survey;
     DiffOptions diff;
     ConvertOptions convert;
     StoreOptions store;

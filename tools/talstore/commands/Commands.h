@@ -49,6 +49,17 @@ struct CheckOptions {
 };
 int Check(const CheckOptions& options, const Console& console);
 
+struct SurveyOptions {
+    CommonOptions common;
+    std::vector<std::string> paths;  ///< Of files and folders.
+    std::string listName;            ///< Of a file with more of them; empty for none.
+    bool endsWithNul = false;        ///< What ends a name in that list; otherwise a newline.
+    std::string channelPattern;      ///< Finds the channel in a file's name; empty: common.channel.
+    std::uint32_t jobs = 0;          ///< Processes; 0: as many as there are cores.
+    std::uint32_t timeout = 60;      ///< For one file, in seconds.
+};
+int Survey(const SurveyOptions& options, const Console& console);
+
 /// What the commands take that drive one provider.
 struct DriveOptions {
     bool asJson = false;

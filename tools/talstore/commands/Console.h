@@ -20,7 +20,8 @@ struct Console {
     std::ostream& out;
     std::ostream& err;
     bool hasColour = false;
-    std::size_t width = 0;  ///< Columns of the terminal; 0 when `out` is none, and lines are as long as they are.
+    std::size_t width = 0;       ///< Columns of the terminal; 0 when `out` is none, and lines are as long as they are.
+    bool showsProgress = false;  ///< Whether `err` is a terminal.
 };
 
 }  // namespace tal::talstore

@@ -31,9 +31,13 @@ void RememberInterrupts() {
     }
 }
 
+int InterruptingSignal() {
+    return rememberedSignal;
+}
+
 void StopIfInterrupted() {
-    if (rememberedSignal != 0) {
-        throw Interrupted{rememberedSignal};
+    if (InterruptingSignal() != 0) {
+        throw Interrupted{InterruptingSignal()};
     }
 }
 

@@ -13,6 +13,9 @@ struct Interrupted {
 /// From now on SIGINT, SIGTERM and SIGHUP are remembered; a second one ends the process at once.
 void RememberInterrupts();
 
+/// @return the signal that was remembered; 0 when there was none.
+[[nodiscard]] int InterruptingSignal();
+
 /// Throws Interrupted when there was one.
 void StopIfInterrupted();
 

@@ -5,14 +5,15 @@
 
 namespace tal::talstore {
 
+std::optional<Format> FormatToRetrieve(std::string_view bytes, std::string_view name) {
+    const std::optional<Format> format = RecogniseFormat(bytes, name);
+    return !format && bytes.empty() ? Format::Secure : format;
+}
+
 StorageFile LoadStorageFile(const std::string& name, std::optional<Format> format, bool hasLayout) {
     std::string bytes = ReadWholeFile(name);
     if (!format) {
-        format = RecogniseFormat(bytes, name);
-    }
-    // Whatever it is called, nothing can be restored from it.
-    if (!format && bytes.empty()) {
-        format = Format::Secure;
+        format = FormatToRetrieve(bytes, name);
     }
     if (!format && hasLayout) {
         format = Format::Binary;

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "ReferenceHost.h"
 #include "formats/Formats.h"
@@ -16,6 +17,10 @@ struct StorageFile {
     std::string bytes;
     Format format;
 };
+
+/// Of a file that is to be retrieved: as RecogniseFormat, and an empty one is taken for a secure file, since nothing
+/// can be restored from it whatever it is called.
+[[nodiscard]] std::optional<Format> FormatToRetrieve(std::string_view bytes, std::string_view name);
 
 /// @param format     As the user gave it, or to be recognised.
 /// @param hasLayout  Whatever is not recognised is taken for a binary file when there is a layout.

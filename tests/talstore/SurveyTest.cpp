@@ -1,0 +1,400 @@
+/// What many files have in common, counted as single checks of them count it.
+
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <map>
+#include <random>
+#include <set>
+#include <sstream>
+
+#include "Support.h"
+#include "commands/CommandLine.h"
+#include "commands/ProgressBar.h"
+
+namespace tal::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<nlohmann::json> RecordsIn(const std::string& lines) {
+    std::vector<nlohmann::json> records;
+    std::istringstream stream(lines);
+    for (std::string line; std::getline(stream, line);) {
+        records.push_back(nlohmann::json::parse(line));
+    }
+    return records;
+}
+
+class SurveyFiles : public StorageFiles {
+protected:
+    /// Units of a board whose u32 was a U16, which had no real, and a name for its text that is gone.
+    SurveyFiles() {
+        fs::create_directories("units/more");
+        WriteFile("units/a.sbin", Record("R/O/u8", "\x01") + Record("R/O/u32", "\x01\x02"));
+        WriteFile("units/b.sbin", Record("R/O/u8", "\x01") + Record("R/O/u32", "\x01\x02") + Record("R/O/label", "x"));
+        WriteFile("units/more/c.xml", Document("<region name = \"R\"><object name = \"O\">" +
+                                               Variable("u8", "U8", "300") + "</object></region>"));
+        StoreFile("units/more/d.sbin");
+    }
+
+    static Ended Survey(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "survey");
+        arguments.insert(arguments.end(), {"--layout", "layout.json"});
+        return Talstore(arguments);
+    }
+};
+
+TEST_F(SurveyFiles, AreCountedPerVariableAndKindOfLoss) {
+    const Ended ended = Survey({"units"});
+    EXPECT_EQ(
+        ended.out,
+        "4 files for a board with layout.json: 1 unit loses nothing, 3 units lose something, 0 files cannot be "
+        "read\n"
+        "\n"
+        "LOSS       PATH        UNITS  SHARE   REASON                                EXAMPLES\n"
+        "defaulted  R/O/N/deep  3      75.0 %  not in the file                       units/a.sbin, units/b.sbin, "
+        "units/more/c.xml\n"
+        "defaulted  R/O/flag    3      75.0 %  not in the file                       units/a.sbin, units/b.sbin, "
+        "units/more/c.xml\n"
+        "defaulted  R/O/list    3      75.0 %  not in the file                       units/a.sbin, units/b.sbin, "
+        "units/more/c.xml\n"
+        "defaulted  R/O/real    3      75.0 %  not in the file                       units/a.sbin, units/b.sbin, "
+        "units/more/c.xml\n"
+        "defaulted  R/O/text    3      75.0 %  not in the file                       units/a.sbin, units/b.sbin, "
+        "units/more/c.xml\n"
+        "refused    R/O/u32     2      50.0 %  2 bytes in the file, 4 in the layout  units/a.sbin, units/b.sbin\n"
+        "changed    R/O/u8      1      25.0 %  comes back as another value           units/more/c.xml (comes back "
+        "as 44)\n"
+        "defaulted  R/O/u32     1      25.0 %  not in the file                       units/more/c.xml\n"
+        "ignored    R/O/label   1      25.0 %  not in the layout                     units/b.sbin\n");
+    EXPECT_EQ(ended.err, "");
+    EXPECT_EQ(ended.status, 1);
+}
+
+TEST_F(SurveyFiles, ThatLoseNothingEndWithStatus0) {
+    const Ended ended = Survey({"units/more/d.sbin"});
+    EXPECT_EQ(ended.out,
+              "1 file for a board with layout.json: 1 unit loses nothing, 0 units lose something, 0 files cannot be "
+              "read\n");
+    EXPECT_EQ(ended.status, 0);
+}
+
+TEST_F(SurveyFiles, ThatCannotBeReadAreCountedByTheirReason) {
+    WriteFile("units/notes.txt", "hello");
+    WriteFile("units/readme", "hello");
+    const Ended ended = Survey({"units", "absent.sbin"});
+    EXPECT_THAT(
+        ended.out,
+        testing::HasSubstr("cannot be read  2 files  neither an XML document nor a secure binary file; --format says "
+                           "what a raw or a damaged file is  units/notes.txt, units/readme\n"));
+    EXPECT_THAT(ended.out, testing::HasSubstr("cannot be read  1 file   No such file or directory"));
+    EXPECT_EQ(ended.status, 2);
+}
+
+TEST_F(SurveyFiles, ThatAReaderDoesNotFinishAreDamaged) {
+    WriteFile("cut.sbin", ReadFile("units/more/d.sbin").substr(0, 130));
+    WriteFile("tail.sbin", ReadFile("units/more/d.sbin") + "\xEF");
+    const Ended ended = Survey({"tail.sbin", "cut.sbin"});
+    EXPECT_THAT(ended.out, testing::HasSubstr("2 files for a board with layout.json: 0 units lose nothing, 2 units"));
+    EXPECT_THAT(ended.out, testing::HasSubstr("damaged  2 units  not read to the end  cut.sbin ("));
+    EXPECT_EQ(ended.status, 1);
+}
+
+TEST_F(SurveyFiles, ThatDoNotParseHaveTheirVariablesLeftInOneLine) {
+    WriteFile("cut.xml", Document("").substr(0, 60));
+    EXPECT_THAT(Survey({"cut.xml"}).out,
+                testing::HasSubstr(
+                    "left  8 variables  1      100.0 %  the board gives up before it sets the defaults  cut.xml\n"));
+}
+
+TEST_F(SurveyFiles, AreTakenOnceInTheOrderOfTheirNames) {
+    WriteFile("list", "units/more/d.sbin\n\nunits/a.sbin\n");
+    std::vector<std::string> names;
+    for (const nlohmann::json& record :
+         RecordsIn(Survey({"units/more", "--files-from", "list", "units/a.sbin", "--json"}).out)) {
+        if (record["record"] == "file") {
+            names.push_back(record["file"]);
+        }
+    }
+    EXPECT_THAT(names, testing::ElementsAre("units/a.sbin", "units/more/c.xml", "units/more/d.sbin"));
+}
+
+TEST_F(SurveyFiles, AreNamedInAListThatNulsSeparate) {
+    WriteFile("new\nline.sbin", "");
+    WriteFile("list", std::string("new\nline.sbin\0units/a.sbin\0", 27));
+    EXPECT_THAT(Survey({"--files-from", "list", "-0"}).out, testing::StartsWith("2 files for a board"));
+    EXPECT_THAT(Survey({"--files-from", "list"}).out, testing::HasSubstr("2 files cannot be read"));
+}
+
+TEST_F(SurveyFiles, AreNamedOnStandardInput) {
+    WriteFile("list", "units/a.sbin\n");
+    EXPECT_THAT(TalstoreProcess("survey --files-from - --layout layout.json < list").out,
+                testing::StartsWith("1 file for a board"));
+}
+
+TEST_F(SurveyFiles, AreWhatTheFormatSaysWhereTheirContentDoesNotTell) {
+    StoreFile("raw.bin");
+    fs::rename("raw.bin", "raw");
+    EXPECT_EQ(Survey({"raw"}).status, 2);
+    EXPECT_EQ(Survey({"raw", "--format", "binary"}).status, 0);
+}
+
+TEST_F(SurveyFiles, HaveTheChannelOfTheirNames) {
+    WriteFile("channel.json", R"({"regions": [{"name": "R", "objects": [{"name": "Channel.2.O", "variables": [
+        {"name": "v", "type": "U8"}]}]}]})");
+    for (const std::string name : {"unit-ch2.sbin", "unit-ch3.sbin", "unit.sbin"}) {
+        WriteFile(name, Record("R/Channel.X.O/v", "\x07"));
+    }
+    const auto survey = [](const std::string& name, const std::string& pattern) {
+        return Talstore({"survey", name, "--layout", "channel.json", "--channel-from", pattern});
+    };
+    EXPECT_EQ(survey("unit-ch2.sbin", "ch([0-9]+)").status, 0);
+    EXPECT_EQ(survey("unit-ch2.sbin", "[0-9]").status, 0);
+    EXPECT_EQ(survey("unit-ch3.sbin", "ch([0-9]+)").status, 1);
+    EXPECT_THAT(survey("unit.sbin", "ch([0-9]+)").out,
+                testing::HasSubstr("--channel-from matches nothing in its name"));
+    EXPECT_THAT(survey("unit-ch2.sbin", "ch").out,
+                testing::HasSubstr("--channel-from gives \"ch\", which is no channel"));
+    EXPECT_THAT(survey("unit.sbin", "(").err, testing::StartsWith("talstore: --channel-from \"(\": "));
+}
+
+TEST_F(SurveyFiles, AreNeededAndALayoutToo) {
+    fs::create_directory("empty");
+    EXPECT_THAT(Survey({}).err, testing::StartsWith("talstore: PATH or --files-from is needed\nusage: "));
+    EXPECT_EQ(Survey({"empty"}).err, "talstore: there is no file to survey\n");
+    EXPECT_THAT(Talstore({"survey", "units"}).err, testing::StartsWith("talstore: --layout is missing\n"));
+}
+
+TEST_F(SurveyFiles, GiveARecordEachAndOnePerLossAndASummary) {
+    const std::vector<nlohmann::json> records = RecordsIn(Survey({"units/a.sbin", "absent", "--json"}).out);
+    ASSERT_EQ(records.size(), 9U);
+    EXPECT_EQ(records[0], nlohmann::json::parse(R"({"schema": "talstore/survey/1", "record": "file", "file": "absent",
+        "problem": "No such file or directory"})"));
+    EXPECT_EQ(records[1], nlohmann::json::parse(R"({"schema": "talstore/survey/1", "record": "file",
+        "file": "units/a.sbin", "format": "secure", "size": 58, "channel": 0, "damage": "", "losses": 6,
+        "counts": {"restored": 1, "changed": 0, "partly": 0, "refused": 1, "defaulted": 5, "read-only": 1, "left": 0}})"));
+    EXPECT_EQ(records[2], nlohmann::json::parse(R"({"schema": "talstore/survey/1", "record": "loss",
+        "file": "units/a.sbin", "kind": "refused", "path": "R/O/u32", "reason": "2 bytes in the file, 4 in the layout",
+        "bytesInFile": 2, "bytesInLayout": 4})"));
+    const nlohmann::json& summary = records.back();
+    EXPECT_EQ(summary["record"], "summary");
+    EXPECT_EQ(summary["complete"], true);
+    EXPECT_EQ(summary["files"], 2);
+    EXPECT_EQ(summary["unreadable"], 1);
+    EXPECT_EQ(summary["problems"], nlohmann::json::parse(R"([{"reason": "No such file or directory", "files": 1,
+        "examples": [{"file": "absent"}]}])"));
+    EXPECT_EQ(summary["losses"][5], nlohmann::json::parse(R"({"kind": "refused", "path": "R/O/u32",
+        "reason": "2 bytes in the file, 4 in the layout", "bytesInFile": 2, "bytesInLayout": 4, "units": 1,
+        "share": 1.0, "examples": [{"file": "units/a.sbin"}]})"));
+}
+
+TEST_F(SurveyFiles, AreCountedWithoutEndAndShowThreeExamples) {
+    for (const std::string name : {"e", "f", "g"}) {
+        WriteFile("units/" + name + ".sbin", ReadFile("units/a.sbin"));
+    }
+    EXPECT_THAT(Survey({"units"}).out,
+                testing::HasSubstr("refused    R/O/u32     5      71.4 %  2 bytes in the file, 4 in the layout  "
+                                   "units/a.sbin, units/b.sbin, units/e.sbin, ...\n"));
+}
+
+TEST_F(SurveyFiles, WithNamesAndPathsThatAreNotUtf8GiveValidRecords) {
+    WriteFile("\xFF.sbin", Record("R/\xFE", "x"));
+    const std::vector<nlohmann::json> records = RecordsIn(Survey({"\xFF.sbin", "--json"}).out);
+    EXPECT_EQ(records.at(0)["file"], "\uFFFD.sbin");
+    EXPECT_EQ(records.at(records.size() - 2)["path"], "R/\uFFFD");
+}
+
+TEST_F(SurveyFiles, ThatHangAreUnreadableAndTheOthersAreRead) {
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    const Ended ended = Survey({"units", "pipe", "--timeout", "1", "--jobs", "1"});
+    EXPECT_THAT(ended.out, testing::StartsWith("5 files for a board with layout.json: 1 unit loses nothing, 3 units"));
+    EXPECT_THAT(ended.out, testing::HasSubstr("cannot be read  1 file  reading it took longer than 1 s  pipe\n"));
+}
+
+TEST_F(SurveyFiles, ThatAreDoneWhenItIsInterruptedAreTold) {
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    fs::create_directory("temporary");
+    WriteFile("script",
+              "export TMPDIR=$PWD/temporary\n"
+              "timeout --signal=INT --preserve-status 1 \"$@\" > answer\n");
+    const int ended =
+        std::system("bash script " TALSTORE_COMMAND " survey pipe a.sbin absent --jobs 1 --layout layout.json");
+    EXPECT_EQ(WEXITSTATUS(ended), 130);
+    EXPECT_THAT(ReadFile("answer"), testing::StartsWith("incomplete: 2 files for a board with layout.json: "));
+    EXPECT_TRUE(fs::is_empty("temporary"));
+}
+
+TEST_F(SurveyFiles, LeaveNothingInTheTemporaryDirectory) {
+    fs::create_directory("temporary");
+    setenv("TMPDIR", fs::absolute("temporary").c_str(), 1);
+    EXPECT_EQ(Survey({"units"}).status, 1);
+    unsetenv("TMPDIR");
+    EXPECT_TRUE(fs::is_empty("temporary"));
+}
+
+// ---- Against single checks
+
+/// Files of all formats with everything that may happen to one.
+class GeneratedUnits : public StorageFiles {
+protected:
+    static constexpr int kCount = 1000;
+
+    GeneratedUnits() {
+        fs::create_directory("units");
+        for (int i = 0; i < kCount; ++i) {
+            const std::string name = "units/" + std::to_string(i);
+            const int kind = Below(3);
+            const std::string bytes = kind == 0 ? SecureFile() : kind == 1 ? XmlFile() : SecureFile() + SecureFile();
+            WriteFile(name + (kind == 1 ? ".xml" : ".sbin"),
+                      Below(20) == 0 ? bytes.substr(0, bytes.size() / 2) : bytes);
+        }
+    }
+
+    int Below(int limit) { return static_cast<int>(random_() % static_cast<unsigned>(limit)); }
+
+    std::string Path() {
+        constexpr const char* kPaths[] = {"R/O/u8",   "R/O/u32",    "R/O/flag", "R/O/text", "R/O/list",
+                                          "R/O/real", "R/O/N/deep", "R/O/gone", "R/other",  "R/Fixed/id"};
+        return kPaths[Below(10)];
+    }
+
+    std::string SecureFile() {
+        std::string bytes;
+        for (int left = Below(8); left > 0; --left) {
+            constexpr std::size_t kSizes[] = {1, 4, 4, 6, 8, 16, 0, 3};
+            bytes += Record(Path(), std::string(kSizes[Below(8)], static_cast<char>(Below(256))));
+        }
+        return bytes;
+    }
+
+    std::string XmlFile() {
+        constexpr const char* kTexts[] = {"5", "300", "true", "a text that is too long for it",
+                                          "",  "1.5", "-4",   "x<!-- -->y"};
+        constexpr const char* kTypes[] = {"U8", "U32", "BOOL", "STRING", "U16", "DOUBLE", "S32", "U9"};
+        constexpr const char* kNames[] = {"u8", "u32", "flag", "text", "list", "real", "gone"};
+        std::string variables;
+        for (int left = Below(8); left > 0; --left) {
+            variables += Variable(kNames[Below(7)], kTypes[Below(8)], kTexts[Below(8)]);
+        }
+        return Document("<region name = \"R\"><object name = \"O\">" + variables + "</object></region>");
+    }
+
+    /// Without the validation of every answer, of which there are thousands.
+    static std::string OutputOf(const std::vector<std::string>& arguments) {
+        std::ostringstream out;
+        std::ostringstream err;
+        static_cast<void>(talstore::RunTalstore(arguments, {out, err}));
+        return out.str();
+    }
+
+    std::mt19937 random_{20};
+};
+
+using Losses = std::set<std::string>;
+
+/// What single checks say, by file.
+std::map<std::string, Losses> LossesOfChecks(const std::vector<nlohmann::json>& answers) {
+    std::map<std::string, Losses> losses;
+    for (const nlohmann::json& answer : answers) {
+        Losses& ofFile = losses[answer["file"]];
+        for (const nlohmann::json& variable : answer["restore"]["variables"]) {
+            const std::string outcome = variable["outcome"];
+            if (outcome != "restored" && outcome != "read-only") {
+                ofFile.insert(outcome + ' ' + variable["path"].get<std::string>() + ' ' +
+                              variable["reason"].get<std::string>());
+            }
+        }
+        for (const nlohmann::json& item : answer["restore"]["ignored"]) {
+            ofFile.insert("ignored " + item["path"].get<std::string>() + ' ' + item["reason"].get<std::string>());
+        }
+    }
+    return losses;
+}
+
+std::map<std::string, Losses> LossesOfSurvey(const std::vector<nlohmann::json>& records) {
+    std::map<std::string, Losses> losses;
+    for (const nlohmann::json& record : records) {
+        if (record["record"] == "file") {
+            losses[record["file"]];
+        } else if (record["record"] == "loss" && record["reason"] != "one of its items in the file is not taken") {
+            // Of these a check tells by its status alone.
+            losses[record["file"]].insert(record["kind"].get<std::string>() + ' ' + record["path"].get<std::string>() +
+                                          ' ' + record["reason"].get<std::string>());
+        }
+    }
+    return losses;
+}
+
+TEST_F(GeneratedUnits, LoseWhatSingleChecksSay) {
+    std::vector<std::string> check = {"check", "--json", "--layout", "layout.json"};
+    for (const auto& entry : fs::directory_iterator("units")) {
+        check.push_back(entry.path());
+    }
+    const std::vector<nlohmann::json> records =
+        RecordsIn(OutputOf({"survey", "units", "--json", "--layout", "layout.json"}));
+    const std::map<std::string, Losses> expected = LossesOfChecks(RecordsIn(OutputOf(check)));
+    ASSERT_EQ(expected.size(), std::size_t{kCount});
+    EXPECT_EQ(LossesOfSurvey(records), expected);
+
+    std::map<std::string, int> units;
+    for (const auto& [file, losses] : expected) {
+        for (const std::string& loss : losses) {
+            ++units[loss];
+        }
+    }
+    // Rows of values that come back as another one stand for several of these.
+    for (const nlohmann::json& row : records.back()["losses"]) {
+        const std::string loss = row["kind"].get<std::string>() + ' ' + row["path"].get<std::string>() + ' ' +
+                                 row["reason"].get<std::string>();
+        if (units.count(loss) != 0) {
+            EXPECT_EQ(row["units"], units[loss]) << loss;
+            units.erase(loss);
+        }
+    }
+    for (const auto& [loss, count] : units) {
+        EXPECT_THAT(loss, testing::AnyOf(testing::StartsWith("changed "), testing::StartsWith("refused ")));
+    }
+}
+
+TEST_F(GeneratedUnits, GiveTheSameBytesForAnyNumberOfProcesses) {
+    const std::vector<std::string> survey = {"survey", "units", "--layout", "layout.json"};
+    for (const char* const form : {"--json", ""}) {
+        std::vector<std::string> single = survey;
+        if (*form != '\0') {
+            single.emplace_back(form);
+        }
+        std::vector<std::string> several = single;
+        single.insert(single.end(), {"--jobs", "1"});
+        several.insert(several.end(), {"--jobs", "5"});
+        EXPECT_EQ(OutputOf(single), OutputOf(several));
+    }
+}
+
+// ---- The line that shows how far it has come
+
+TEST(Progress, TellsWhatIsDoneHowFastAndWhatIsLeft) {
+    using std::chrono::duration;
+    EXPECT_EQ(talstore::ProgressText(2500, 10000, duration<double>(2)),
+              "[=====>              ] 2500 of 10000, 1250 per second, 6 s left");
+    EXPECT_EQ(talstore::ProgressText(10, 10, duration<double>(2)),
+              "[====================] 10 of 10, 5 per second, 0 s left");
+    EXPECT_EQ(talstore::ProgressText(0, 10, duration<double>(2)), "[>                   ] 0 of 10, 0 per second");
+    EXPECT_EQ(talstore::ProgressText(7, std::nullopt, duration<double>(2)), "7 done, 4 per second");
+}
+
+TEST(Progress, ShowsNothingWithoutATerminal) {
+    std::ostringstream terminal;
+    { talstore::ProgressBar(nullptr).Show(1, 2); }
+    EXPECT_EQ(terminal.str(), "");
+    {
+        talstore::ProgressBar bar(&terminal);
+        bar.Show(1, 2);
+    }
+    EXPECT_EQ(terminal.str(), "\r\x1B[K") << "the first line comes after a moment, and goes at the end";
+}
+
+}  // namespace
+
+}  // namespace tal::test

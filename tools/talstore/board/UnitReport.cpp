@@ -1,0 +1,195 @@
+#include "board/UnitReport.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+#include "TypeTable.h"
+#include "common/Text.h"
+#include "files/Packed.h"
+
+namespace tal::talstore {
+
+using tools::ValidUtf8;
+
+namespace {
+
+constexpr const char* kIgnored = "ignored";
+
+/// Finds the losses of one file.
+class LossFinder {
+public:
+    LossFinder(const FormatInfo& format, const StoredContents& contents, const RestoreReport& report)
+        : format_(format), contents_(contents), report_(report) {}
+
+    std::vector<UnitLoss> Find() {
+        for (const VariableReport& variable : report_.variables) {
+            if (!IsAsExpected(variable.outcome)) {
+                AddVariable(variable);
+            }
+        }
+        for (const std::size_t index : report_.LostItems()) {
+            Add({report_.items[index].fate == Fate::Refused ? NameOf(Outcome::Refused) : kIgnored,
+                 contents_.items[index].path,
+                 report_.items[index].reason,
+                 {},
+                 {},
+                 {}});
+        }
+        AddSurplusItems();
+        return std::move(losses_);
+    }
+
+private:
+    /// A path that the file has several times is one loss.
+    void Add(UnitLoss loss) {
+        loss.path = ValidUtf8(loss.path);
+        loss.reason = ValidUtf8(loss.reason);
+        if (isKnown_.insert(loss.kind + '\0' + loss.path + '\0' + loss.Cause()).second) {
+            losses_.push_back(std::move(loss));
+        }
+    }
+
+    void AddVariable(const VariableReport& variable) {
+        UnitLoss loss = {NameOf(variable.outcome), variable.variable->Path(), variable.reason, {}, {}, {}};
+        const StoredItem* const item = variable.item == kNone ? nullptr : &contents_.items[variable.item];
+        if (variable.outcome == Outcome::Changed && !HasTooManyElements(variable, *item)) {
+            loss.cause = "comes back as another value";
+        }
+        if (variable.outcome == Outcome::Refused) {
+            const std::uint64_t size = variable.variable->SizeInBytes();
+            if (format_.comparesSizes && item->bytes.size() != size) {
+                loss.bytesInFile = item->bytes.size();
+                loss.bytesInLayout = size;
+            } else {
+                loss.cause = "the board does not take its value";
+            }
+        }
+        Add(std::move(loss));
+    }
+
+    static bool HasTooManyElements(const VariableReport& variable, const StoredItem& item) {
+        const host::TypeInfo* const type = host::FindType(variable.variable->Type());
+        return type != nullptr && type->isArray && item.texts.size() > variable.variable->ElementCount();
+    }
+
+    /// Of a path that the file has several times one item may be taken, and another one not.
+    void AddSurplusItems() {
+        const std::vector<std::size_t> lost = report_.LostItems();
+        for (std::size_t i = 0; i < report_.items.size(); ++i) {
+            const ItemReport& item = report_.items[i];
+            const bool isReported =
+                item.fate == Fate::Taken || std::binary_search(lost.begin(), lost.end(), i) || IsLost(item.variable);
+            if (!isReported) {
+                Add({NameOf(Outcome::Refused),
+                     item.BoardPath(),
+                     "one of its items in the file is not taken",
+                     {},
+                     {},
+                     {}});
+            }
+        }
+    }
+
+    [[nodiscard]] bool IsLost(const host::Variable* variable) {
+        if (lostVariables_.empty()) {
+            for (const VariableReport& report : report_.variables) {
+                if (!IsAsExpected(report.outcome)) {
+                    lostVariables_.insert(report.variable);
+                }
+            }
+        }
+        return lostVariables_.count(variable) != 0;
+    }
+
+    const FormatInfo& format_;
+    const StoredContents& contents_;
+    const RestoreReport& report_;
+    std::vector<UnitLoss> losses_;
+    std::unordered_set<std::string> isKnown_;
+    std::unordered_set<const host::Variable*> lostVariables_;
+};
+
+std::string DamageOf(const StoredContents& contents, const RestoreReport& report) {
+    if (!report.failure.empty()) {
+        return report.failure;
+    }
+    if (contents.isWhole) {
+        return {};
+    }
+    const auto error = std::find_if(contents.findings.begin(), contents.findings.end(),
+                                    [](const Finding& finding) { return finding.severity == Severity::Error; });
+    return error == contents.findings.end() ? "a reader stops before its end" : error->message;
+}
+
+}  // namespace
+
+UnitReport UnitJudge::Judge(const StorageFile& file, std::uint32_t channel) {
+    layout_.ResetToDefaults();
+    const StoredContents contents = Inspect(file, &layout_);
+    const ProviderSession session(ProviderOf(file.format), 0, channel, file.name);
+    const RestoreReport report = Restore(session, file, contents, layout_);
+    UnitReport unit;
+    unit.file = ValidUtf8(file.name);
+    unit.format = NameOf(file.format);
+    unit.size = file.bytes.size();
+    unit.channel = channel;
+    unit.damage = ValidUtf8(DamageOf(contents, report));
+    const auto counts = report.Counts();
+    std::copy(counts.begin(), counts.end(), unit.counts.begin());
+    unit.losses = LossFinder(InfoOf(file.format), contents, report).Find();
+    return unit;
+}
+
+std::string Packed(const UnitReport& unit) {
+    Packer packer;
+    const auto packSize = [&](const std::optional<std::uint64_t>& size) {
+        packer.Number(size ? 1 : 0);
+        packer.Number(size.value_or(0));
+    };
+    for (const std::string* const text : {&unit.file, &unit.problem, &unit.format, &unit.damage}) {
+        packer.Text(*text);
+    }
+    packer.Number(unit.size);
+    packer.Number(unit.channel);
+    for (const std::uint64_t count : unit.counts) {
+        packer.Number(count);
+    }
+    packer.Number(unit.losses.size());
+    for (const UnitLoss& loss : unit.losses) {
+        for (const std::string* const text : {&loss.kind, &loss.path, &loss.reason, &loss.cause}) {
+            packer.Text(*text);
+        }
+        packSize(loss.bytesInFile);
+        packSize(loss.bytesInLayout);
+    }
+    return packer.Take();
+}
+
+UnitReport UnpackedUnit(std::string_view bytes) {
+    Unpacker unpacker(bytes);
+    const auto unpackSize = [&] {
+        const bool isThere = unpacker.Number() != 0;
+        const std::uint64_t size = unpacker.Number();
+        return isThere ? std::optional(size) : std::nullopt;
+    };
+    UnitReport unit;
+    for (std::string* const text : {&unit.file, &unit.problem, &unit.format, &unit.damage}) {
+        *text = unpacker.Text();
+    }
+    unit.size = unpacker.Number();
+    unit.channel = unpacker.Number();
+    for (std::uint64_t& count : unit.counts) {
+        count = unpacker.Number();
+    }
+    unit.losses.resize(static_cast<std::size_t>(unpacker.Number()));
+    for (UnitLoss& loss : unit.losses) {
+        for (std::string* const text : {&loss.kind, &loss.path, &loss.reason, &loss.cause}) {
+            *text = unpacker.Text();
+        }
+        loss.bytesInFile = unpackSize();
+        loss.bytesInLayout = unpackSize();
+    }
+    return unit;
+}
+
+}  // namespace tal::talstore

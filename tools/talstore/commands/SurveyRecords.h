@@ -1,0 +1,33 @@
+/// @file
+/// The answer of a survey for programs, a record in each line: one per file, after it one per loss, and a summary at
+/// the end.
+#ifndef TALSTORE_SURVEY_RECORDS_H
+#define TALSTORE_SURVEY_RECORDS_H
+
+#include <string>
+
+#include "ReferenceHost.h"
+#include "board/UnitReport.h"
+#include "commands/Console.h"
+#include "commands/SurveyTotals.h"
+
+namespace tal::talstore {
+
+/// What a survey was about, and how far it came.
+struct SurveyFrame {
+    std::string layout;  ///< Name of the description.
+    std::string digest;  ///< Of what it describes.
+    bool isComplete = true;
+};
+
+/// @return a number that tells whether two descriptions have the same variables and defaults.
+[[nodiscard]] std::string DigestOf(const host::Database& layout);
+
+/// The file's record, and those of its losses.
+void PrintUnitRecords(const Console& console, const UnitReport& unit);
+
+void PrintSummaryRecord(const Console& console, const SurveyFrame& frame, const SurveyTotals& totals);
+
+}  // namespace tal::talstore
+
+#endif

@@ -1,0 +1,79 @@
+#include "commands/SurveyTotals.h"
+
+#include <algorithm>
+#include <tuple>
+
+namespace tal::talstore {
+
+namespace {
+
+constexpr std::size_t kMostExamples = 3;
+
+std::string KeyOf(const UnitLoss& loss) {
+    std::string key;
+    for (const std::string* const part : {&loss.kind, &loss.path, &loss.Cause()}) {
+        key.append(*part).push_back('\0');
+    }
+    return key;
+}
+
+}  // namespace
+
+void SurveyTally::Add(SurveyExample example) {
+    ++count;
+    const auto place = std::upper_bound(examples.begin(), examples.end(), example);
+    if (place != examples.end() || examples.size() < kMostExamples) {
+        examples.insert(place, std::move(example));
+        examples.resize(std::min(examples.size(), kMostExamples));
+    }
+}
+
+void SurveyTotals::Add(const UnitReport& unit) {
+    ++fileCount_;
+    if (!unit.IsReadable()) {
+        ++unreadableCount_;
+        unreadable_.try_emplace(unit.problem, UnreadableRow{unit.problem}).first->second.files.Add({unit.file, {}});
+        return;
+    }
+    losslessCount_ += unit.LosesNothing() ? 1 : 0;
+    if (!unit.damage.empty()) {
+        damaged_.Add({unit.file, unit.damage});
+    }
+    for (const UnitLoss& loss : unit.losses) {
+        LossRow& row = rows_[KeyOf(loss)];
+        if (row.units.count == 0) {
+            row = {loss.kind, loss.path, loss.Cause(), loss.bytesInFile, loss.bytesInLayout};
+        }
+        row.units.Add({unit.file, loss.cause.empty() ? "" : loss.reason});
+    }
+}
+
+std::vector<const LossRow*> SurveyTotals::Rows() const {
+    std::vector<const LossRow*> rows;
+    for (const auto& [key, row] : rows_) {
+        rows.push_back(&row);
+    }
+    std::sort(rows.begin(), rows.end(), [](const LossRow* a, const LossRow* b) {
+        return a->units.count != b->units.count
+                   ? a->units.count > b->units.count
+                   : std::tie(a->kind, a->path, a->reason) < std::tie(b->kind, b->path, b->reason);
+    });
+    return rows;
+}
+
+std::vector<const UnreadableRow*> SurveyTotals::UnreadableRows() const {
+    std::vector<const UnreadableRow*> rows;
+    for (const auto& [reason, row] : unreadable_) {
+        rows.push_back(&row);
+    }
+    std::sort(rows.begin(), rows.end(), [](const UnreadableRow* a, const UnreadableRow* b) {
+        return a->files.count != b->files.count ? a->files.count > b->files.count : a->reason < b->reason;
+    });
+    return rows;
+}
+
+double SurveyTotals::ShareOf(const LossRow& row) const {
+    return static_cast<double>(row.units.count) / static_cast<double>(UnitCount());
+}
+
+}  // namespace tal::talstore

@@ -1,0 +1,30 @@
+/// @file
+/// The files of a survey: those that are named, and those in the folders that are.
+#ifndef TALSTORE_FILE_LIST_H
+#define TALSTORE_FILE_LIST_H
+
+#include <string>
+#include <vector>
+
+namespace tal::talstore {
+
+struct ListedFile {
+    std::string name;
+    std::string problem;  ///< Of a folder that cannot be walked; empty for a file.
+
+    [[nodiscard]] bool operator<(const ListedFile& other) const { return name < other.name; }
+    [[nodiscard]] bool operator==(const ListedFile& other) const { return name == other.name; }
+};
+
+/// @param listName  Of a file with a name per line, "-" for standard input. Throws InputError.
+/// @param end       What ends a name: a newline or a NUL.
+[[nodiscard]] std::vector<std::string> ReadNames(const std::string& listName, char end);
+
+/// @param names  Folders are walked for regular files; a name that is no folder stays as it is, be the file there or
+/// not.
+/// @return the files in the order of their names, each name once.
+[[nodiscard]] std::vector<ListedFile> ListFiles(const std::vector<std::string>& names);
+
+}  // namespace tal::talstore
+
+#endif
