@@ -73,7 +73,7 @@ TEST(Accepted, LossesWithoutAFileAreNone) {
     EXPECT_EQ(accepted.Find(Format::Xml, "R/O/x", "ignored"), nullptr);
 }
 
-std::string Refusal(const std::string& text) {
+std::string RefusalOfAccepted(const std::string& text) {
     try {
         static_cast<void>(AcceptedLosses::Parse("accepted.json", text));
     } catch (const talstore::InputError& error) {
@@ -83,19 +83,19 @@ std::string Refusal(const std::string& text) {
 }
 
 TEST(Accepted, LossesAreRefusedWithTheirPlace) {
-    EXPECT_EQ(Refusal("{"), "accepted.json: is no JSON");
-    EXPECT_EQ(Refusal("[]"), "accepted.json: has to be {\"accepted\": [...]}");
-    EXPECT_EQ(Refusal(R"({"accepted": [], "more": 1})"), "accepted.json: has to be {\"accepted\": [...]}");
-    EXPECT_EQ(Refusal(R"({"accepted": [1]})"), "accepted.json: accepted[0]: is no object");
-    EXPECT_EQ(Refusal(R"({"accepted": [{"variable": "R", "kind": "ignored"}]})"),
+    EXPECT_EQ(RefusalOfAccepted("{"), "accepted.json: is no JSON");
+    EXPECT_EQ(RefusalOfAccepted("[]"), "accepted.json: has to be {\"accepted\": [...]}");
+    EXPECT_EQ(RefusalOfAccepted(R"({"accepted": [], "more": 1})"), "accepted.json: has to be {\"accepted\": [...]}");
+    EXPECT_EQ(RefusalOfAccepted(R"({"accepted": [1]})"), "accepted.json: accepted[0]: is no object");
+    EXPECT_EQ(RefusalOfAccepted(R"({"accepted": [{"variable": "R", "kind": "ignored"}]})"),
               "accepted.json: accepted[0]: reason has to be a text");
-    EXPECT_EQ(Refusal(R"({"accepted": [{"variable": "", "kind": "ignored", "reason": "x"}]})"),
+    EXPECT_EQ(RefusalOfAccepted(R"({"accepted": [{"variable": "", "kind": "ignored", "reason": "x"}]})"),
               "accepted.json: accepted[0]: variable has to be a text");
-    EXPECT_EQ(Refusal(R"({"accepted": [{"variable": "R", "kind": "restored", "reason": "x"}]})"),
+    EXPECT_EQ(RefusalOfAccepted(R"({"accepted": [{"variable": "R", "kind": "restored", "reason": "x"}]})"),
               "accepted.json: accepted[0].kind: \"restored\" is no kind of loss");
-    EXPECT_EQ(Refusal(R"({"accepted": [{"variable": "R", "kind": "left", "reason": "x", "format": "zip"}]})"),
+    EXPECT_EQ(RefusalOfAccepted(R"({"accepted": [{"variable": "R", "kind": "left", "reason": "x", "format": "zip"}]})"),
               "accepted.json: accepted[0].format: unknown format \"zip\"");
-    EXPECT_EQ(Refusal(R"({"accepted": [{"variable": "R", "kind": "left", "reason": "x", "why": "y"}]})"),
+    EXPECT_EQ(RefusalOfAccepted(R"({"accepted": [{"variable": "R", "kind": "left", "reason": "x", "why": "y"}]})"),
               "accepted.json: accepted[0]: unknown key \"why\"");
 }
 
