@@ -13,9 +13,9 @@ host::Object& AddObject(host::Database& database) {
     return database.AddRegion("R").AddObject("O");
 }
 
-StoredItem ItemOfTexts(std::vector<std::string> texts) {
+StoredItem ItemOfTexts(const std::vector<std::string>& texts) {
     StoredItem item;
-    item.texts = std::move(texts);
+    item.texts = KeptList(texts);
     return item;
 }
 

@@ -42,6 +42,38 @@ std::vector<std::string> PathsOfReader(const std::string& document) {
     return paths;
 }
 
+TEST(InspectXml, ALargeDocumentIsReadAsAWhole) {
+    constexpr std::size_t kVariables = 10000;
+    constexpr std::size_t kLongText = 300000;
+    std::string variables;
+    for (std::size_t i = 0; i < kVariables; ++i) {
+        variables += Variable("v" + std::to_string(i), "U32", std::to_string(i));
+    }
+    const std::string document = InObject(variables + Variable("long", "STRING", std::string(kLongText, 'x')));
+    const StoredContents contents = InspectXml(document);
+    ASSERT_EQ(contents.items.size(), kVariables + 1);
+    for (std::size_t i = 0; i < kVariables; ++i) {
+        EXPECT_THAT(contents.items[i].texts, ElementsAre(std::to_string(i)));
+        EXPECT_EQ(document.find("\"v" + std::to_string(i) + "\""),
+                  contents.items[i].place.offset + std::string("<variable name = ").size());
+    }
+    EXPECT_THAT(contents.items.back().texts, ElementsAre(std::string(kLongText, 'x')));
+    EXPECT_THAT(contents.findings, IsEmpty());
+}
+
+TEST(InspectXml, AnErrorAtTheEndOfALargeDocumentHasItsPlace) {
+    const std::string text(300000, '\n');
+    const StoredContents contents = InspectXml("<storage>" + text + "</other>");
+    EXPECT_FALSE(contents.isWhole);
+    EXPECT_THAT(Summaries(contents), ElementsAre("error xml.syntax @300001:3"));
+}
+
+TEST(InspectXml, AVariableThatIsCutOffHasItsTexts) {
+    const StoredContents contents =
+        InspectXml("<storage><region name = \"R\"><object name = \"O\"><variable name = \"a\"><value>5</value><");
+    EXPECT_THAT(contents.items.at(0).texts, ElementsAre("5"));
+}
+
 TEST(InspectXml, VariablesHaveTheirPathTypeAndText) {
     const StoredContents contents = InspectXml(InObject(Variable("a", "U8", "5")));
     ASSERT_EQ(contents.items.size(), 1U);

@@ -38,7 +38,7 @@ protected:
         }
         for (std::size_t i = 0; i < report_.items.size(); ++i) {
             if (report_.items[i].fate == Fate::Ignored) {
-                outcomes.push_back("ignored " + contents_.items[i].path);
+                outcomes.push_back("ignored " + std::string(contents_.items[i].path));
             }
         }
         return outcomes;

@@ -113,6 +113,15 @@ std::string Variable(std::string_view name, std::string_view type, std::string_v
            std::string(value) + "</value></variable>";
 }
 
+talstore::TextList KeptList(const std::vector<std::string>& texts) {
+    static talstore::KeptTexts kept;
+    std::vector<talstore::KeptText> list;
+    for (const std::string& text : texts) {
+        list.push_back(kept.Keep(text));
+    }
+    return kept.KeepList(list);
+}
+
 std::vector<std::string> Summaries(const talstore::StoredContents& contents) {
     constexpr const char* kSeverities[] = {"note", "warning", "error"};
     std::vector<std::string> summaries;

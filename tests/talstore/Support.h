@@ -47,6 +47,9 @@ extern std::function<int(int descriptor)> onSync;
 /// A variable element.
 [[nodiscard]] std::string Variable(std::string_view name, std::string_view type, std::string_view value);
 
+/// The texts as an item has them, kept to the end of all tests.
+[[nodiscard]] talstore::TextList KeptList(const std::vector<std::string>& texts);
+
 /// "error secure.end-marker @16 R/O/v"; of documents "@2:17".
 [[nodiscard]] std::vector<std::string> Summaries(const talstore::StoredContents& contents);
 

@@ -121,28 +121,28 @@ TEST_F(Values, ThatAreInfiniteAreJsonWithTheirSign) {
 }
 
 TEST(ValueTexts, OfIntegersAreComparedAsNumbers) {
-    EXPECT_TRUE(IsValueOfTexts(VARIABLE_TYPE_U8, "\x05", {" 5\n"}));
-    EXPECT_TRUE(IsValueOfTexts(VARIABLE_TYPE_U8, "\x05", {"005"}));
-    EXPECT_FALSE(IsValueOfTexts(VARIABLE_TYPE_U8, "\x05", {"261"}));
-    EXPECT_FALSE(IsValueOfTexts(VARIABLE_TYPE_U8, "\x05", {"5x"}));
-    EXPECT_FALSE(IsValueOfTexts(VARIABLE_TYPE_U8, std::string_view("\0", 1), {}));
-    EXPECT_FALSE(IsValueOfTexts(VARIABLE_TYPE_U8, std::string_view("\0", 1), {""}));
+    EXPECT_TRUE(IsValueOfTexts(VARIABLE_TYPE_U8, "\x05", KeptList({" 5\n"})));
+    EXPECT_TRUE(IsValueOfTexts(VARIABLE_TYPE_U8, "\x05", KeptList({"005"})));
+    EXPECT_FALSE(IsValueOfTexts(VARIABLE_TYPE_U8, "\x05", KeptList({"261"})));
+    EXPECT_FALSE(IsValueOfTexts(VARIABLE_TYPE_U8, "\x05", KeptList({"5x"})));
+    EXPECT_FALSE(IsValueOfTexts(VARIABLE_TYPE_U8, std::string_view("\0", 1), KeptList({})));
+    EXPECT_FALSE(IsValueOfTexts(VARIABLE_TYPE_U8, std::string_view("\0", 1), KeptList({""})));
 }
 
 TEST(ValueTexts, OfLargeUnsignedNumbersMayBeSigned) {
-    EXPECT_TRUE(IsValueOfTexts(VARIABLE_TYPE_U32, LittleEndian(0xFFFFFFFF), {"-1"}));
-    EXPECT_TRUE(IsValueOfTexts(VARIABLE_TYPE_U32, LittleEndian(0xFFFFFFFF), {"4294967295"}));
-    EXPECT_FALSE(IsValueOfTexts(VARIABLE_TYPE_U32, LittleEndian(0x7FFFFFFF), {"4294967295"}));
+    EXPECT_TRUE(IsValueOfTexts(VARIABLE_TYPE_U32, LittleEndian(0xFFFFFFFF), KeptList({"-1"})));
+    EXPECT_TRUE(IsValueOfTexts(VARIABLE_TYPE_U32, LittleEndian(0xFFFFFFFF), KeptList({"4294967295"})));
+    EXPECT_FALSE(IsValueOfTexts(VARIABLE_TYPE_U32, LittleEndian(0x7FFFFFFF), KeptList({"4294967295"})));
 }
 
 TEST(ValueTexts, OfARealMayBeNoNumber) {
-    EXPECT_TRUE(IsValueOfTexts(VARIABLE_TYPE_FLOAT, LittleEndian(0x7FC00000), {"nan"}));
-    EXPECT_FALSE(IsValueOfTexts(VARIABLE_TYPE_FLOAT, LittleEndian(0x7FC00000), {"0"}));
+    EXPECT_TRUE(IsValueOfTexts(VARIABLE_TYPE_FLOAT, LittleEndian(0x7FC00000), KeptList({"nan"})));
+    EXPECT_FALSE(IsValueOfTexts(VARIABLE_TYPE_FLOAT, LittleEndian(0x7FC00000), KeptList({"0"})));
 }
 
 TEST(ValueTexts, OfArraysAreComparedElementByElement) {
-    EXPECT_TRUE(IsValueOfTexts(VARIABLE_TYPE_U8_ARRAY, "\x01\x02", {"1", "2"}));
-    EXPECT_FALSE(IsValueOfTexts(VARIABLE_TYPE_U8_ARRAY, "\x01\x02", {"1", "3"}));
+    EXPECT_TRUE(IsValueOfTexts(VARIABLE_TYPE_U8_ARRAY, "\x01\x02", KeptList({"1", "2"})));
+    EXPECT_FALSE(IsValueOfTexts(VARIABLE_TYPE_U8_ARRAY, "\x01\x02", KeptList({"1", "3"})));
 }
 
 TEST(SameValue, OfStringsEndsAtTheirNul) {

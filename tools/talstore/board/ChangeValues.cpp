@@ -67,7 +67,8 @@ std::optional<std::vector<std::string>> TextsOf(const ProviderSession& session, 
     if (!contents.isWhole || contents.items.size() != 1) {
         return std::nullopt;
     }
-    std::vector<std::string> texts = contents.items.front().texts;
+    const TextList& stored = contents.items.front().texts;
+    std::vector<std::string> texts(stored.begin(), stored.end());
     const host::TypeInfo* const type = host::FindType(value.Type());
     if (type != nullptr && type->kind == host::TypeKind::Real) {
         for (std::size_t i = 0; i < texts.size(); ++i) {
@@ -221,7 +222,7 @@ private:
         }
         for (std::size_t i = 0; i < after.report.items.size(); ++i) {
             if (after.report.items[i].fate != before_.report.items[i].fate) {
-                Refuse(after.contents.items[i].path, "a board would no longer do with it what it does");
+                Refuse(std::string(after.contents.items[i].path), "a board would no longer do with it what it does");
             }
         }
         for (std::size_t i = 0; i < after.report.variables.size(); ++i) {

@@ -78,15 +78,15 @@ private:
         }
     }
 
-    void Report(const Place& place, const std::string& path, const std::string& message) {
-        findings_.push_back({Severity::Warning, "layout.left-out", place, path, message});
+    void Report(const Place& place, std::string_view path, const std::string& message) {
+        findings_.push_back({Severity::Warning, "layout.left-out", place, std::string(path), message});
     }
 
     bool IsUsable(const StoredNode& node, Names& siblings) {
         return IsUsableName(node.name, node.place, node.isRegion ? "region" : "object", siblings);
     }
 
-    bool IsUsableName(const std::string& name, const Place& place, const char* what, Names& siblings) {
+    bool IsUsableName(std::string_view name, const Place& place, const char* what, Names& siblings) {
         if (name.empty()) {
             Report(place, {}, std::string("left out: a ") + what + " without a name");
             return false;
@@ -152,7 +152,7 @@ private:
             Report(item.place, item.path, "left out: more than 1048576 elements");
         } else if (IsUsableName(item.name, item.place, "variable", names)) {
             if (type == VARIABLE_TYPE_OBJECT_ARRAY) {
-                AddObjectArray(item.name, index, depth + 1, object);
+                AddObjectArray(std::string(item.name), index, depth + 1, object);
             } else {
                 AddValue(item, type, object);
             }
@@ -174,13 +174,13 @@ private:
         if (type == VARIABLE_TYPE_STRING) {
             const std::size_t needed = item.texts.empty() ? 1 : item.texts.front().size() + 1;
             const std::size_t capacity = std::clamp<std::size_t>(needed, wishes_.stringCapacity, kMostElements);
-            object.String(item.name, static_cast<std::uint32_t>(capacity));
+            object.String(std::string(item.name), static_cast<std::uint32_t>(capacity));
             ++stringCount_;
             return;
         }
         const host::TypeInfo& info = *host::FindType(type);
         const std::size_t count = info.isArray ? item.texts.size() : 1;
-        object.Raw(item.name, type, static_cast<std::uint32_t>(count),
+        object.Raw(std::string(item.name), type, static_cast<std::uint32_t>(count),
                    std::vector<std::uint8_t>(count * info.elementSize));
     }
 

@@ -56,8 +56,8 @@ std::vector<Finding> FindInValues(const StoredContents& contents, const RestoreR
         }
         if (variable != nullptr && IsArray(*variable) && !item.isArray && lostArray != kNone) {
             findings.push_back({Severity::Warning, "xml.foreign-elements", item.place, item.path,
-                                "it has no elements of its own and takes those of " + contents.items[lostArray].path +
-                                    ", which the layout does not have"});
+                                "it has no elements of its own and takes those of " +
+                                    std::string(contents.items[lostArray].path) + ", which the layout does not have"});
         }
         // Elements stay until a variable that is registered has been there, or the next array begins.
         if (item.isArray || variable != nullptr) {

@@ -231,7 +231,7 @@ nlohmann::json ValueJson(VariableType type, std::string_view bytes) {
     });
 }
 
-bool IsValueOfTexts(VariableType type, std::string_view bytes, const std::vector<std::string>& texts) {
+bool IsValueOfTexts(VariableType type, std::string_view bytes, const TextList& texts) {
     const host::TypeInfo* const info = FittingType(type, bytes);
     if (info == nullptr || (!info->isArray && texts.size() != 1)) {
         return false;
@@ -251,8 +251,7 @@ bool IsValueOfTexts(VariableType type, std::string_view bytes, const std::vector
     });
 }
 
-bool IsElementOfTexts(VariableType type, const void* element, std::size_t offset,
-                      const std::vector<std::string>& texts) {
+bool IsElementOfTexts(VariableType type, const void* element, std::size_t offset, const TextList& texts) {
     const host::TypeInfo* const info = TypeWithElements(type);
     if (info == nullptr) {
         // What follows a text is filled with NUL.

@@ -11,6 +11,7 @@
 
 #include "ReferenceHost.h"
 #include "common/ValueText.h"
+#include "formats/KeptTexts.h"
 
 namespace tal::talstore {
 
@@ -24,12 +25,11 @@ using tools::ValueText;
 
 /// Whether the content is what an XML document says, element by element; elements that either side has too many of are
 /// not compared.
-[[nodiscard]] bool IsValueOfTexts(VariableType type, std::string_view bytes, const std::vector<std::string>& texts);
+[[nodiscard]] bool IsValueOfTexts(VariableType type, std::string_view bytes, const TextList& texts);
 
 /// Whether the element at `offset` in a variable's content is the one that a document has in this place.
 /// @param element  Its bytes.
-[[nodiscard]] bool IsElementOfTexts(VariableType type, const void* element, std::size_t offset,
-                                    const std::vector<std::string>& texts);
+[[nodiscard]] bool IsElementOfTexts(VariableType type, const void* element, std::size_t offset, const TextList& texts);
 
 /// What the XML writer makes of two values of the type is the same: reals have seven digits, a BOOL is true or false,
 /// a string ends at its NUL.

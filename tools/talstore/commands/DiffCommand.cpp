@@ -136,7 +136,7 @@ private:
                 entry.type = variable->Type();
                 entry.bytes = BytesOf(*variable);
             } else {
-                entry.texts = item.texts;
+                entry.texts.assign(item.texts.begin(), item.texts.end());
             }
             return entry;
         }

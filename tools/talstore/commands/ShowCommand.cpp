@@ -30,11 +30,11 @@ std::string TextsText(const StoredItem& item) {
         return "";
     }
     if (!item.isArray) {
-        const std::string text = item.texts.empty() ? "" : item.texts.front();
+        const std::string_view text = item.texts.empty() ? std::string_view() : item.texts.front();
         return item.type == "STRING" ? Quoted(text) : Printable(text);
     }
     std::string text;
-    for (const std::string& element : item.texts) {
+    for (const std::string_view element : item.texts) {
         text += (text.empty() ? "[" : ", ") + Printable(element);
     }
     return text.empty() ? "[]" : text + "]";
@@ -79,14 +79,14 @@ Json VariableJson(const Shown& shown, const FormatInfo& format) {
     if (format.hasTexts) {
         json["type"] = item.type;
         json[item.isArray ? "elements" : "text"] =
-            item.isArray ? Json(item.texts) : Json(item.texts.empty() ? "" : item.texts.front());
+            item.isArray ? Json(item.texts) : Json(item.texts.empty() ? KeptText() : item.texts.front());
     } else {
         json["size"] = item.bytes.size();
         json["hex"] = HexBytes(item.bytes);
     }
     if (shown.IsTyped()) {
         const VariableType type = shown.variable->Type();
-        json["type"] = format.hasTexts ? item.type : host::FindType(type)->name;
+        json["type"] = format.hasTexts ? std::string_view(item.type) : host::FindType(type)->name;
         json["value"] = ValueJson(type, format.hasTexts ? BytesOf(*shown.variable) : item.bytes);
     }
     return json;

@@ -88,7 +88,7 @@ StoredContents InspectBinary(std::string_view bytes, host::Database& layout) {
             return;
         }
         StoredItem item;
-        item.path = path;
+        item.path = contents.texts.Keep(path);
         item.place.offset = start;
         item.bytes = bytes.substr(static_cast<std::size_t>(start), variable.SizeInBytes());
         item.isHandedOn = true;

@@ -2,7 +2,6 @@
 #include "common/Text.h"
 
 #include <cstdint>
-#include <unordered_map>
 
 namespace tal::talstore {
 
@@ -164,24 +163,25 @@ private:
     }
 
     void AddItem(const std::string& path, std::size_t start, std::string_view data) {
-        const auto [first, isNew] = firstOffsets_.emplace(path, start);
-        if (!isNew) {
-            Report(Severity::Warning, "duplicate-path", start, path,
-                   "the path is stored before, at byte " + std::to_string(first->second) + "; the last one counts");
-        }
         StoredItem item;
-        item.path = path;
+        item.path = contents_.texts.Keep(path);
         item.place.offset = start;
         item.bytes = data;
         item.isHandedOn = true;
         contents_.handedOn.push_back(contents_.items.size());
-        contents_.items.push_back(std::move(item));
+        contents_.items.push_back(item);
+        const std::size_t first = firstItems_.Add(contents_.items, contents_.items.size() - 1);
+        if (first != PathIndex::kNotFound) {
+            Report(Severity::Warning, "duplicate-path", start, path,
+                   "the path is stored before, at byte " + std::to_string(contents_.items[first].place.offset) +
+                       "; the last one counts");
+        }
     }
 
     std::string_view bytes_;
     std::size_t position_ = 0;
     StoredContents contents_;
-    std::unordered_map<std::string, std::size_t> firstOffsets_;
+    PathIndex firstItems_;  ///< The first item of each path.
 };
 
 }  // namespace

@@ -9,7 +9,6 @@
 #include <new>
 #include <set>
 #include <type_traits>
-#include <unordered_map>
 
 #include "TypeTable.h"
 #include "common/Text.h"
@@ -24,6 +23,17 @@ namespace {
 
 constexpr std::size_t kLongestLevelPath = 759;
 
+/// So many items at most get their room before they are seen.
+constexpr std::size_t kMostReserved = 1000000;
+
+std::size_t CountOf(std::string_view text, std::string_view document) {
+    std::size_t count = 0;
+    for (std::size_t place = 0; (place = document.find(text, place)) != std::string_view::npos; place += text.size()) {
+        ++count;
+    }
+    return count;
+}
+
 /// What the reader keeps per nesting level; level 0 is the region.
 struct Level {
     std::string path;
@@ -36,7 +46,9 @@ struct Level {
 struct OpenItem {
     std::size_t index;
     bool hasName;
-    std::string name;  ///< As much of it as the reader keeps.
+    std::string_view name;  ///< As much of it as the reader keeps.
+    std::string size;       ///< The text of its size.
+    std::vector<KeptText> texts;
 };
 
 /// Follows the reader's own steps, so that it knows which variables the reader looks up, and by which path.
@@ -55,10 +67,13 @@ public:
         XML_SetProcessingInstructionHandler(parser_.get(), OnInstruction);
         XML_SetStartCdataSectionHandler(parser_.get(), OnCdata);
         document_ = document;
-        const XML_Status status =
-            XML_Parse(parser_.get(), document.data(), static_cast<int>(document.size()), XML_TRUE);
+        contents_.items.reserve(std::min(CountOf("<variable", document), kMostReserved));
+        const XML_Status status = ParseInPieces();
         if (failure_) {
             std::rethrow_exception(failure_);
+        }
+        for (const OpenItem& open : openItems_) {
+            contents_.items[open.index].texts = contents_.texts.KeepList(open.texts);
         }
         if (status != XML_STATUS_OK) {
             contents_.isWhole = false;
@@ -71,6 +86,23 @@ public:
     }
 
 private:
+    /// The parser copies what it is handed. What it cannot use before the next piece comes it looks at again, so that a
+    /// large document must not come in too many of them.
+    XML_Status ParseInPieces() {
+        constexpr std::size_t kSmallestPiece = std::size_t{256} * 1024;
+        constexpr std::size_t kMostPieces = 32;
+        const std::size_t size = std::max(kSmallestPiece, document_.size() / kMostPieces + 1);
+        for (std::string_view rest = document_;;) {
+            const std::string_view piece = rest.substr(0, size);
+            rest.remove_prefix(piece.size());
+            const XML_Status status =
+                XML_Parse(parser_.get(), piece.data(), static_cast<int>(piece.size()), rest.empty() ? 1 : 0);
+            if (status != XML_STATUS_OK || rest.empty()) {
+                return status;
+            }
+        }
+    }
+
     // ---- The parser's callbacks, which must not throw
 
     template <class Step>
@@ -129,8 +161,8 @@ private:
                 XML_GetCurrentLineNumber(parser_.get()), XML_GetCurrentColumnNumber(parser_.get()) + 1};
     }
 
-    void Report(Severity severity, const char* code, Place place, std::string path, std::string message) {
-        contents_.findings.push_back({severity, code, place, std::move(path), std::move(message)});
+    void Report(Severity severity, const char* code, Place place, std::string_view path, std::string message) {
+        contents_.findings.push_back({severity, code, place, std::string(path), std::move(message)});
     }
 
     void ReportSyntaxError() {
@@ -152,7 +184,7 @@ private:
         return EndsInsideCharacter(document_.substr(0, std::min(end, document_.size())));
     }
 
-    void ReportName(const char* what, const std::string& name, std::size_t longest, const std::string& path) {
+    void ReportName(const char* what, std::string_view name, std::size_t longest, std::string_view path) {
         if (name.size() < longest) {
             return;
         }
@@ -215,18 +247,19 @@ private:
         } else if (element == "objectElement") {
             arraysOfElements_.pop_back();
         } else if (keepsText_ && !openItems_.empty()) {
-            KeepText(element, contents_.items[openItems_.back().index]);
+            KeepText(element, openItems_.back());
         }
         keepsText_ = false;
     }
 
-    void KeepText(std::string_view element, StoredItem& item) {
+    void KeepText(std::string_view element, OpenItem& open) {
+        StoredItem& item = contents_.items[open.index];
         if (element == "type") {
-            item.type = text_;
+            item.type = contents_.texts.Keep(text_);
         } else if (element == "size") {
-            item.size = text_;
+            open.size = text_;
         } else {
-            item.texts.push_back(text_);
+            open.texts.push_back(contents_.texts.Keep(text_));
             item.interruption = item.interruption == nullptr ? interruption_ : item.interruption;
         }
     }
@@ -280,18 +313,18 @@ private:
 
     void StartVariable(const char** attributes) {
         const char* const name = NameAttribute("variable", attributes);
-        const std::string shortName(std::string_view(name == nullptr ? "" : name).substr(0, kLongestXmlName));
         StoredItem item;
-        item.name = name == nullptr ? "" : name;
+        item.name = contents_.texts.Keep(name == nullptr ? "" : name);
+        const std::string_view shortName = item.name.substr(0, kLongestXmlName);
         item.place = Here();
         item.node = openNodes_.empty() ? kNone : openNodes_.back();
-        item.path = levels_[std::min(depth_, levels_.size() - 1)].path + '/' + shortName;
+        item.path = contents_.texts.Join(levels_[std::min(depth_, levels_.size() - 1)].path, "/", shortName);
         if (name != nullptr) {
-            ReportName("variable", name, kLongestXmlName, item.path);
+            ReportName("variable", item.name, kLongestXmlName, item.path);
             ReportTooDeep(item);
         }
-        openItems_.push_back({contents_.items.size(), name != nullptr, shortName});
-        contents_.items.push_back(std::move(item));
+        openItems_.push_back({contents_.items.size(), name != nullptr, shortName, {}, {}});
+        contents_.items.push_back(item);
     }
 
     void ReportTooDeep(const StoredItem& item) {
@@ -336,7 +369,8 @@ private:
         const OpenItem open = std::move(openItems_.back());
         openItems_.pop_back();
         StoredItem& item = contents_.items[open.index];
-        CheckItem(item);
+        item.texts = contents_.texts.KeepList(open.texts);
+        CheckItem(item, open.size);
         const bool isWithinLimits = depth_ < levels_.size() && openItems_.size() <= kMostOuterVariables;
         if (!isWithinLimits || !levels_[depth_].hasName || !open.hasName) {
             return;
@@ -346,29 +380,40 @@ private:
                    "the variable is in an array's element, not in an object: it is not restored");
             return;
         }
-        item.path = levels_[depth_].path + '/' + open.name;
+        KeepPath(item, levels_[depth_].path, open.name);
         item.isHandedOn = true;
         item.listBegin = listBegin_;
         item.listEnd = listEnd_;
         contents_.handedOn.push_back(open.index);
-        const auto [first, isNew] = firstPlaces_.emplace(item.path, item.place);
-        if (!isNew) {
+        const std::size_t first = firstItems_.Add(contents_.items, open.index);
+        if (first != PathIndex::kNotFound) {
+            const Place& place = contents_.items[first].place;
             Report(Severity::Warning, "duplicate-path", item.place, item.path,
-                   "the path is stored before, in line " + std::to_string(first->second.line) + ", column " +
-                       std::to_string(first->second.column) + "; the last one counts");
+                   "the path is stored before, in line " + std::to_string(place.line) + ", column " +
+                       std::to_string(place.column) + "; the last one counts");
         }
     }
 
-    void CheckItem(const StoredItem& item) {
+    /// It has another path than when it began if a region began in it.
+    void KeepPath(StoredItem& item, std::string_view level, std::string_view name) {
+        const bool isSame = item.path.size() == level.size() + 1 + name.size() &&
+                            item.path.compare(0, level.size(), level) == 0 && item.path[level.size()] == '/' &&
+                            item.path.compare(level.size() + 1, name.size(), name) == 0;
+        if (!isSame) {
+            item.path = contents_.texts.Join(level, "/", name);
+        }
+    }
+
+    void CheckItem(const StoredItem& item, const std::string& size) {
         VariableType type = 0;
         if (item.type.empty()) {
             Report(Severity::Warning, "xml.no-type", item.place, item.path, "the variable has no type and no value");
         } else if (!host::FindTypeByName(item.type, type)) {
             Report(Severity::Warning, "xml.unknown-type", item.place, item.path,
                    "unknown type " + Quoted(item.type) + "; readers go by the type that the board has registered");
-        } else if (item.isArray && !item.holdsObjects && item.size != std::to_string(item.texts.size())) {
+        } else if (item.isArray && !item.holdsObjects && size != std::to_string(item.texts.size())) {
             Report(Severity::Warning, "xml.element-count", item.place, item.path,
-                   "the size is " + Quoted(item.size) + ", but " + Count(item.texts.size(), "element") +
+                   "the size is " + Quoted(size) + ", but " + Count(item.texts.size(), "element") +
                        " follow; readers ignore the size");
         }
     }
@@ -398,7 +443,7 @@ private:
 
     bool hasRegion_ = false;
     std::set<std::string, std::less<>> unknownElements_;
-    std::unordered_map<std::string, Place> firstPlaces_;
+    PathIndex firstItems_;  ///< The first item of each path that is looked up.
 };
 
 }  // namespace

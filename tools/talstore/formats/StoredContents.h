@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "formats/Finding.h"
+#include "formats/KeptTexts.h"
 
 namespace tal::talstore {
 
@@ -27,17 +28,17 @@ struct StoredNode {
 };
 
 /// One variable in the file.
+/// Its texts are those that the contents keep.
 struct StoredItem {
-    std::string path;  ///< As the reader looks it up while no channel is replaced.
+    KeptText path;  ///< As the reader looks it up while no channel is replaced.
     Place place;
     std::string_view bytes;  ///< Secure and binary: its content, inside the file's bytes.
 
     // XML documents only.
-    std::string name;
+    KeptText name;
+    KeptText type;                       ///< The text of its type.
+    TextList texts;                      ///< Its value, or the elements of its array.
     std::size_t node = kNone;            ///< Index of the region or object that it is in.
-    std::string type;                    ///< The text of its type.
-    std::string size;                    ///< The text of its size.
-    std::vector<std::string> texts;      ///< Its value, or the elements of its array.
     const char* interruption = nullptr;  ///< What in a text makes the reader keep its last part only: "a comment".
     bool isArray = false;
     bool holdsObjects = false;
@@ -49,6 +50,7 @@ struct StoredItem {
 };
 
 struct StoredContents {
+    KeptTexts texts;                ///< Of the items.
     std::vector<StoredNode> nodes;  ///< XML documents only; parents stand before their children.
     std::vector<StoredItem> items;  ///< In the order in which they begin in the file.
     /// Indices of the items that the reader looks up, in its order.
