@@ -58,6 +58,11 @@ TEST_F(Schemas, DescribeEveryAnswer) {
     Ask({"store", "to.xml", "--force", "--layout", "layout.json", "--location", "7"});
     Ask({"store", "to.xml", "--force", "--layout", "layout.json", "--provider", "xml-read-only"});
     Ask({"retrieve", "--provider", "dummy", "--layout", "layout.json"});
+    WriteFile("other.json", R"({"regions": [{"name": "R", "objects": [{"name": "O", "variables": [
+        {"name": "u32", "type": "FLOAT"}, {"name": "new", "type": "U8"}]}]}]})");
+    WriteFile("accepted.json", R"({"accepted": [{"variable": "R/O", "kind": "ignored", "reason": "old"},
+        {"variable": "R/P", "kind": "left", "reason": "older", "format": "xml"}]})");
+    Ask({"compare-layouts", "layout.json", "other.json", "--accept", "accepted.json"});
     Ask({"board"});
     Ask({"explain", "0x8010"});
     Ask({"explain", "nothing"});
@@ -66,7 +71,7 @@ TEST_F(Schemas, DescribeEveryAnswer) {
     ASSERT_EQ(std::system("python3 " TAL_REPOSITORY "/tests/talstore/validate.py " TALSTORE_SOURCES
                           "/schemas < answers > validated"),
               0);
-    EXPECT_EQ(ReadFile("validated"), std::to_string(count_) + " answers, 11 schemas\n");
+    EXPECT_EQ(ReadFile("validated"), std::to_string(count_) + " answers, 12 schemas\n");
 }
 
 TEST_F(Schemas, RefuseAnAnswerWithAnotherKeyOrWithoutOne) {

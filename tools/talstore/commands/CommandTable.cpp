@@ -63,6 +63,10 @@ OptionInfo PathOption(std::vector<std::string>& target) {
             &target, Offer::Paths};
 }
 
+OptionInfo AcceptOption(std::string& target) {
+    return {"--accept", "FILE", "Losses that were decided on, as JSON", &target, Offer::Files};
+}
+
 OptionInfo SetOption(std::vector<std::string>& target) {
     return {"--set", "PATH=VALUE", "A value: 16, 0x10, 1.5, true, text, [1, 2, 3]; may be repeated", &target,
             Offer::Settings};
@@ -224,6 +228,27 @@ CommandInfo DiffRow(DiffOptions& options) {
             [&](const Console& console) { return Diff(options, console); }};
 }
 
+CommandInfo CompareLayoutsRow(CompareLayoutsOptions& options) {
+    OptionInfo format = FormatOption(options.format);
+    format.help = "Only files of this format: xml, secure or binary";
+    return {"compare-layouts",
+            "Say what any file of one layout loses in a board with another one",
+            {{"OLD", "The description of the boards that store the files", &options.before},
+             {"NEW", "The description of the board that retrieves them", &options.after}},
+            {format,
+             ChannelOption(options.channel),
+             JsonOption(options.asJson),
+             AcceptOption(options.accepted),
+             {"--junit", "FILE", "Write the answer as JUnit XML for a build server", &options.junit, Offer::Files}},
+            "  talstore compare-layouts old.json new.json\n"
+            "  talstore compare-layouts old.json new.json --format secure --accept ok.json\n"
+            "  talstore compare-layouts old.json new.json --junit layouts.xml || exit 1\n",
+            "No file is needed. What a format does not bring back whatever the layout is, as the digits of a real "
+            "beyond the seventh in a document, is not listed. The exit status is 1 when something is lost that is not "
+            "accepted.",
+            [&](const Console& console) { return CompareLayouts(options, console); }};
+}
+
 CommandInfo ConvertRow(ConvertOptions& options) {
     return {"convert",
             "Retrieve a file by one provider, store it by another, and list what could not be carried",
@@ -346,11 +371,21 @@ CommandInfo CompleteRow(CompleteOptions& options) {
 }  // namespace
 
 std::vector<CommandInfo> Commands(Arguments& arguments) {
-    return {ShowRow(arguments.show),       GetRow(arguments.get),          SetRow(arguments.set),
-            CheckRow(arguments.check),     SurveyRow(arguments.survey),    DiffRow(arguments.diff),
-            ConvertRow(arguments.convert), StoreRow(arguments.store),      RetrieveRow(arguments.retrieve),
-            BoardRow(arguments.board),     LayoutRow(arguments.layout),    ExplainRow(arguments.explain),
-            HelpRow(arguments.help),       CompleteRow(arguments.complete)};
+    return {ShowRow(arguments.show),
+            GetRow(arguments.get),
+            SetRow(arguments.set),
+            CheckRow(arguments.check),
+            SurveyRow(arguments.survey),
+            DiffRow(arguments.diff),
+            CompareLayoutsRow(arguments.compareLayouts),
+            ConvertRow(arguments.convert),
+            StoreRow(arguments.store),
+            RetrieveRow(arguments.retrieve),
+            BoardRow(arguments.board),
+            LayoutRow(arguments.layout),
+            ExplainRow(arguments.explain),
+            HelpRow(arguments.help),
+            CompleteRow(arguments.complete)};
 }
 
 const CommandInfo* FindCommand(const std::vector<CommandInfo>& commands, std::string_view name) {

@@ -68,6 +68,7 @@ struct Arguments {
     CheckOptions check;
     SurveyOptions survey;
     DiffOptions diff;
+    CompareLayoutsOptions compareLayouts;
     ConvertOptions convert;
     StoreOptions store;
     DriveOptions retrieve;

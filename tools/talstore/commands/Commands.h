@@ -113,6 +113,17 @@ struct DiffOptions {
 };
 int Diff(const DiffOptions& options, const Console& console);
 
+struct CompareLayoutsOptions {
+    bool asJson = false;
+    std::string before;  ///< Names of descriptions.
+    std::string after;
+    std::string format = {};  ///< Empty: every format.
+    std::uint32_t channel = 0;
+    std::string accepted = {};  ///< Name of the file of accepted losses; empty for none.
+    std::string junit = {};     ///< Name of the file to write; empty for none.
+};
+int CompareLayouts(const CompareLayoutsOptions& options, const Console& console);
+
 struct ConvertOptions {
     CommonOptions common;
     std::string input;
