@@ -234,6 +234,164 @@ TEST_F(SurveyFiles, LeaveNothingInTheTemporaryDirectory) {
     EXPECT_TRUE(fs::is_empty("temporary"));
 }
 
+// ---- Archives
+
+TEST_F(SurveyFiles, AreFoundInArchives) {
+    const std::string expected = Survey({"units", "--csv"}).out;
+    for (const std::string command :
+         {"tar cf all.tar units", "tar czf all.tar.gz units", "tar czf all.tgz units",
+          "python3 -c \"import shutil; shutil.make_archive('all', 'zip', '.', 'units')\""}) {
+        ASSERT_EQ(std::system(command.c_str()), 0);
+    }
+    for (const std::string archive : {"all.tar", "all.tar.gz", "all.tgz", "all.zip"}) {
+        std::string answer = Survey({archive, "--csv"}).out;
+        for (std::size_t place = 0; (place = answer.find(archive + ':')) != std::string::npos;) {
+            answer.erase(place, archive.size() + 1);
+        }
+        EXPECT_EQ(answer, expected) << archive;
+    }
+}
+
+TEST_F(SurveyFiles, InAnArchiveStandInItsOrderAndSayInWhich) {
+    ASSERT_EQ(std::system("tar cf n.tar units/b.sbin units/a.sbin && mv units/more/d.sbin o.sbin"), 0);
+    std::vector<std::string> files;
+    for (const nlohmann::json& record : RecordsIn(Survey({"o.sbin", "n.tar", "units/a.sbin", "--json"}).out)) {
+        if (record["record"] == "file") {
+            files.push_back(record["file"].get<std::string>() + ' ' + record.value("archive", "-"));
+        }
+    }
+    EXPECT_THAT(files, testing::ElementsAre("n.tar:units/b.sbin n.tar", "n.tar:units/a.sbin n.tar", "o.sbin -",
+                                            "units/a.sbin -"));
+}
+
+TEST_F(SurveyFiles, InADamagedArchiveAreToldUpToTheDamage) {
+    ASSERT_EQ(std::system("tar cf whole.tar units/a.sbin units/b.sbin && head -c 1100 whole.tar > cut.tar"), 0);
+    WriteFile("none.zip", "PK");
+    const Ended ended = Survey({"cut.tar", "none.zip", "absent.tar"});
+    EXPECT_THAT(ended.out, testing::StartsWith("4 files for a board with layout.json: 0 units lose nothing, 1 unit "
+                                               "loses something, 3 files cannot be read\n"));
+    EXPECT_THAT(ended.out, testing::HasSubstr("refused    R/O/u32     1      100.0 %  2 bytes in the file, 4 in the "
+                                              "layout  cut.tar:units/a.sbin\n"));
+    EXPECT_EQ(ended.status, 2);
+}
+
+// ---- What is decided on
+
+TEST_F(SurveyFiles, ThatLoseWhatIsAcceptedAreCountedApart) {
+    WriteFile("accepted.json", R"({"accepted": [
+        {"variable": "R/O/u32", "kind": "refused", "reason": "carried over"},
+        {"variable": "R/O/*", "kind": "defaulted", "reason": "new"},
+        {"variable": "R/gone", "kind": "ignored", "reason": "nobody has it"}]})");
+    const Ended some = Survey({"units", "--accept", "accepted.json"});
+    EXPECT_THAT(some.out,
+                testing::StartsWith("4 files for a board with layout.json: 1 unit loses nothing, 2 units lose "
+                                    "something, 1 unit loses what is accepted, 0 files cannot be read\n"));
+    EXPECT_THAT(some.out, testing::HasSubstr("refused    R/O/u32     2      50.0 %  carried over  units/a.sbin, "
+                                             "units/b.sbin\n"));
+    EXPECT_THAT(some.out, testing::EndsWith("\naccepted, but in no unit  ignored  R/gone  nobody has it\n"));
+    EXPECT_EQ(some.status, 1);
+    EXPECT_EQ(Survey({"units/a.sbin", "--accept", "accepted.json"}).status, 0);
+
+    const std::vector<nlohmann::json> records =
+        RecordsIn(Survey({"units/a.sbin", "--accept", "accepted.json", "--json"}).out);
+    EXPECT_EQ(records.at(1)["accepted"], "carried over");
+    EXPECT_EQ(records.back()["accepted"], 1);
+    EXPECT_EQ(records.back()["unmatched"], nlohmann::json::parse(R"([{"variable": "R/gone", "kind": "ignored",
+        "reason": "nobody has it"}])"));
+}
+
+// ---- Values
+
+TEST_F(SurveyFiles, TellHowOftenAUnitHadAnotherValueThanItGets) {
+    WriteFile("before.json", R"({"regions": [{"name": "R", "objects": [{"name": "O", "variables": [
+        {"name": "u8", "type": "U8"}, {"name": "u32", "type": "U16", "default": 7},
+        {"name": "gone", "type": "U8", "default": 3}]}]}]})");
+    const auto unit = [](const std::string& name, const std::string& number, const std::string& gone) {
+        WriteFile(name, Record("R/O/u8", "\x01") + Record("R/O/u32", number) + Record("R/O/gone", gone));
+    };
+    unit("values1.sbin", std::string("\x07\0", 2), "\x03");
+    unit("values2.sbin", std::string("\x08\0", 2), "\x03");
+    unit("values3.sbin", std::string("\x09\0", 2), "\x04");
+    const std::vector<std::string> values = {"values1.sbin", "values2.sbin", "values3.sbin",
+                                             "--from",       "before.json",  "--values"};
+    const std::string answer = Survey(values).out;
+    EXPECT_THAT(answer, testing::HasSubstr("LOSS       PATH        UNITS  SHARE    DIFFERING  REASON"));
+    EXPECT_THAT(answer, testing::HasSubstr("refused    R/O/u32     3      100.0 %  2          2 bytes in the file"));
+    EXPECT_THAT(answer, testing::HasSubstr("ignored    R/O/gone    3      100.0 %  1          not in the layout"));
+    EXPECT_THAT(answer, testing::HasSubstr("defaulted  R/O/text    3      100.0 %  0          not in the file"));
+
+    std::vector<std::string> asJson = values;
+    asJson.emplace_back("--json");
+    std::string differences;
+    for (const nlohmann::json& record : RecordsIn(Survey(asJson).out)) {
+        if (record["record"] == "loss" && record.contains("differs")) {
+            differences += record["path"].get<std::string>() + (record["differs"] ? " differs, " : " is the same, ");
+        }
+    }
+    EXPECT_EQ(differences,
+              "R/O/u32 is the same, R/O/gone is the same, R/O/u32 differs, R/O/gone is the same, R/O/u32 differs, "
+              "R/O/gone differs, ");
+    EXPECT_THAT(Survey({"units", "--values"}).err, testing::StartsWith("talstore: --from and --values go together\n"));
+}
+
+// ---- Comma-separated values
+
+TEST_F(SurveyFiles, FillTheLinesOfASpreadsheet) {
+    WriteFile("a \"b\", c.sbin", Record("R/O/u32", "x") + Record("R/O/\"x\", y", "x"));
+    WriteFile("cut.sbin", "\xEF");
+    EXPECT_EQ(Survey({"a \"b\", c.sbin", "absent", "cut.sbin", "--csv"}).out,
+              "kind,path,reason,bytesInFile,bytesInLayout,accepted,units,share,differing,example1,example2,example3\n"
+              "unreadable,,No such file or directory,,,,1,,,absent,,\n"
+              "damaged,,,,,,1,,,cut.sbin,,\n"
+              "defaulted,R/O/N/deep,not in the file,,,,2,1,0,\"a \"\"b\"\", c.sbin\",cut.sbin,\n"
+              "defaulted,R/O/flag,not in the file,,,,2,1,0,\"a \"\"b\"\", c.sbin\",cut.sbin,\n"
+              "defaulted,R/O/list,not in the file,,,,2,1,0,\"a \"\"b\"\", c.sbin\",cut.sbin,\n"
+              "defaulted,R/O/real,not in the file,,,,2,1,0,\"a \"\"b\"\", c.sbin\",cut.sbin,\n"
+              "defaulted,R/O/text,not in the file,,,,2,1,0,\"a \"\"b\"\", c.sbin\",cut.sbin,\n"
+              "defaulted,R/O/u8,not in the file,,,,2,1,0,\"a \"\"b\"\", c.sbin\",cut.sbin,\n"
+              "defaulted,R/O/u32,not in the file,,,,1,0.5,0,cut.sbin,,\n"
+              "ignored,\"R/O/\"\"x\"\", y\",not in the layout,,,,1,0.5,0,\"a \"\"b\"\", c.sbin\",,\n"
+              "refused,R/O/u32,\"1 byte in the file, 4 in the layout\",1,4,,1,0.5,0,\"a \"\"b\"\", c.sbin\",,\n");
+}
+
+// ---- Answers to merge
+
+TEST_F(SurveyFiles, GiveAPartialAnswerWithStatus0WhateverIsLost) {
+    const Ended partial = Survey({"units", "absent", "--partial"});
+    EXPECT_EQ(partial.status, 0);
+    EXPECT_EQ(partial.out, Survey({"units", "absent", "--json"}).out);
+}
+
+TEST_F(SurveyFiles, OfAnswersAreNotMergedThatDoNotBelongTogether) {
+    std::string other = kLayout;
+    other.replace(other.find("\"default\": 5"), 12, "\"default\": 6");
+    WriteFile("other.json", other);
+    WriteFile("a", Survey({"units/a.sbin", "--partial"}).out);
+    WriteFile("b", Talstore({"survey", "units/b.sbin", "--layout", "other.json", "--partial"}).out);
+    WriteFile("again", Survey({"units/b.sbin", "units/a.sbin", "--partial"}).out);
+    WriteFile("cut", ReadFile("a").substr(0, 1000));
+    EXPECT_EQ(Talstore({"survey", "--merge", "a", "b"}).err, "talstore: b: is about another layout than a\n");
+    EXPECT_EQ(Talstore({"survey", "--merge", "again", "a"}).err, "talstore: units/a.sbin: is in again and in a\n");
+    for (const std::string name : {"cut", "layout.json"}) {
+        EXPECT_EQ(Talstore({"survey", "--merge", "a", name}).err,
+                  "talstore: " + name + ": is no whole answer of a survey with --partial or --json\n");
+    }
+    EXPECT_EQ(Talstore({"survey", "--merge", "absent"}).err, "talstore: absent: No such file or directory\n");
+    EXPECT_THAT(Talstore({"survey", "--merge"}).err,
+                testing::StartsWith("talstore: the answers to merge are needed\n"));
+    EXPECT_THAT(Survey({"a", "--merge"}).err,
+                testing::StartsWith("talstore: --merge takes answers that say what they "));
+}
+
+TEST_F(SurveyFiles, OfAnIncompleteAnswerMakeTheMergedOneIncomplete) {
+    std::string partial = Survey({"units/more/d.sbin", "--partial"}).out;
+    partial.replace(partial.find("\"complete\":true"), 15, "\"complete\":false");
+    WriteFile("partial", partial);
+    const Ended ended = Talstore({"survey", "--merge", "partial"});
+    EXPECT_THAT(ended.out, testing::StartsWith("incomplete: 1 file for a board with layout.json: "));
+    EXPECT_EQ(ended.status, 2);
+}
+
 // ---- Against single checks
 
 /// Files of all formats with everything that may happen to one.
@@ -369,6 +527,35 @@ TEST_F(GeneratedUnits, GiveTheSameBytesForAnyNumberOfProcesses) {
         single.insert(single.end(), {"--jobs", "1"});
         several.insert(several.end(), {"--jobs", "5"});
         EXPECT_EQ(OutputOf(single), OutputOf(several));
+    }
+}
+
+TEST_F(GeneratedUnits, GiveTheSameBytesWhenTheyAreSplitAtRandomAndMerged) {
+    ASSERT_EQ(std::system("cd units && tar cf 5.tar 1*.sbin && tar czf ../units/7.tgz 2*.xml && rm 1*.sbin 2*.xml"), 0);
+    WriteFile("before.json", kLayout);
+    WriteFile("accepted.json", R"({"accepted": [{"variable": "R/O/u8", "kind": "defaulted", "reason": "x"}]})");
+    const std::vector<std::string> about = {"--layout", "layout.json", "--from", "before.json", "--values"};
+    const auto with = [](std::vector<std::string> words, const std::vector<std::string>& more) {
+        words.insert(words.end(), more.begin(), more.end());
+        return words;
+    };
+    constexpr std::size_t kParts = 4;
+    std::string lists[kParts];
+    for (const auto& entry : fs::directory_iterator("units")) {
+        lists[Below(kParts)] += entry.path().string() + '\n';
+    }
+    std::vector<std::string> merge = {"survey", "--merge", "--accept", "accepted.json"};
+    for (std::size_t i = 0; i < kParts; ++i) {
+        const std::string name = "part" + std::to_string(i);
+        WriteFile("list", lists[i]);
+        WriteFile(name, OutputOf(with({"survey", "--partial", "--files-from", "list"}, about)));
+        merge.push_back(name);
+    }
+    const std::vector<std::string> single = with({"survey", "units", "--accept", "accepted.json"}, about);
+    for (const std::vector<std::string>& form : {std::vector<std::string>{}, {"--json"}, {"--csv"}}) {
+        const std::string expected = OutputOf(with(single, form));
+        ASSERT_THAT(expected, testing::HasSubstr("5.tar:"));
+        EXPECT_TRUE(OutputOf(with(merge, form)) == expected) << testing::PrintToString(form);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <unordered_set>
 
 #include "TypeTable.h"
+#include "board/Value.h"
 #include "common/Text.h"
 #include "files/Packed.h"
 
@@ -15,11 +16,49 @@ namespace {
 
 constexpr const char* kIgnored = "ignored";
 
+/// What a unit has with the layout before, and what it gets.
+class ValuesBefore {
+public:
+    /// @param before  Null when it is not known.
+    ValuesBefore(host::Database* before, host::Database& after) : before_(before), after_(after) {}
+
+    void Read(const StorageFile& file, const ProviderSession& session) {
+        if (before_ != nullptr) {
+            before_->ResetToDefaults();
+            static_cast<void>(Restore(session, file, Inspect(file, before_), *before_));
+        }
+    }
+
+    /// @return none when the layout before has no such variable.
+    [[nodiscard]] std::optional<bool> Differs(const std::string& path) const {
+        const host::Variable* const was = before_ == nullptr ? nullptr : before_->Find(path);
+        if (was == nullptr || host::HoldsObjects(was->Type())) {
+            return std::nullopt;
+        }
+        const host::Variable* const is = after_.Find(path);
+        if (is == nullptr) {
+            return !IsSameValue(was->Type(), BytesOf(*was), DefaultOf(*was));
+        }
+        const bool isComparable = was->Type() == is->Type() && was->SizeInBytes() == is->SizeInBytes();
+        return isComparable ? !IsSameValue(was->Type(), BytesOf(*was), BytesOf(*is))
+                            : ValueText(*was) != ValueText(*is);
+    }
+
+private:
+    static std::string_view DefaultOf(const host::Variable& variable) {
+        return {reinterpret_cast<const char*>(variable.DefaultContent()), variable.SizeInBytes()};
+    }
+
+    host::Database* before_;
+    host::Database& after_;
+};
+
 /// Finds the losses of one file.
 class LossFinder {
 public:
-    LossFinder(const FormatInfo& format, const StoredContents& contents, const RestoreReport& report)
-        : format_(format), contents_(contents), report_(report) {}
+    LossFinder(const FormatInfo& format, const StoredContents& contents, const RestoreReport& report,
+               const ValuesBefore& valuesBefore)
+        : format_(format), contents_(contents), report_(report), valuesBefore_(valuesBefore) {}
 
     std::vector<UnitLoss> Find() {
         for (const VariableReport& variable : report_.variables) {
@@ -28,12 +67,10 @@ public:
             }
         }
         for (const std::size_t index : report_.LostItems()) {
-            Add({report_.items[index].fate == Fate::Refused ? NameOf(Outcome::Refused) : kIgnored,
-                 contents_.items[index].path,
-                 report_.items[index].reason,
-                 {},
-                 {},
-                 {}});
+            const ItemReport& item = report_.items[index];
+            Add({item.fate == Fate::Refused ? NameOf(Outcome::Refused) : kIgnored, contents_.items[index].path,
+                 item.reason},
+                item.BoardPath());
         }
         AddSurplusItems();
         return std::move(losses_);
@@ -41,16 +78,18 @@ public:
 
 private:
     /// A path that the file has several times is one loss.
-    void Add(UnitLoss loss) {
+    /// @param boardPath  Where a board looks it up.
+    void Add(UnitLoss loss, const std::string& boardPath) {
         loss.path = ValidUtf8(loss.path);
         loss.reason = ValidUtf8(loss.reason);
         if (isKnown_.insert(loss.kind + '\0' + loss.path + '\0' + loss.Cause()).second) {
+            loss.differs = valuesBefore_.Differs(boardPath);
             losses_.push_back(std::move(loss));
         }
     }
 
     void AddVariable(const VariableReport& variable) {
-        UnitLoss loss = {NameOf(variable.outcome), variable.variable->Path(), variable.reason, {}, {}, {}};
+        UnitLoss loss = {NameOf(variable.outcome), variable.variable->Path(), variable.reason};
         const StoredItem* const item = variable.item == kNone ? nullptr : &contents_.items[variable.item];
         if (variable.outcome == Outcome::Changed && !HasTooManyElements(variable, *item)) {
             loss.cause = "comes back as another value";
@@ -64,7 +103,7 @@ private:
                 loss.cause = "the board does not take its value";
             }
         }
-        Add(std::move(loss));
+        Add(std::move(loss), variable.variable->Path());
     }
 
     static bool HasTooManyElements(const VariableReport& variable, const StoredItem& item) {
@@ -80,12 +119,8 @@ private:
             const bool isReported =
                 item.fate == Fate::Taken || std::binary_search(lost.begin(), lost.end(), i) || IsLost(item.variable);
             if (!isReported) {
-                Add({NameOf(Outcome::Refused),
-                     item.BoardPath(),
-                     "one of its items in the file is not taken",
-                     {},
-                     {},
-                     {}});
+                Add({NameOf(Outcome::Refused), item.BoardPath(), "one of its items in the file is not taken"},
+                    item.BoardPath());
             }
         }
     }
@@ -104,6 +139,7 @@ private:
     const FormatInfo& format_;
     const StoredContents& contents_;
     const RestoreReport& report_;
+    const ValuesBefore& valuesBefore_;
     std::vector<UnitLoss> losses_;
     std::unordered_set<std::string> isKnown_;
     std::unordered_set<const host::Variable*> lostVariables_;
@@ -136,17 +172,19 @@ UnitReport UnitJudge::Judge(const StorageFile& file, std::uint32_t channel) {
     unit.damage = ValidUtf8(DamageOf(contents, report));
     const auto counts = report.Counts();
     std::copy(counts.begin(), counts.end(), unit.counts.begin());
-    unit.losses = LossFinder(InfoOf(file.format), contents, report).Find();
+    ValuesBefore valuesBefore(before_, layout_);
+    valuesBefore.Read(file, session);
+    unit.losses = LossFinder(InfoOf(file.format), contents, report, valuesBefore).Find();
     return unit;
 }
 
 std::string Packed(const UnitReport& unit) {
     Packer packer;
-    const auto packSize = [&](const std::optional<std::uint64_t>& size) {
-        packer.Number(size ? 1 : 0);
-        packer.Number(size.value_or(0));
+    const auto packOptional = [&](const std::optional<std::uint64_t>& number) {
+        packer.Number(number ? 1 : 0);
+        packer.Number(number.value_or(0));
     };
-    for (const std::string* const text : {&unit.file, &unit.problem, &unit.format, &unit.damage}) {
+    for (const std::string* const text : {&unit.file, &unit.archive, &unit.problem, &unit.format, &unit.damage}) {
         packer.Text(*text);
     }
     packer.Number(unit.size);
@@ -159,21 +197,22 @@ std::string Packed(const UnitReport& unit) {
         for (const std::string* const text : {&loss.kind, &loss.path, &loss.reason, &loss.cause}) {
             packer.Text(*text);
         }
-        packSize(loss.bytesInFile);
-        packSize(loss.bytesInLayout);
+        packOptional(loss.bytesInFile);
+        packOptional(loss.bytesInLayout);
+        packOptional(loss.differs);
     }
     return packer.Take();
 }
 
 UnitReport UnpackedUnit(std::string_view bytes) {
     Unpacker unpacker(bytes);
-    const auto unpackSize = [&] {
+    const auto unpackOptional = [&] {
         const bool isThere = unpacker.Number() != 0;
         const std::uint64_t size = unpacker.Number();
         return isThere ? std::optional(size) : std::nullopt;
     };
     UnitReport unit;
-    for (std::string* const text : {&unit.file, &unit.problem, &unit.format, &unit.damage}) {
+    for (std::string* const text : {&unit.file, &unit.archive, &unit.problem, &unit.format, &unit.damage}) {
         *text = unpacker.Text();
     }
     unit.size = unpacker.Number();
@@ -186,8 +225,10 @@ UnitReport UnpackedUnit(std::string_view bytes) {
         for (std::string* const text : {&loss.kind, &loss.path, &loss.reason, &loss.cause}) {
             *text = unpacker.Text();
         }
-        loss.bytesInFile = unpackSize();
-        loss.bytesInLayout = unpackSize();
+        loss.bytesInFile = unpackOptional();
+        loss.bytesInLayout = unpackOptional();
+        const std::optional<std::uint64_t> differs = unpackOptional();
+        loss.differs = differs ? std::optional(*differs != 0) : std::nullopt;
     }
     return unit;
 }

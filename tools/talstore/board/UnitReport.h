@@ -23,16 +23,21 @@ namespace tal::talstore {
 struct UnitLoss {
     std::string kind;  ///< How the variable ends, or "ignored".
     std::string path;
-    std::string reason;  ///< As for this file alone.
-    std::string cause;   ///< What it has in common with other files; empty when the reason is the same for all.
-    std::optional<std::uint64_t> bytesInFile;  ///< When the size is the reason.
-    std::optional<std::uint64_t> bytesInLayout;
+    std::string reason;      ///< As for this file alone.
+    std::string cause = {};  ///< What it has in common with other files; empty when the reason is the same for all.
+    std::optional<std::uint64_t> bytesInFile = {};  ///< When the size is the reason.
+    std::optional<std::uint64_t> bytesInLayout = {};
+    /// Whether the unit had another value than it gets; none when the layout before does not have the variable, or is
+    /// not known.
+    std::optional<bool> differs = {};
+    std::string accepted = {};  ///< Why it is fine that this is lost; empty when nobody has decided on it.
 
     [[nodiscard]] const std::string& Cause() const { return cause.empty() ? reason : cause; }
 };
 
 struct UnitReport {
     std::string file;
+    std::string archive;  ///< The name of the one that it is in; empty when it is in none.
     std::string problem;  ///< Why it cannot be read; there is nothing else then.
     std::string format;
     std::uint64_t size = 0;
@@ -43,18 +48,22 @@ struct UnitReport {
 
     [[nodiscard]] bool IsReadable() const { return problem.empty(); }
     [[nodiscard]] bool LosesNothing() const { return IsReadable() && losses.empty() && damage.empty(); }
+    /// Where it stands among others: those of an archive stand together, in the order in which they are in it.
+    [[nodiscard]] const std::string& Order() const { return archive.empty() ? file : archive; }
 };
 
 /// Judges one file after another.
 class UnitJudge {
 public:
     /// @param layout  Is used for every file.
-    explicit UnitJudge(host::Database& layout) : layout_(layout) {}
+    /// @param before  What the units run, to compare values; null when that is not known.
+    UnitJudge(host::Database& layout, host::Database* before) : layout_(layout), before_(before) {}
 
     [[nodiscard]] UnitReport Judge(const StorageFile& file, std::uint32_t channel);
 
 private:
     host::Database& layout_;
+    host::Database* before_;
     std::shared_ptr<const PrivateDirectory> directory_ = PrivateDirectory::Shared();
 };
 

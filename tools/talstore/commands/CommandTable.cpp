@@ -159,43 +159,54 @@ CommandInfo SurveyRow(SurveyOptions& options) {
     OptionInfo null = {"--null", nullptr, "The names in LIST end with a NUL each, as find -print0 writes them",
                        &options.endsWithNul};
     null.shortName = "-0";
-    return {"survey",
-            "Find what boards with a layout would lose of many files, in how many of them",
-            {{"PATH", "Storage files, and folders that hold some", &options.paths, false}},
-            Joined(CommonOf(options.common, true),
-                   {{"--channel-from", "REGEX",
-                     "Where in a file's name its channel stands: an extended regular expression, whose first group, or "
-                     "else all that it matches, is the number",
-                     &options.channelPattern},
-                    {"--files-from", "LIST", "A file with more paths, one in a line; - is standard input",
-                     &options.listName, Offer::Files},
-                    null,
-                    {"--jobs",
-                     "N",
-                     "The number of processes that read files; one per core unless given",
-                     &options.jobs,
-                     Offer::Words,
-                     false,
-                     {},
-                     1,
-                     kMostJobs},
-                    {"--timeout",
-                     "SECONDS",
-                     "How long one file may take, 60 unless given",
-                     &options.timeout,
-                     Offer::Words,
-                     false,
-                     {},
-                     1,
-                     kLongestTimeout}}),
-            "  talstore survey returned/ --layout new.json     what would an upgrade lose?\n"
-            "  find returned -name '*.sbin' -print0 |\n"
-            "      talstore survey --files-from - -0 --layout new.json --json\n"
-            "  talstore survey returned/ --layout new.json --channel-from 'ch([0-9]+)'\n",
-            "The exit status is 1 when a unit loses something, and 2 when a file cannot be read. After Ctrl-C what is "
-            "done is told, and marked as incomplete. Folders are walked for regular files. A file that is neither "
-            "recognised nor named as a raw image cannot be read, unless --format says what all files are.",
-            [&](const Console& console) { return Survey(options, console); }};
+    return {
+        "survey",
+        "Find what boards with a layout would lose of many files, in how many of them",
+        {{"PATH", "Storage files, folders and archives that hold some", &options.paths, false}},
+        Joined(
+            CommonOf(options.common),
+            {{"--channel-from", "REGEX",
+              "Where in a file's name its channel stands: an extended regular expression, whose first group, or "
+              "else all that it matches, is the number",
+              &options.channelPattern},
+             {"--files-from", "LIST", "A file with more paths, one in a line; - is standard input", &options.listName,
+              Offer::Files},
+             null,
+             {"--accept", "FILE", "Losses that were decided on are counted apart", &options.accepted, Offer::Files},
+             {"--from", "DESCRIPTION", "What the units run now, for --values", &options.before, Offer::Files},
+             {"--values", nullptr, "Count how often a unit had another value than it gets", &options.comparesValues},
+             {"--csv", nullptr, "Print comma-separated values for a spreadsheet", &options.asCsv},
+             {"--partial", nullptr, "Print what --merge takes; the status is 0 whatever is lost", &options.isPartial},
+             {"--merge", nullptr, "Each PATH is the answer of a survey with --partial", &options.merges},
+             {"--jobs",
+              "N",
+              "The number of processes that read files; one per core unless given",
+              &options.jobs,
+              Offer::Words,
+              false,
+              {},
+              1,
+              kMostJobs},
+             {"--timeout",
+              "SECONDS",
+              "How long one file may take, 60 unless given",
+              &options.timeout,
+              Offer::Words,
+              false,
+              {},
+              1,
+              kLongestTimeout}}),
+        "  talstore survey returned/ --layout new.json     what would an upgrade lose?\n"
+        "  talstore survey returned.tar.gz --layout new.json --from old.json --values\n"
+        "  find returned -name '*.sbin' -print0 |\n"
+        "      talstore survey --files-from - -0 --layout new.json --json\n"
+        "  talstore survey returned/ --layout new.json --channel-from 'ch([0-9]+)'\n"
+        "  talstore survey --merge north.jsonl south.jsonl\n",
+        "The exit status is 1 when a unit loses something that is not accepted, and 2 when a file cannot be read. "
+        "After Ctrl-C what is done is told, and marked as incomplete. Folders are walked for regular files; those "
+        "in an archive (.tar, .tar.gz, .tgz, .zip) are named ARCHIVE:FILE. A file that is neither recognised nor "
+        "named as a raw image cannot be read, unless --format says what all files are.",
+        [&](const Console& console) { return Survey(options, console); }};
 }
 
 OptionInfo FormatOfSideOption(const char* name, const char* side, std::string& target) {

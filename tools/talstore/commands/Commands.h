@@ -57,6 +57,12 @@ struct SurveyOptions {
     std::string channelPattern;      ///< Finds the channel in a file's name; empty: common.channel.
     std::uint32_t jobs = 0;          ///< Processes; 0: as many as there are cores.
     std::uint32_t timeout = 60;      ///< For one file, in seconds.
+    std::string accepted;            ///< Name of the file with accepted losses; empty for none.
+    std::string before;              ///< Name of the description of what the units run; empty for none.
+    bool comparesValues = false;
+    bool asCsv = false;
+    bool isPartial = false;
+    bool merges = false;  ///< The paths are those of partial answers.
 };
 int Survey(const SurveyOptions& options, const Console& console);
 

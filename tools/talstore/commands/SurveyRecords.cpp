@@ -1,10 +1,17 @@
 #include "commands/SurveyRecords.h"
 
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "DatabaseDescription.h"
 #include "commands/Report.h"
+#include "commands/UseError.h"
 #include "common/Text.h"
+#include "formats/Formats.h"
 
 namespace tal::talstore {
 
@@ -26,16 +33,25 @@ void AddSizes(Json& json, const std::optional<std::uint64_t>& bytesInFile,
 }
 
 Json FileJson(const UnitReport& unit) {
+    Json json = {{"file", unit.file}};
+    if (!unit.archive.empty()) {
+        json["archive"] = unit.archive;
+    }
     if (!unit.IsReadable()) {
-        return {{"file", unit.file}, {"problem", unit.problem}};
+        json["problem"] = unit.problem;
+        return json;
     }
     Json counts;
     for (std::size_t i = 0; i < unit.counts.size(); ++i) {
         counts[NameOf(static_cast<Outcome>(i))] = unit.counts[i];
     }
-    return {{"file", unit.file},           {"format", unit.format}, {"size", unit.size},
-            {"channel", unit.channel},     {"damage", unit.damage}, {"counts", std::move(counts)},
-            {"losses", unit.losses.size()}};
+    json["format"] = unit.format;
+    json["size"] = unit.size;
+    json["channel"] = unit.channel;
+    json["damage"] = unit.damage;
+    json["counts"] = std::move(counts);
+    json["losses"] = unit.losses.size();
+    return json;
 }
 
 Json LossJson(const UnitReport& unit, const UnitLoss& loss) {
@@ -44,6 +60,12 @@ Json LossJson(const UnitReport& unit, const UnitLoss& loss) {
         json["cause"] = loss.cause;
     }
     AddSizes(json, loss.bytesInFile, loss.bytesInLayout);
+    if (loss.differs) {
+        json["differs"] = *loss.differs;
+    }
+    if (!loss.accepted.empty()) {
+        json["accepted"] = loss.accepted;
+    }
     return json;
 }
 
@@ -59,13 +81,166 @@ Json ExamplesJson(const SurveyTally& tally) {
     return json;
 }
 
-Json RowJson(const SurveyTotals& totals, const LossRow& row) {
+Json RowJson(const SurveyFrame& frame, const SurveyTotals& totals, const LossRow& row) {
     Json json = {{"kind", row.kind}, {"path", row.path}, {"reason", row.reason}};
     AddSizes(json, row.bytesInFile, row.bytesInLayout);
     json["units"] = row.units.count;
     json["share"] = totals.ShareOf(row);
+    if (!frame.before.empty()) {
+        json["differing"] = row.differing;
+    }
+    if (!row.accepted.empty()) {
+        json["accepted"] = row.accepted;
+    }
     json["examples"] = ExamplesJson(row.units);
     return json;
+}
+
+Json UnmatchedJson(const std::vector<AcceptedLoss>& unmatched) {
+    Json json = Json::array();
+    for (const AcceptedLoss& loss : unmatched) {
+        Json entry = {{"variable", loss.variable}, {"kind", loss.kind}, {"reason", loss.reason}};
+        if (loss.format) {
+            entry["format"] = NameOf(*loss.format);
+        }
+        json.push_back(std::move(entry));
+    }
+    return json;
+}
+
+// ---- Back
+
+std::optional<std::uint64_t> OptionalNumber(const Json& json, const char* key) {
+    return json.contains(key) ? std::optional(json[key].get<std::uint64_t>()) : std::nullopt;
+}
+
+UnitReport UnitOf(const Json& json) {
+    UnitReport unit;
+    unit.file = json.at("file");
+    unit.archive = json.value("archive", "");
+    unit.problem = json.value("problem", "");
+    if (unit.IsReadable()) {
+        unit.format = json.at("format");
+        unit.size = json.at("size");
+        unit.channel = json.at("channel");
+        unit.damage = json.at("damage");
+        for (std::size_t i = 0; i < unit.counts.size(); ++i) {
+            unit.counts[i] = json.at("counts").at(NameOf(static_cast<Outcome>(i)));
+        }
+        unit.losses.resize(json.at("losses").get<std::size_t>());
+    }
+    return unit;
+}
+
+UnitLoss LossOf(const Json& json) {
+    UnitLoss loss = {json.at("kind"), json.at("path"), json.at("reason"), json.value("cause", "")};
+    loss.bytesInFile = OptionalNumber(json, "bytesInFile");
+    loss.bytesInLayout = OptionalNumber(json, "bytesInLayout");
+    if (json.contains("differs")) {
+        loss.differs = json["differs"].get<bool>();
+    }
+    return loss;
+}
+
+SurveyFrame FrameOf(const Json& json) {
+    return {json.at("layout"), json.at("digest"), json.value("from", ""), json.at("complete")};
+}
+
+/// Reads one answer, a unit at a time.
+class AnswerReader {
+public:
+    /// Throws InputError.
+    explicit AnswerReader(const std::string& name) : name_(name), stream_(name, std::ios::binary) {
+        if (!stream_) {
+            RefuseFile(name_, std::strerror(errno));
+        }
+        ReadFrame();
+        ReadUnit();
+    }
+
+    [[nodiscard]] const std::string& Name() const { return name_; }
+    [[nodiscard]] const SurveyFrame& Frame() const { return frame_; }
+    /// The next unit; none after the last one.
+    [[nodiscard]] const std::optional<UnitReport>& Unit() const { return unit_; }
+
+    [[nodiscard]] UnitReport Take() {
+        UnitReport unit = std::move(*unit_);
+        ReadUnit();
+        return unit;
+    }
+
+private:
+    /// What the answer is about is said at its end.
+    void ReadFrame() {
+        std::string last;
+        for (std::string line; std::getline(stream_, line);) {
+            last = std::move(line);
+        }
+        Understand(last, "summary", [&](const Json& json) { frame_ = FrameOf(json); });
+        stream_.clear();
+        stream_.seekg(0);
+    }
+
+    void ReadUnit() {
+        constexpr const char* kSummary = R"({"schema":"talstore/survey/1","record":"summary",)";
+        unit_.reset();
+        std::string line;
+        std::getline(stream_, line);
+        if (line.rfind(kSummary, 0) == 0) {
+            return;
+        }
+        Understand(line, "file", [&](const Json& json) { unit_ = UnitOf(json); });
+        for (UnitLoss& loss : unit_->losses) {
+            line.clear();
+            std::getline(stream_, line);
+            Understand(line, "loss", [&](const Json& json) { loss = LossOf(json); });
+        }
+    }
+
+    void Understand(const std::string& line, const char* record,
+                    const std::function<void(const Json& json)>& use) const {
+        try {
+            const Json json = Json::parse(line);
+            if (json.at("schema") == "talstore/survey/1" && json.at("record") == record) {
+                use(json);
+                return;
+            }
+        } catch (const Json::exception&) {
+            // Said below, for people.
+        }
+        RefuseFile(name_, "is no whole answer of a survey with --partial or --json");
+    }
+
+    std::string name_;
+    std::ifstream stream_;
+    SurveyFrame frame_;
+    std::optional<UnitReport> unit_;
+};
+
+void RequireTheSameSubject(const AnswerReader& first, const AnswerReader& other) {
+    if (first.Frame().digest != other.Frame().digest) {
+        RefuseFile(other.Name(), "is about another layout than " + first.Name());
+    }
+    if (first.Frame().before != other.Frame().before) {
+        RefuseFile(other.Name(), "has another --from than " + first.Name());
+    }
+}
+
+/// @return the answer whose unit comes next; null when none is left.
+AnswerReader* FirstOf(const std::vector<std::unique_ptr<AnswerReader>>& readers) {
+    AnswerReader* first = nullptr;
+    for (const auto& reader : readers) {
+        if (!reader->Unit()) {
+            continue;
+        }
+        if (first != nullptr && first->Unit()->Order() == reader->Unit()->Order()) {
+            RefuseFile(reader->Unit()->Order(), "is in " + first->Name() + " and in " + reader->Name());
+        }
+        if (first == nullptr || reader->Unit()->Order() < first->Unit()->Order()) {
+            first = reader.get();
+        }
+    }
+    return first;
 }
 
 }  // namespace
@@ -95,19 +270,42 @@ void PrintSummaryRecord(const Console& console, const SurveyFrame& frame, const 
     }
     Json losses = Json::array();
     for (const LossRow* const row : totals.Rows()) {
-        losses.push_back(RowJson(totals, *row));
+        losses.push_back(RowJson(frame, totals, *row));
     }
-    PrintRecord(console, "summary",
-                {{"layout", frame.layout},
-                 {"digest", frame.digest},
-                 {"complete", frame.isComplete},
+    Json json = {{"layout", frame.layout}, {"digest", frame.digest}};
+    if (!frame.before.empty()) {
+        json["from"] = frame.before;
+    }
+    json.update({{"complete", frame.isComplete},
                  {"files", totals.FileCount()},
                  {"unreadable", totals.UnreadableCount()},
                  {"units", totals.UnitCount()},
                  {"lossless", totals.LosslessCount()},
+                 {"accepted", totals.AcceptedCount()},
                  {"damaged", {{"units", totals.Damaged().count}, {"examples", ExamplesJson(totals.Damaged())}}},
                  {"problems", std::move(unreadable)},
-                 {"losses", std::move(losses)}});
+                 {"losses", std::move(losses)},
+                 {"unmatched", UnmatchedJson(frame.unmatched)}});
+    PrintRecord(console, "summary", json);
+}
+
+SurveyFrame MergeUnits(const std::vector<std::string>& names, const TakeUnit& take) {
+    if (names.empty()) {
+        throw UseError("the answers to merge are needed");
+    }
+    std::vector<std::unique_ptr<AnswerReader>> readers;
+    for (const std::string& name : names) {
+        readers.push_back(std::make_unique<AnswerReader>(name));
+        RequireTheSameSubject(*readers.front(), *readers.back());
+    }
+    SurveyFrame frame = readers.front()->Frame();
+    for (const auto& reader : readers) {
+        frame.isComplete = frame.isComplete && reader->Frame().isComplete;
+    }
+    while (AnswerReader* const first = FirstOf(readers)) {
+        take(first->Take());
+    }
+    return frame;
 }
 
 }  // namespace tal::talstore

@@ -5,11 +5,14 @@
 #define TALSTORE_SURVEY_RECORDS_H
 
 #include <string>
+#include <vector>
 
 #include "ReferenceHost.h"
 #include "board/UnitReport.h"
+#include "commands/AcceptedLosses.h"
 #include "commands/Console.h"
 #include "commands/SurveyTotals.h"
+#include "commands/SurveyUnits.h"
 
 namespace tal::talstore {
 
@@ -17,7 +20,9 @@ namespace tal::talstore {
 struct SurveyFrame {
     std::string layout;  ///< Name of the description.
     std::string digest;  ///< Of what it describes.
+    std::string before;  ///< Name of the description of what the units run; empty when values are not compared.
     bool isComplete = true;
+    std::vector<AcceptedLoss> unmatched = {};  ///< The accepted losses that no unit has.
 };
 
 /// @return a number that tells whether two descriptions have the same variables and defaults.
@@ -27,6 +32,12 @@ struct SurveyFrame {
 void PrintUnitRecords(const Console& console, const UnitReport& unit);
 
 void PrintSummaryRecord(const Console& console, const SurveyFrame& frame, const SurveyTotals& totals);
+
+/// Reads answers back that were printed so.
+/// @param names  Of regular files.
+/// @param take   Gets the reports of all of them in the order in which one survey would have had them.
+/// @return what they were all about. Throws InputError, also when they are not about the same.
+[[nodiscard]] SurveyFrame MergeUnits(const std::vector<std::string>& names, const TakeUnit& take);
 
 }  // namespace tal::talstore
 

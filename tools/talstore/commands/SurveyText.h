@@ -1,5 +1,5 @@
 /// @file
-/// The answer of a survey for people.
+/// The answer of a survey for people, and for their spreadsheets.
 #ifndef TALSTORE_SURVEY_TEXT_H
 #define TALSTORE_SURVEY_TEXT_H
 
@@ -10,6 +10,9 @@
 namespace tal::talstore {
 
 void PrintSurvey(const Console& console, const SurveyFrame& frame, const SurveyTotals& totals);
+
+/// A line per row with the values between commas, after a line with their names.
+void PrintSurveyAsCsv(const Console& console, const SurveyTotals& totals);
 
 }  // namespace tal::talstore
 

@@ -7,14 +7,17 @@ namespace tal::talstore {
 
 namespace {
 
-constexpr std::size_t kMostExamples = 3;
-
 std::string KeyOf(const UnitLoss& loss) {
     std::string key;
-    for (const std::string* const part : {&loss.kind, &loss.path, &loss.Cause()}) {
+    for (const std::string* const part : {&loss.kind, &loss.path, &loss.Cause(), &loss.accepted}) {
         key.append(*part).push_back('\0');
     }
     return key;
+}
+
+bool LosesOnlyWhatIsAccepted(const UnitReport& unit) {
+    return unit.damage.empty() && std::none_of(unit.losses.begin(), unit.losses.end(),
+                                               [](const UnitLoss& loss) { return loss.accepted.empty(); });
 }
 
 }  // namespace
@@ -35,16 +38,21 @@ void SurveyTotals::Add(const UnitReport& unit) {
         unreadable_.try_emplace(unit.problem, UnreadableRow{unit.problem}).first->second.files.Add({unit.file, {}});
         return;
     }
-    losslessCount_ += unit.LosesNothing() ? 1 : 0;
+    if (unit.LosesNothing()) {
+        ++losslessCount_;
+    } else if (LosesOnlyWhatIsAccepted(unit)) {
+        ++acceptedCount_;
+    }
     if (!unit.damage.empty()) {
         damaged_.Add({unit.file, unit.damage});
     }
     for (const UnitLoss& loss : unit.losses) {
         LossRow& row = rows_[KeyOf(loss)];
         if (row.units.count == 0) {
-            row = {loss.kind, loss.path, loss.Cause(), loss.bytesInFile, loss.bytesInLayout};
+            row = {loss.kind, loss.path, loss.Cause(), loss.bytesInFile, loss.bytesInLayout, loss.accepted};
         }
         row.units.Add({unit.file, loss.cause.empty() ? "" : loss.reason});
+        row.differing += loss.differs.value_or(false) ? 1 : 0;
     }
 }
 
@@ -54,9 +62,9 @@ std::vector<const LossRow*> SurveyTotals::Rows() const {
         rows.push_back(&row);
     }
     std::sort(rows.begin(), rows.end(), [](const LossRow* a, const LossRow* b) {
-        return a->units.count != b->units.count
-                   ? a->units.count > b->units.count
-                   : std::tie(a->kind, a->path, a->reason) < std::tie(b->kind, b->path, b->reason);
+        return a->units.count != b->units.count ? a->units.count > b->units.count
+                                                : std::tie(a->kind, a->path, a->reason, a->accepted) <
+                                                      std::tie(b->kind, b->path, b->reason, b->accepted);
     });
     return rows;
 }

@@ -13,6 +13,8 @@
 
 namespace tal::talstore {
 
+constexpr std::size_t kMostExamples = 3;
+
 /// One of the files that a row counts.
 struct SurveyExample {
     std::string file;
@@ -37,7 +39,9 @@ struct LossRow {
     std::string reason;
     std::optional<std::uint64_t> bytesInFile;
     std::optional<std::uint64_t> bytesInLayout;
+    std::string accepted;  ///< Why it is fine; empty when nobody has decided on it.
     SurveyTally units = {};
+    std::uint64_t differing = 0;  ///< The units that had another value than they get.
 };
 
 /// Files that cannot be read for one reason.
@@ -55,6 +59,10 @@ public:
     /// Those that were judged.
     [[nodiscard]] std::uint64_t UnitCount() const { return fileCount_ - unreadableCount_; }
     [[nodiscard]] std::uint64_t LosslessCount() const { return losslessCount_; }
+    /// The units that lose something, and nothing but what is accepted.
+    [[nodiscard]] std::uint64_t AcceptedCount() const { return acceptedCount_; }
+    /// The units that lose something else.
+    [[nodiscard]] std::uint64_t LosingCount() const { return UnitCount() - losslessCount_ - acceptedCount_; }
     /// The units whose file a reader does not read to its end.
     [[nodiscard]] const SurveyTally& Damaged() const { return damaged_; }
 
@@ -69,6 +77,7 @@ private:
     std::uint64_t fileCount_ = 0;
     std::uint64_t unreadableCount_ = 0;
     std::uint64_t losslessCount_ = 0;
+    std::uint64_t acceptedCount_ = 0;
     SurveyTally damaged_;
     std::unordered_map<std::string, LossRow> rows_;
     std::unordered_map<std::string, UnreadableRow> unreadable_;

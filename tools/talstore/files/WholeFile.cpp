@@ -18,8 +18,6 @@ namespace tal::talstore {
 
 namespace {
 
-constexpr std::size_t kLargestFile = std::size_t{64} << 20U;
-
 [[noreturn]] void FailWithErrno(const std::string& name) {
     RefuseFile(name, std::strerror(errno));
 }
@@ -153,7 +151,7 @@ std::string ReadWholeFile(const std::string& name) {
         }
         bytes.append(buffer, arrived < 0 ? 0 : static_cast<std::size_t>(arrived));
         if (bytes.size() > kLargestFile) {
-            RefuseFile(name, "has more than 64 MiB, which no storage file has");
+            RefuseFile(name, kTooLarge);
         }
     }
 }

@@ -3,13 +3,18 @@
 #ifndef TALSTORE_WHOLE_FILE_H
 #define TALSTORE_WHOLE_FILE_H
 
+#include <cstddef>
 #include <iosfwd>
 #include <string>
 #include <string_view>
 
 namespace tal::talstore {
 
-/// The whole file; "-" is standard input. Throws InputError, also for more than 64 MiB, which no storage file has.
+/// No storage file has more bytes.
+constexpr std::size_t kLargestFile = std::size_t{64} << 20U;
+constexpr const char* kTooLarge = "has more than 64 MiB, which no storage file has";
+
+/// The whole file; "-" is standard input. Throws InputError, also for a file that is too large.
 [[nodiscard]] std::string ReadWholeFile(const std::string& name);
 
 /// @return whether writing the file of that name is writing to standard output: "-", or a name that leads there.
