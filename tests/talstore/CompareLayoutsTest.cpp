@@ -104,13 +104,13 @@ TEST_F(CompareLayouts, SaysWhenNoBoardCanReadTheDocuments) {
     EXPECT_EQ(ended.out, "xml: names of the old layout make documents that no board can read\n");
 }
 
-constexpr const char* kAccepted = R"({"accepted": [
+constexpr const char* kAcceptedChanges = R"({"accepted": [
     {"variable": "R/O/site", "kind": "ignored", "reason": "nobody needs it"},
     {"variable": "R/O/gain", "kind": "refused", "reason": "set at start"},
     {"variable": "R/O/away", "kind": "ignored", "reason": "gone"}]})";
 
 TEST_F(CompareLayouts, CountsAcceptedLossesApartAndTellsEntriesThatMatchNothing) {
-    WriteFile("accepted.json", kAccepted);
+    WriteFile("accepted.json", kAcceptedChanges);
     const Ended ended = Compare({"--format", "secure", "--accept", "accepted.json"});
     EXPECT_EQ(ended.status, 0);
     EXPECT_EQ(ended.out,
@@ -121,12 +121,12 @@ TEST_F(CompareLayouts, CountsAcceptedLossesApartAndTellsEntriesThatMatchNothing)
 }
 
 TEST_F(CompareLayouts, FailWhenALossOfAnotherKindIsAccepted) {
-    WriteFile("accepted.json", kAccepted);
+    WriteFile("accepted.json", kAcceptedChanges);
     EXPECT_EQ(Compare({"--format", "xml", "--accept", "accepted.json"}).status, 1);
 }
 
 TEST_F(CompareLayouts, AnswerInJson) {
-    WriteFile("accepted.json", kAccepted);
+    WriteFile("accepted.json", kAcceptedChanges);
     const Json answer = Compare({"--format", "xml", "--accept", "accepted.json", "--json"}).Json();
     EXPECT_EQ(answer, Json::parse(R"({
         "schema": "talstore/compare-layouts/1", "old": "old.json", "new": "new.json", "channel": 0,
@@ -142,7 +142,7 @@ TEST_F(CompareLayouts, AnswerInJson) {
 }
 
 TEST_F(CompareLayouts, AnswerInJUnitXml) {
-    WriteFile("accepted.json", kAccepted);
+    WriteFile("accepted.json", kAcceptedChanges);
     const Ended ended = Compare({"--format", "xml", "--accept", "accepted.json", "--junit", "junit.xml"});
     EXPECT_EQ(ended.status, 1);
     EXPECT_EQ(ReadFile("junit.xml"),

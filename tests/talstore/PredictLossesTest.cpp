@@ -261,15 +261,15 @@ const std::vector<std::string> kTexts = {
 /// @return whether the type has the number.
 bool SetNumber(host::Variable& variable, double number) {
     return host::VisitElementType(*host::FindType(variable.Type()), [&](auto zero) {
-        using Element = decltype(zero);
-        using Limits = std::numeric_limits<Element>;
+        using Number = decltype(zero);
+        using Limits = std::numeric_limits<Number>;
         const bool isWhole = number == std::floor(number);
-        const bool isIn = std::is_floating_point_v<Element>
+        const bool isIn = std::is_floating_point_v<Number>
                               ? !std::isfinite(number) || std::abs(number) <= static_cast<double>(Limits::max())
                               : isWhole && number >= static_cast<double>(Limits::min()) &&
                                     number <= static_cast<double>(Limits::max());
         for (std::uint32_t i = 0; isIn && i < variable.ElementCount(); ++i) {
-            variable.Set(static_cast<Element>(number), i);
+            variable.Set(static_cast<Number>(number), i);
         }
         return isIn;
     });

@@ -172,7 +172,7 @@ CommandInfo SurveyRow(SurveyOptions& options) {
              {"--files-from", "LIST", "A file with more paths, one in a line; - is standard input", &options.listName,
               Offer::Files},
              null,
-             {"--accept", "FILE", "Losses that were decided on are counted apart", &options.accepted, Offer::Files},
+             AcceptOption(options.accepted),
              {"--from", "DESCRIPTION", "What the units run now, for --values", &options.before, Offer::Files},
              {"--values", nullptr, "Count how often a unit had another value than it gets", &options.comparesValues},
              {"--csv", nullptr, "Print comma-separated values for a spreadsheet", &options.asCsv},
