@@ -25,7 +25,7 @@ using host::Variable;
 
 constexpr const char* kPage = "docs/layout-changes.md";
 constexpr const char* kHeading = "## The table";
-constexpr const char* kFile = "file";
+constexpr const char* kLayoutFile = "file";
 
 /// What the variables that the change does not touch hold, by their names.
 const std::map<std::string, std::uint32_t> kUntouched = {{"First", 1}, {"Last", 3}, {"Far", 4}};
@@ -306,7 +306,7 @@ bool AreOthersKept(Database& database) {
 /// @return what the table's cell should say.
 std::string Outcome(const Change& change, const FileProvider& files) {
     const TemporaryDirectory directory;
-    IStorageProvider* const provider = files.Prepare(kFile);
+    IStorageProvider* const provider = files.Prepare(kLayoutFile);
 
     Database before;
     change.before(before, 0);

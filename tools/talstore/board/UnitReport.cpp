@@ -14,7 +14,7 @@ using tools::ValidUtf8;
 
 namespace {
 
-constexpr const char* kIgnored = "ignored";
+constexpr const char* kIgnoredItem = "ignored";
 
 /// What a unit has with the layout before, and what it gets.
 class ValuesBefore {
@@ -68,7 +68,7 @@ public:
         }
         for (const std::size_t index : report_.LostItems()) {
             const ItemReport& item = report_.items[index];
-            Add({item.fate == Fate::Refused ? NameOf(Outcome::Refused) : kIgnored, contents_.items[index].path,
+            Add({item.fate == Fate::Refused ? NameOf(Outcome::Refused) : kIgnoredItem, contents_.items[index].path,
                  item.reason},
                 item.BoardPath());
         }
