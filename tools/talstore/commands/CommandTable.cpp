@@ -261,16 +261,28 @@ CommandInfo CompareLayoutsRow(CompareLayoutsOptions& options) {
 }
 
 CommandInfo ConvertRow(ConvertOptions& options) {
-    return {"convert",
-            "Retrieve a file by one provider, store it by another, and list what could not be carried",
-            {{"A", kFileHelp, &options.input}, {"B", kOutputHelp, &options.output}},
-            Joined(CommonOf(options.common, true), {{"--to", "FORMAT", "What B shall be, where its name does not tell",
-                                                     &options.outputFormat, Offer::Words, false, FormatNames()},
-                                                    SetOption(options.settings)}),
-            "  talstore convert unit.bin unit.xml --layout board.json\n"
-            "  talstore convert unit.xml unit.dat --to secure --layout board.json\n",
-            "An output that no board could read is not written.",
-            [&](const Console& console) { return Convert(options, console); }};
+    return {
+        "convert",
+        "Retrieve a file by one provider, store it by another, and list what could not be carried",
+        {{"A", "A storage file, or a folder of them; - is standard input", &options.input},
+         {"B", "The file or the folder to write; - is standard output", &options.output, false}},
+        Joined(CommonOf(options.common, true),
+               {{"--to", "FORMAT", "What B shall be, where its name does not tell", &options.outputFormat, Offer::Words,
+                 false, FormatNames()},
+                SetOption(options.settings),
+                {"--from", "DESCRIPTION", "The database of the board that stored A, where it is another one",
+                 &options.oldLayout, Offer::Files},
+                {"--rename", "MAP", "A JSON object of old and new paths, of variables, objects or regions",
+                 &options.renames, Offer::Files},
+                {"--in-place", nullptr, "Replace A, or each file in it; without B", &options.isInPlace}}),
+        "  talstore convert unit.bin unit.xml --layout board.json\n"
+        "  talstore convert unit.xml unit.dat --to secure --layout board.json\n"
+        "  talstore convert old.sbin new.sbin --from old.json --layout new.json \\\n"
+        "      --rename renamed.json\n"
+        "  talstore convert returned/ upgraded/ --from old.json --layout new.json\n",
+        "An output that no board could read is not written. Of a folder every file is converted, into its own format "
+        "unless --to is given; a file that is in B already is not replaced.",
+        [&](const Console& console) { return Convert(options, console); }};
 }
 
 CommandInfo StoreRow(StoreOptions& options) {

@@ -132,10 +132,13 @@ int CompareLayouts(const CompareLayoutsOptions& options, const Console& console)
 
 struct ConvertOptions {
     CommonOptions common;
-    std::string input;
-    std::string output;
-    std::string outputFormat;                ///< Empty: what the output's name says.
+    std::string input;                       ///< A file, or a folder of files.
+    std::string output;                      ///< Empty when the input is replaced.
+    std::string outputFormat;                ///< Empty: what the output's name says; for a folder, the input's.
     std::vector<std::string> settings = {};  ///< "PATH=VALUE"
+    std::string oldLayout = {};              ///< Of the input, where it is another one.
+    std::string renames = {};                ///< Name of the file of new paths; empty for none.
+    bool isInPlace = false;
 };
 int Convert(const ConvertOptions& options, const Console& console);
 

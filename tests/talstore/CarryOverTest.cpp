@@ -1,0 +1,253 @@
+/// convert into another layout, and of folders.
+
+#include <filesystem>
+
+#include "Support.h"
+
+namespace tal::test {
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+/// The variable R/O/v of that type in a description.
+std::string WithOneVariable(const std::string& variable) {
+    return R"({"regions": [{"name": "R", "objects": [{"name": "O", "variables": [{"name": "v", )" + variable +
+           R"(}, {"name": "other", "type": "U8", "default": 3}]}]}]})";
+}
+
+class CarriedOver : public testing::Test {
+protected:
+    /// Stores the value as a variable of the one type, and carries it over to the other.
+    /// @return what it becomes, or why it is not taken.
+    static std::string Carry(const std::string& oldType, const std::string& value, const std::string& newType) {
+        WriteFile("old.json", WithOneVariable(oldType));
+        WriteFile("new.json", WithOneVariable(newType));
+        EXPECT_EQ(Talstore({"store", "old.sbin", "--force", "--layout", "old.json", "--set", "R/O/v=" + value}).status,
+                  0);
+        const Ended ended = Talstore({"convert", "old.sbin", "new.sbin", "--from", "old.json", "--layout", "new.json"});
+        if (ended.status == 1) {
+            return ended.out.substr(0, ended.out.find('\n'));
+        }
+        EXPECT_EQ(ended.status, 0) << ended.err;
+        const std::string got = Talstore({"get", "new.sbin", "R/O/v", "--layout", "new.json"}).out;
+        return got.substr(0, got.size() - 1);
+    }
+
+    TemporaryDirectory directory_;
+};
+
+constexpr const char* kU8 = R"("type": "U8")";
+constexpr const char* kU16 = R"("type": "U16")";
+constexpr const char* kS32 = R"("type": "S32")";
+constexpr const char* kFloat = R"("type": "FLOAT")";
+constexpr const char* kDouble = R"("type": "DOUBLE")";
+constexpr const char* kBool = R"("type": "BOOL")";
+constexpr const char* kString4 = R"("type": "STRING", "count": 4)";
+constexpr const char* kString8 = R"("type": "STRING", "count": 8)";
+constexpr const char* kTwoU8 = R"("type": "U8_ARRAY", "count": 2)";
+constexpr const char* kOneU16 = R"("type": "U16_ARRAY", "count": 1)";
+constexpr const char* kTwoU16 = R"("type": "U16_ARRAY", "count": 2)";
+
+TEST_F(CarriedOver, NumbersAreTakenWithinTheRangeOfTheirNewType) {
+    EXPECT_EQ(Carry(kU8, "200", kU16), "200");
+    EXPECT_EQ(Carry(kU16, "200", kU8), "200");
+    EXPECT_EQ(Carry(kU16, "300", kU8), "refused  R/O/v  300 does not fit U8");
+    EXPECT_EQ(Carry(kS32, "-1", kU16), "refused  R/O/v  -1 does not fit U16");
+    EXPECT_EQ(Carry(kS32, "7", kDouble), "7");
+    EXPECT_EQ(Carry(kDouble, "1.5", kFloat), "1.5");
+    EXPECT_EQ(Carry(kDouble, "1e99", kFloat), "refused  R/O/v  1e+99 does not fit FLOAT");
+    EXPECT_EQ(Carry(kDouble, "inf", kFloat), "inf");
+    EXPECT_EQ(Carry(kDouble, "1.5", kU8), "refused  R/O/v  1.5 does not fit U8");
+    EXPECT_EQ(Carry(kBool, "true", kU8), "refused  R/O/v  true does not fit U8");
+}
+
+TEST_F(CarriedOver, TextsAreTakenWhereTheyHaveRoom) {
+    EXPECT_EQ(Carry(kString8, "abc", kString4), "abc");
+    EXPECT_EQ(Carry(kString4, "abc", kString8), "abc");
+    EXPECT_EQ(Carry(kString8, "abcd", kString4), "refused  R/O/v  \"abcd\" does not fit STRING[4]");
+    EXPECT_EQ(Carry(kString8, "12", kU8), "12");
+    EXPECT_EQ(Carry(kString8, "many", kU8), "refused  R/O/v  \"many\" does not fit U8");
+    EXPECT_EQ(Carry(kU16, "300", kString4), "300");
+    EXPECT_EQ(Carry(kString8, "[1, 2]", kTwoU8), "refused  R/O/v  \"[1, 2]\" does not fit U8_ARRAY[2]");
+}
+
+TEST_F(CarriedOver, ArraysAreTakenWithAsManyElements) {
+    EXPECT_EQ(Carry(kTwoU8, "[1, 2]", kTwoU16), "[1, 2]");
+    EXPECT_EQ(Carry(kTwoU8, "[1, 2]", kOneU16), "refused  R/O/v  [1, 2] does not fit U16_ARRAY[1]");
+    EXPECT_EQ(Carry(kOneU16, "[5]", kU8), "5");
+    EXPECT_EQ(Carry(kU8, "5", kOneU16), "[5]");
+    EXPECT_EQ(Carry(kTwoU8, "[1, 2]", kU8), "refused  R/O/v  [1, 2] does not fit U8");
+    EXPECT_EQ(Carry(kTwoU16, "[1, 300]", kTwoU8), "refused  R/O/v  [1, 300] does not fit U8_ARRAY[2]");
+}
+
+TEST_F(CarriedOver, ARefusedValueLeavesTheDefault) {
+    EXPECT_THAT(Carry(kTwoU16, "[1, 300]", R"("type": "U8_ARRAY", "count": 2, "default": [8, 9])"),
+                StartsWith("refused"));
+    EXPECT_EQ(Talstore({"get", "new.sbin", "R/O", "--layout", "new.json"}).out, "[8, 9]\n3\n");
+}
+
+// ---- New paths
+
+constexpr const char* kOldLayout = R"({"regions": [{"name": "R", "objects": [
+  {"name": "Old", "variables": [{"name": "a", "type": "U8"}, {"name": "b", "type": "U8"}]},
+  {"name": "Same", "variables": [{"name": "a", "type": "U8"}]}]}]})";
+constexpr const char* kNewLayout = R"({"regions": [{"name": "R", "objects": [
+  {"name": "New", "variables": [{"name": "a", "type": "U8"}, {"name": "c", "type": "U16"}]},
+  {"name": "Same", "variables": [{"name": "a", "type": "U8"}]}]}]})";
+
+class Renamed : public testing::Test {
+protected:
+    Renamed() {
+        WriteFile("old.json", kOldLayout);
+        WriteFile("new.json", kNewLayout);
+        std::filesystem::create_directory("units");
+    }
+
+    static void StoreUnit(const std::string& name, const std::string& a) {
+        ASSERT_EQ(Talstore({"store", name, "--layout", "old.json", "--set", "R/Old/a=" + a, "--set", "R/Old/b=2",
+                            "--set", "R/Same/a=3"})
+                      .status,
+                  0);
+    }
+
+    static Ended Convert(std::vector<std::string> more, const std::string& renames) {
+        WriteFile("renames.json", renames);
+        more.insert(more.begin(), "convert");
+        more.insert(more.end(), {"--from", "old.json", "--layout", "new.json", "--rename", "renames.json"});
+        return Talstore(more);
+    }
+
+    static std::string All(const std::string& name) { return Talstore({"get", name, "R", "--layout", "new.json"}).out; }
+
+    TemporaryDirectory directory_;
+};
+
+constexpr const char* kRenames = R"({"R/Old": "R/New", "R/Old/b": "R/New/c"})";
+
+TEST_F(Renamed, VariablesAndObjectsKeepTheirValuesInEveryFormat) {
+    for (const std::string ending : {".xml", ".sbin", ".bin"}) {
+        StoreUnit("unit" + ending, "1");
+        const Ended ended = Convert({"unit" + ending, "new" + ending}, kRenames);
+        EXPECT_EQ(ended.status, 0) << ended.out << ended.err;
+        EXPECT_EQ(All("new" + ending), "1\n2\n3\n");
+    }
+}
+
+TEST_F(Renamed, VariablesThatTheNewLayoutLacksAreIgnored) {
+    StoreUnit("unit.sbin", "1");
+    const Ended ended = Convert({"unit.sbin", "new.sbin"}, R"({"R/Old": "R/Newer"})");
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.out,
+              "ignored  R/Old/a  the layout has no R/Newer/a\n"
+              "ignored  R/Old/b  the layout has no R/Newer/b\n"
+              "unit.sbin (secure): 3 restored\n"
+              "new.sbin (secure): 89 bytes, 0 not carried, 2 not in the input and filled with defaults\n");
+}
+
+TEST_F(Renamed, VariablesDoNotTakeTheValueOfAnother) {
+    StoreUnit("unit.sbin", "1");
+    const Ended ended = Convert({"unit.sbin", "new.sbin"}, R"({"R/Old/a": "R/Same/a", "R/Old/b": "R/New/a"})");
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.out, StartsWith("refused  R/Same/a  it has the value of another variable already\n"));
+    EXPECT_EQ(All("new.sbin"), "2\n0\n1\n");
+}
+
+TEST_F(Renamed, PathsThatTheOldLayoutDoesNotHaveAreTold) {
+    StoreUnit("unit.sbin", "1");
+    const Ended ended = Convert({"unit.sbin", "new.sbin"}, R"({"R/Old": "R/New", "R/Old/b": "R/New/c", "R/Ol": "x"})");
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.err, "talstore: renames.json: R/Ol: the old layout has nothing of this path\n");
+}
+
+TEST_F(Renamed, IntoALayoutThatHasNothingOfItIsNotWritten) {
+    StoreUnit("unit.sbin", "1");
+    const Ended ended = Convert({"unit.sbin", "new.sbin"}, R"({"R": "S"})");
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_FALSE(std::filesystem::exists("new.sbin"));
+    EXPECT_THAT(ended.err, HasSubstr("nothing in it belongs to the new layout"));
+}
+
+TEST_F(Renamed, RefusesAMapThatIsNone) {
+    StoreUnit("unit.sbin", "1");
+    EXPECT_EQ(Convert({"unit.sbin", "new.sbin"}, "[]").err,
+              "talstore: renames.json: has to be a JSON object of old and new paths\n");
+    EXPECT_EQ(Convert({"unit.sbin", "new.sbin"}, R"({"R/Old": 1})").err,
+              "talstore: renames.json: R/Old: the new path has to be a text\n");
+    EXPECT_THAT(Talstore({"convert", "a", "b.xml", "--layout", "new.json", "--rename", "renames.json"}).err,
+                StartsWith("talstore: --rename needs --from, which has the old paths\n"));
+}
+
+// ---- Folders
+
+TEST_F(Renamed, FolderIsConvertedWholeIntoAnother) {
+    std::filesystem::create_directories("units/deep");
+    StoreUnit("units/1.sbin", "1");
+    StoreUnit("units/deep/4.xml", "4");
+    const Ended ended = Convert({"units", "upgraded"}, kRenames);
+    EXPECT_EQ(ended.status, 0) << ended.out << ended.err;
+    EXPECT_EQ(All("upgraded/1.sbin"), "1\n2\n3\n");
+    EXPECT_EQ(All("upgraded/deep/4.xml"), "4\n2\n3\n");
+    EXPECT_THAT(ReadFile("upgraded/deep/4.xml"), StartsWith("<?xml"));
+}
+
+TEST_F(Renamed, FolderIsConvertedIntoOneFormat) {
+    StoreUnit("units/1.sbin", "1");
+    StoreUnit("units/4.xml", "4");
+    EXPECT_EQ(Convert({"units", "upgraded", "--to", "binary"}, kRenames).status, 0);
+    EXPECT_EQ(All("upgraded/1.bin"), "1\n2\n3\n");
+    EXPECT_EQ(All("upgraded/4.bin"), "4\n2\n3\n");
+}
+
+TEST_F(Renamed, FolderIsNeverWrittenOver) {
+    StoreUnit("units/1.sbin", "1");
+    StoreUnit("units/2.sbin", "2");
+    std::filesystem::create_directory("upgraded");
+    WriteFile("upgraded/1.sbin", "precious");
+    const Ended ended = Convert({"units", "upgraded"}, kRenames);
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_EQ(ended.err, "talstore: upgraded/1.sbin: is there already\n");
+    EXPECT_EQ(ReadFile("upgraded/1.sbin"), "precious");
+    EXPECT_EQ(All("upgraded/2.sbin"), "2\n2\n3\n");
+}
+
+TEST_F(Renamed, FolderIsReplacedFileByFile) {
+    StoreUnit("units/1.sbin", "1");
+    WriteFile("units/readme.txt", "no storage file");
+    WriteFile("units/empty.xml", "<svg/>");
+    const Ended ended = Convert({"units", "--in-place", "--format", "secure"}, kRenames);
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(All("units/1.sbin"), "1\n2\n3\n");
+    EXPECT_EQ(ReadFile("units/readme.txt"), "no storage file");
+    EXPECT_EQ(ReadFile("units/empty.xml"), "<svg/>");
+}
+
+TEST_F(Renamed, FileIsReplacedInPlace) {
+    StoreUnit("unit.xml", "1");
+    EXPECT_EQ(Convert({"unit.xml", "--in-place"}, kRenames).status, 0);
+    EXPECT_EQ(All("unit.xml"), "1\n2\n3\n");
+}
+
+TEST_F(Renamed, FolderAnswersInOneLinePerFile) {
+    StoreUnit("units/1.sbin", "1");
+    StoreUnit("units/2.sbin", "2");
+    const Ended ended = Convert({"units", "upgraded", "--json"}, kRenames);
+    std::istringstream lines(ended.out);
+    std::vector<std::string> outputs;
+    for (std::string line; std::getline(lines, line);) {
+        outputs.push_back(nlohmann::json::parse(line)["output"]["file"]);
+    }
+    EXPECT_THAT(outputs, testing::ElementsAre("upgraded/1.sbin", "upgraded/2.sbin"));
+}
+
+TEST_F(Renamed, FolderNeedsFilesAndAPlaceToGo) {
+    EXPECT_EQ(Convert({"units", "upgraded"}, kRenames).err, "talstore: units: has no files\n");
+    EXPECT_THAT(Convert({"units"}, kRenames).err, StartsWith("talstore: B is missing\n"));
+    EXPECT_THAT(Convert({"units", "upgraded", "--in-place"}, kRenames).err,
+                StartsWith("talstore: --in-place replaces A, so that there is no B\n"));
+}
+
+}  // namespace
+
+}  // namespace tal::test
