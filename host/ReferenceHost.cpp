@@ -52,14 +52,26 @@ void LinkLast(HostListNode& sentinel, HostListNode& link, void* element) {
 
 }  // namespace
 
+/// Apart from the variable, since hardly any has them.
+struct Variable::HeldObjects {
+    std::vector<std::unique_ptr<Object>> objects;
+    std::vector<CStorageObject*> pointers;  ///< The content of an object array.
+};
+
 Variable::Variable(const Database& database, const std::string& objectPath, const std::string& name, VariableType type,
                    std::uint32_t elementCount)
     : database_(database),
       path_(objectPath + "/" + name),
-      nameOffset_(objectPath.size() + 1),
       pathHash_(PathTable::Hash(path_)),
+      nameOffset_(Checked32(objectPath.size() + 1)),
       type_(type),
-      elementCount_(elementCount) {}
+      elementCount_(elementCount) {
+    if (HoldsObjects(type)) {
+        held_ = std::make_unique<HeldObjects>();
+        // An array without elements has an address, too.
+        held_->pointers.reserve(1);
+    }
+}
 
 Variable::~Variable() = default;
 
@@ -76,16 +88,21 @@ void Variable::HoldValue(const void* value, std::size_t sizeInBytes) {
 }
 
 Object& Variable::HoldObject(std::unique_ptr<Object> object) {
-    objects_.push_back(std::move(object));
-    objectPointers_.push_back(objects_.back()->Handle());
-    elementCount_ = Checked32(objects_.size());
-    sizeInBytes_ = Checked32(objects_.size() * sizeof(CStorageObject*));
-    return *objects_.back();
+    held_->objects.push_back(std::move(object));
+    held_->pointers.push_back(held_->objects.back()->Handle());
+    elementCount_ = Checked32(held_->objects.size());
+    sizeInBytes_ = Checked32(held_->objects.size() * sizeof(CStorageObject*));
+    return *held_->objects.back();
+}
+
+const std::vector<std::unique_ptr<Object>>& Variable::Objects() const {
+    static const std::vector<std::unique_ptr<Object>> none;
+    return held_ == nullptr ? none : held_->objects;
 }
 
 void* Variable::ObjectContent() const {
-    return type_ == VARIABLE_TYPE_OBJECT ? static_cast<void*>(objectPointers_.front())
-                                         : const_cast<CStorageObject**>(objectPointers_.data());
+    return type_ == VARIABLE_TYPE_OBJECT ? static_cast<void*>(held_->pointers.front())
+                                         : static_cast<void*>(held_->pointers.data());
 }
 
 const std::uint8_t* Variable::DefaultContent() const {
@@ -130,7 +147,7 @@ std::vector<std::uint8_t> Variable::Bytes() const {
 
 bool Variable::GuardsIntact() const {
     if (storage_ == nullptr) {
-        return std::equal(objects_.begin(), objects_.end(), objectPointers_.begin(), objectPointers_.end(),
+        return std::equal(held_->objects.begin(), held_->objects.end(), held_->pointers.begin(), held_->pointers.end(),
                           [](const auto& object, const CStorageObject* pointer) { return object.get() == pointer; });
     }
     return IsGuard(storage_.get()) && IsGuard(storage_.get() + kGuardSize + sizeInBytes_);
@@ -181,8 +198,7 @@ Object& Object::AddToArray(const std::string& name, std::string elementName) {
 }
 
 Object& Object::EmptyObjectArray(const std::string& name) {
-    // An array without elements has an address, too.
-    AddVariable(name, VARIABLE_TYPE_OBJECT_ARRAY, 0).objectPointers_.reserve(1);
+    AddVariable(name, VARIABLE_TYPE_OBJECT_ARRAY, 0);
     return *this;
 }
 

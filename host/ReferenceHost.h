@@ -91,13 +91,15 @@ public:
     [[nodiscard]] std::vector<std::uint8_t> Bytes() const;
 
     /// The objects that an object variable holds; none for any other.
-    [[nodiscard]] const std::vector<std::unique_ptr<Object>>& Objects() const { return objects_; }
+    [[nodiscard]] const std::vector<std::unique_ptr<Object>>& Objects() const;
 
     /// Whether nothing was written right before or after the content, or over the pointers to objects.
     [[nodiscard]] bool GuardsIntact() const;
 
 private:
     friend class Object;
+
+    struct HeldObjects;
 
     Variable(const Database& database, const std::string& objectPath, const std::string& name, VariableType type,
              std::uint32_t elementCount);
@@ -109,16 +111,15 @@ private:
 
     const Database& database_;
     std::string path_;  ///< Ends with the name.
-    std::size_t nameOffset_;
     std::size_t pathHash_;
+    std::uint32_t nameOffset_;
     VariableType type_;
     std::uint32_t elementCount_;
     std::uint32_t sizeInBytes_ = 0;
     bool retrieved_ = false;
     std::unique_ptr<std::uint8_t[]> storage_;  ///< Guard, content, guard, default.
     std::uint8_t* value_ = nullptr;            ///< The content in the storage; null for object variables.
-    std::vector<std::unique_ptr<Object>> objects_;
-    std::vector<CStorageObject*> objectPointers_;  ///< The content of an object array.
+    std::unique_ptr<HeldObjects> held_;        ///< Null for all others.
 };
 
 /// An object of a region, of an object variable or of an object array.

@@ -466,6 +466,46 @@ TEST_F(Diff, ShowsTheBytesOfTheRecordItself) {
                             "2 the same, 0 only in A, 0 only in B, 1 differs, 0 size differs"));
 }
 
+TEST_F(Diff, ShowsTheBytesOfARecordOfAnotherSize) {
+    WriteFile("a.sbin", Record("R/O/list", std::string("\1\0\2\0", 4)));
+    WriteFile("b.sbin", "");
+    EXPECT_THAT(Lines(Talstore({"diff", "a.sbin", "b.sbin", "--layout", "layout.json"}).out),
+                ElementsAre("           PATH      A            B", "only in A  R/O/list  01 00 02 00  -",
+                            "0 the same, 1 only in A, 0 only in B, 0 differs, 0 size differs"));
+}
+
+TEST_F(Diff, LeavesOutAVariableThatHoldsObjectsWhateverItsType) {
+    WriteFile("a.xml", Document("<region name = \"R\"><object name = \"O\"><variable name = \"ports\"><type>U8</type>"
+                                "<array><objectElement></objectElement></array></variable></object></region>"));
+    WriteFile("b.xml", Document("<region name = \"R\"></region>"));
+    EXPECT_EQ(Talstore({"diff", "a.xml", "b.xml"}).out,
+              "0 the same, 0 only in A, 0 only in B, 0 differs, 0 size differs\n");
+}
+
+TEST_F(Diff, OfLargeFilesFindsTheOneDifference) {
+    std::string variables;
+    for (int i = 0; i < 8000; ++i) {
+        variables += (i == 0 ? "" : ", ") + std::string(R"({"name": "v)") + std::to_string(i) + R"(", "type": "U32"})";
+    }
+    WriteFile("layout.json",
+              R"({"regions": [{"name": "R", "objects": [{"name": "O", "variables": [)" + variables + "]}]}]}");
+    for (const std::string ending : {".xml", ".sbin", ".bin"}) {
+        StoreFile("a" + ending);
+        StoreFile("b" + ending, {"R/O/v7999=165"});
+        EXPECT_THAT(Lines(Talstore({"diff", "a" + ending, "b" + ending, "--layout", "layout.json"}).out),
+                    ElementsAre("         PATH       A  B", "differs  R/O/v7999  0  165",
+                                "7999 the same, 0 only in A, 0 only in B, 1 differs, 0 size differs"));
+    }
+}
+
+TEST_F(Diff, TellsOfTheLayoutFirst) {
+    WriteFile("bad.json", "{");
+    EXPECT_THAT(Talstore({"diff", "none.xml", "none.xml", "--layout", "bad.json"}).err,
+                HasSubstr("bad.json: description: not valid JSON"));
+    EXPECT_THAT(Talstore({"show", "none.xml", "--layout", "bad.json"}).err,
+                HasSubstr("bad.json: description: not valid JSON"));
+}
+
 TEST_F(Diff, OfEqualFilesIsEmpty) {
     StoreFile("a.xml");
     StoreFile("b.xml");

@@ -1,5 +1,6 @@
 /// talstore looks into storage files, compares, checks and converts them.
 
+#include <malloc.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -30,9 +31,16 @@ void NoteBrokenPipe(int /*signal*/) {
     isPipeBroken = 1;
 }
 
+/// Otherwise the C library keeps what the largest file has taken, until as much again is free.
+void ReleaseMemoryEarly() {
+    constexpr int kMostKept = 1024 * 1024;
+    mallopt(M_TRIM_THRESHOLD, kMostKept);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    ReleaseMemoryEarly();
     std::signal(SIGPIPE, NoteBrokenPipe);
     tal::talstore::RememberInterrupts();
     const bool isTerminal = isatty(STDOUT_FILENO) != 0;

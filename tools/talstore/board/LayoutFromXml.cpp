@@ -73,7 +73,7 @@ private:
     }
 
     void SortItem(std::size_t index) {
-        if (contents_.items[index].node != kNone && wishes_.leftOut.count(index) == 0) {
+        if (contents_.items[index].node != kNoNode && wishes_.leftOut.count(index) == 0) {
             children_[contents_.items[index].node].push_back({index, false});
         }
     }

@@ -5,6 +5,7 @@
 #include "board/RestoreFindings.h"
 #include "board/Value.h"
 #include "commands/Commands.h"
+#include "commands/Input.h"
 #include "commands/PathFilter.h"
 #include "commands/Report.h"
 #include "common/Text.h"
@@ -109,9 +110,10 @@ void PrintRestore(const Console& console, const std::string& layoutName, const S
 }
 
 int CheckFile(const std::string& name, const CheckOptions& options, const Console& console) {
-    const auto layout = LoadLayout(options.common.layout);
-    const StorageFile file = LoadStorageFile(name, ParseFormat(options.common.format), layout != nullptr);
-    StoredContents contents = Inspect(file, layout.get());
+    Input input(name, options.common);
+    const auto& layout = input.layout;
+    const StorageFile& file = input.file;
+    StoredContents& contents = input.contents;
     if (InfoOf(file.format).hasTexts) {
         CheckValues(file, contents);
     }
@@ -127,8 +129,10 @@ int CheckFile(const std::string& name, const CheckOptions& options, const Consol
         }
     }
     PathFilter filter(options.common.paths);
-    for (const StoredItem& item : contents.items) {
-        static_cast<void>(filter.Takes(item.path));
+    if (!filter.TakesAll()) {
+        for (const StoredItem& item : contents.items) {
+            static_cast<void>(filter.Takes(item.path));
+        }
     }
     KeepOnly(filter, contents.findings);
     KeepOnly(filter, contents, report);

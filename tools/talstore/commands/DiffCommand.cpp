@@ -1,11 +1,12 @@
+#include <algorithm>
 #include <nlohmann/json.hpp>
-#include <unordered_map>
 #include <unordered_set>
 
 #include "TypeTable.h"
 #include "board/DocumentValues.h"
 #include "board/Value.h"
 #include "commands/Commands.h"
+#include "commands/Input.h"
 #include "commands/PathFilter.h"
 #include "commands/Report.h"
 #include "commands/ShownDifferences.h"
@@ -20,13 +21,13 @@ using tools::Quoted;
 
 namespace {
 
-/// One variable's value on one side.
+/// One variable's value on one side. What it refers to is kept by its side.
 struct Entry {
-    std::string path;
+    KeptText path;
     std::optional<VariableType> type;
     /// As a board reads it; none for a document's value that no board takes.
     std::optional<std::string_view> bytes;
-    std::vector<std::string> texts;  ///< Of a document's value that no board takes.
+    TextList texts;  ///< Of a document's value that no board takes.
 
     /// Of a variable whose type may be known only on the other side.
     [[nodiscard]] std::string Text(std::optional<VariableType> knownType) const {
@@ -43,54 +44,43 @@ struct Entry {
     }
 };
 
-/// One of the two files, with everything that its entries refer to.
+/// One of the two files. It keeps no more than what is compared: all of one file beside all of the other would take
+/// twice the memory.
 class Side {
 public:
     /// @param layout  Null for none; both sides may have the same one after each other.
-    Side(const std::string& name, const std::string& format, const CommonOptions& options, host::Database* layout,
+    Side(const StorageFile& file, StoredContents contents, std::uint32_t channel, host::Database* layout,
          PathFilter& filter)
-        : file_(LoadStorageFile(name, ParseFormat(format.empty() ? options.format : format), layout != nullptr)),
-          contents_(Inspect(file_, layout)) {
+        : name_(file.name), format_(InfoOf(file.format)), isWhole_(contents.isWhole) {
+        RestoreReport restored;
         // Only a channel makes a board look a document's variables up in another place.
-        if (layout != nullptr && (!IsXml() || options.channel != 0)) {
-            const ProviderSession session(ProviderOf(file_.format), 0, options.channel, file_.name);
-            restored_ = Restore(session, file_, contents_, *layout);
+        if (layout != nullptr && (!IsXml() || channel != 0)) {
+            const ProviderSession session(ProviderOf(file.format), 0, channel, file.name);
+            restored = Restore(session, file, contents, *layout);
         }
-        if (layout != nullptr) {
-            VisitVariables(*layout, [&](const host::Variable& variable, bool isWritable) {
-                if (!isWritable) {
-                    readOnly_.insert(variable.Path());
-                }
-            });
-        }
+        RestoreReport read;
+        std::unique_ptr<host::Database> document;
         if (IsXml()) {
-            document_ = ReadDocumentValues(file_, contents_);
+            DocumentValues values = ReadDocumentValues(file, contents);
+            read = std::move(values.report);
+            document = std::move(values.layout);
         }
-        entries_.reserve(contents_.items.size());
-        for (std::size_t i = 0; i < contents_.items.size(); ++i) {
-            if (HasValue(contents_.items[i])) {
-                Entry entry = EntryOf(i);
-                if (filter.Takes(entry.path)) {
-                    Add(std::move(entry));
-                }
-            }
-        }
-        KeepOnlyWhatIsCompared();
+        KeepEntries(contents, restored, read, filter);
+        findings_ = std::move(contents.findings);
     }
 
-    [[nodiscard]] const StorageFile& File() const { return file_; }
-    [[nodiscard]] const StoredContents& Contents() const { return contents_; }
+    [[nodiscard]] const std::string& Name() const { return name_; }
+    [[nodiscard]] const FormatInfo& Format() const { return format_; }
+    [[nodiscard]] bool IsXml() const { return format_.hasTexts; }
+    [[nodiscard]] bool IsWhole() const { return isWhole_; }
+    [[nodiscard]] const std::vector<Finding>& Findings() const { return findings_; }
     /// In the order of the file.
     [[nodiscard]] const std::vector<Entry>& Entries() const { return entries_; }
     /// @return null when there is none.
-    [[nodiscard]] const Entry* Find(const std::string& path) const {
-        const auto found = indices_.find(path);
-        return found == indices_.end() ? nullptr : &entries_[found->second];
+    [[nodiscard]] const Entry* Find(std::string_view path) const {
+        const std::size_t found = index_.Find(entries_, path);
+        return found == PathIndex::kNotFound ? nullptr : &entries_[found];
     }
-    /// Whether the board has the variable in a read-only object.
-    [[nodiscard]] bool IsReadOnly(const std::string& path) const { return readOnly_.count(path) != 0; }
-    [[nodiscard]] bool StoresReadOnly() const { return InfoOf(file_.format).storesReadOnlyObjects; }
-    [[nodiscard]] bool IsXml() const { return InfoOf(file_.format).hasTexts; }
 
 private:
     static bool HasValue(const StoredItem& item) {
@@ -98,63 +88,58 @@ private:
         return !item.holdsObjects && !(host::FindTypeByName(item.type, type) && host::HoldsObjects(type));
     }
 
-    /// Of two variables with the same path the last one counts.
-    void Add(Entry entry) {
-        const auto found = indices_.find(entry.path);
-        if (found == indices_.end()) {
-            // There is room for all of them, so the path stays where it is.
-            entries_.push_back(std::move(entry));
-            indices_.emplace(entries_.back().path, entries_.size() - 1);
-        } else {
-            Entry& before = entries_[found->second];
-            before.type = entry.type;
-            before.bytes = entry.bytes;
-            before.texts = std::move(entry.texts);
-        }
-    }
-
-    /// All of this beside all of the other file would take twice the memory.
-    void KeepOnlyWhatIsCompared() {
-        contents_.nodes = {};
-        contents_.items = {};
-        contents_.handedOn = {};
-        restored_ = {};
-        document_.report = {};
-    }
-
-    [[nodiscard]] bool IsRestored() const { return !restored_.items.empty(); }
-
-    Entry EntryOf(std::size_t index) const {
-        const StoredItem& item = contents_.items[index];
-        Entry entry = {item.path, std::nullopt, std::nullopt, {}};
-        if (IsRestored() && !restored_.items[index].BoardPath().empty()) {
-            entry.path = restored_.items[index].BoardPath();
-        }
-        if (IsXml()) {
-            const host::Variable* const variable = document_.report.items[index].variable;
-            if (variable != nullptr && variable->Retrieved()) {
-                entry.type = variable->Type();
-                entry.bytes = BytesOf(*variable);
-            } else {
-                entry.texts.assign(item.texts.begin(), item.texts.end());
+    /// @param restored  With the layout; empty for none.
+    /// @param read      Of a document, as a board reads it that has its variables.
+    void KeepEntries(const StoredContents& contents, const RestoreReport& restored, const RestoreReport& read,
+                     PathFilter& filter) {
+        entries_.reserve(contents.items.size());
+        for (std::size_t i = 0; i < contents.items.size(); ++i) {
+            const StoredItem& item = contents.items[i];
+            const bool isElsewhere = !restored.items.empty() && !restored.items[i].BoardPath().empty();
+            const std::string_view path = isElsewhere ? restored.items[i].BoardPath() : std::string_view(item.path);
+            if (HasValue(item) && (filter.TakesAll() || filter.Takes(std::string(path)))) {
+                Entry entry = IsXml()
+                                  ? EntryOfTexts(item, read.items[i].variable)
+                                  : EntryOfBytes(item, restored.items.empty() ? nullptr : restored.items[i].variable);
+                entry.path = kept_.Keep(path);
+                Add(entry);
             }
-            return entry;
         }
-        entry.bytes = item.bytes;
-        const host::Variable* const variable = IsRestored() ? restored_.items[index].variable : nullptr;
-        if (variable != nullptr && variable->SizeInBytes() == item.bytes.size()) {
-            entry.type = variable->Type();
-        }
-        return entry;
     }
 
-    StorageFile file_;
-    StoredContents contents_;
-    RestoreReport restored_;
-    DocumentValues document_;
-    std::unordered_set<std::string> readOnly_;
+    Entry EntryOfTexts(const StoredItem& item, const host::Variable* variable) {
+        if (variable != nullptr && variable->Retrieved()) {
+            return {{}, variable->Type(), kept_.Keep(BytesOf(*variable)), {}};
+        }
+        std::vector<KeptText> texts;
+        for (const std::string_view text : item.texts) {
+            texts.push_back(kept_.Keep(text));
+        }
+        return {{}, std::nullopt, std::nullopt, kept_.KeepList(texts)};
+    }
+
+    Entry EntryOfBytes(const StoredItem& item, const host::Variable* variable) {
+        const bool hasType = variable != nullptr && variable->SizeInBytes() == item.bytes.size();
+        return {{}, hasType ? std::optional(variable->Type()) : std::nullopt, kept_.Keep(item.bytes), {}};
+    }
+
+    /// Of two variables with the same path the last one counts, in the place of the first.
+    void Add(const Entry& entry) {
+        entries_.push_back(entry);
+        const std::size_t before = index_.Add(entries_, entries_.size() - 1);
+        if (before != PathIndex::kNotFound) {
+            entries_[before] = entry;
+            entries_.pop_back();
+        }
+    }
+
+    std::string name_;
+    const FormatInfo& format_;
+    bool isWhole_;
+    std::vector<Finding> findings_;
+    KeptTexts kept_;
     std::vector<Entry> entries_;
-    std::unordered_map<std::string_view, std::size_t> indices_;  ///< By the paths of the entries.
+    PathIndex index_;
 };
 
 enum class Difference { OnlyInFirst, OnlyInSecond, Value, Size };
@@ -176,7 +161,8 @@ struct Comparison {
     /// What a document cannot tell apart is the same when one of the files is a document.
     [[nodiscard]] std::optional<Difference> Compare(const Entry& a, const Entry& b) const {
         if (!a.bytes || !b.bytes) {
-            const bool isSame = !a.bytes && !b.bytes && a.texts == b.texts;
+            const bool isSame =
+                !a.bytes && !b.bytes && std::equal(a.texts.begin(), a.texts.end(), b.texts.begin(), b.texts.end());
             return isSame ? std::nullopt : std::optional(Difference::Value);
         }
         const std::optional<VariableType> type = a.type ? a.type : b.type;
@@ -255,7 +241,7 @@ private:
     }
 
     static Json SideJson(const Side& side) {
-        return {{"file", side.File().name}, {"format", NameOf(side.File().format)}, {"whole", side.Contents().isWhole}};
+        return {{"file", side.Name()}, {"format", side.Format().name}, {"whole", side.IsWhole()}};
     }
 
     void PrintAsJson(const Console& console, const Side& first, const Side& second) const {
@@ -279,23 +265,56 @@ private:
     Json json_ = Json::array();
 };
 
-/// Whether one format stores the variables of read-only objects and the other one does not.
-bool IsNeverStored(const DiffOptions& options, const Entry& entry, const Side& holder, const Side& other) {
-    return !options.countsAll && holder.IsReadOnly(entry.path) && holder.StoresReadOnly() && !other.StoresReadOnly();
+/// The variables in read-only objects, where only one of the formats stores these.
+std::unordered_set<std::string> NeverStored(const DiffOptions& options, const host::Database* layout,
+                                            const FormatInfo& first, const FormatInfo& second) {
+    std::unordered_set<std::string> paths;
+    if (layout != nullptr && first.storesReadOnlyObjects != second.storesReadOnlyObjects && !options.countsAll) {
+        VisitVariables(*layout, [&](const host::Variable& variable, bool isWritable) {
+            if (!isWritable) {
+                paths.insert(variable.Path());
+            }
+        });
+    }
+    return paths;
+}
+
+std::unique_ptr<const StorageFile> Load(const std::string& name, const std::string& format,
+                                        const CommonOptions& options) {
+    return std::make_unique<const StorageFile>(
+        LoadBesideLayout(name, format.empty() ? options.format : format, options.layout));
 }
 
 }  // namespace
 
 int Diff(const DiffOptions& options, const Console& console) {
-    const auto layout = LoadLayout(options.common.layout);
+    auto firstFile = Load(options.first, options.firstFormat, options.common);
+    auto secondFile = Load(options.second, options.secondFormat, options.common);
+    std::unique_ptr<host::Database> layout;
+    Inspection ofFirst(*firstFile, layout);
+    layout = LoadLayout(options.common.layout);
+    const bool isLayoutOfUse =
+        options.common.channel != 0 || !InfoOf(firstFile->format).hasTexts || !InfoOf(secondFile->format).hasTexts;
+    if (!isLayoutOfUse) {
+        layout.reset();
+    }
     PathFilter filter(options.common.paths);
-    const Side first(options.first, options.firstFormat, options.common, layout.get(), filter);
-    const Side second(options.second, options.secondFormat, options.common, layout.get(), filter);
+    StoredContents firstContents = ofFirst.Take();
+    // While the library retrieves the first file, the second one is inspected.
+    Inspection ofSecond(*secondFile, layout);
+    const Side first(*firstFile, std::move(firstContents), options.common.channel, layout.get(), filter);
+    firstFile.reset();
+    const Side second(*secondFile, ofSecond.Take(), options.common.channel, layout.get(), filter);
+    secondFile.reset();
+    const auto neverStored = NeverStored(options, layout.get(), first.Format(), second.Format());
+    const auto isNeverStored = [&](const Entry& entry, const Side& holder) {
+        return holder.Format().storesReadOnlyObjects && neverStored.count(entry.path) != 0;
+    };
     const Comparison comparison = {first, second};
     Differences differences(options);
     for (const Entry& a : first.Entries()) {
         const Entry* const b = second.Find(a.path);
-        if (b == nullptr && IsNeverStored(options, a, first, second)) {
+        if (b == nullptr && isNeverStored(a, first)) {
             differences.CountReadOnly();
         } else if (b == nullptr) {
             differences.Add(Difference::OnlyInFirst, &a, nullptr);
@@ -306,7 +325,7 @@ int Diff(const DiffOptions& options, const Console& console) {
         }
     }
     for (const Entry& b : second.Entries()) {
-        if (first.Find(b.path) == nullptr && IsNeverStored(options, b, second, first)) {
+        if (first.Find(b.path) == nullptr && isNeverStored(b, second)) {
             differences.CountReadOnly();
         } else if (first.Find(b.path) == nullptr) {
             differences.Add(Difference::OnlyInSecond, nullptr, &b);
@@ -314,12 +333,12 @@ int Diff(const DiffOptions& options, const Console& console) {
     }
     differences.Print(console, first, second);
     for (const Side* const side : {&first, &second}) {
-        if (!side->Contents().isWhole) {
-            TellFindings(console, side->File().name, side->Contents().findings);
+        if (!side->IsWhole()) {
+            TellFindings(console, side->Name(), side->Findings());
         }
     }
     TellUnmatched(console, options.first + ", " + options.second, filter);
-    const bool areBothWhole = first.Contents().isWhole && second.Contents().isWhole;
+    const bool areBothWhole = first.IsWhole() && second.IsWhole();
     return differences.AreNone() && areBothWhole && filter.Unmatched().empty() ? kFine : kProblems;
 }
 

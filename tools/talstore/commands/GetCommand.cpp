@@ -5,6 +5,7 @@
 #include "TypeTable.h"
 #include "board/Value.h"
 #include "commands/Commands.h"
+#include "commands/Input.h"
 #include "commands/PathFilter.h"
 #include "commands/Report.h"
 #include "commands/ShownItems.h"
@@ -41,10 +42,10 @@ Json ValueOf(const StoredItem& item, const host::Variable* variable, std::string
 }  // namespace
 
 int Get(const GetOptions& options, const Console& console) {
-    auto layout = LoadLayout(options.common.layout);
-    const StorageFile file = LoadStorageFile(options.file, ParseFormat(options.common.format), layout != nullptr);
-    const StoredContents contents = Inspect(file, layout.get());
-    const ShownItems shown(file, contents, options.common.channel, std::move(layout), true);
+    Input input(options.file, options.common);
+    const StorageFile& file = input.file;
+    const StoredContents& contents = input.contents;
+    const ShownItems shown(file, contents, options.common.channel, std::move(input.layout), true);
 
     PathFilter filter(options.paths);
     // Of two items with the same path the last one counts, in the place of the first.

@@ -3,6 +3,7 @@
 #include "TypeTable.h"
 #include "board/Value.h"
 #include "commands/Commands.h"
+#include "commands/Input.h"
 #include "commands/PathFilter.h"
 #include "commands/Report.h"
 #include "commands/ShownItems.h"
@@ -93,11 +94,11 @@ Json VariableJson(const Shown& shown, const FormatInfo& format) {
 }
 
 int ShowFile(const std::string& name, const ShowOptions& options, const Console& console) {
-    auto layout = LoadLayout(options.common.layout);
-    const StorageFile file = LoadStorageFile(name, ParseFormat(options.common.format), layout != nullptr);
-    const StoredContents contents = Inspect(file, layout.get());
-    const bool showsValues = options.common.asJson || layout != nullptr;
-    const ShownItems items(file, contents, options.common.channel, std::move(layout), showsValues);
+    Input input(name, options.common);
+    const StorageFile& file = input.file;
+    const StoredContents& contents = input.contents;
+    const bool showsValues = options.common.asJson || input.layout != nullptr;
+    const ShownItems items(file, contents, options.common.channel, std::move(input.layout), showsValues);
     PathFilter filter(options.common.paths);
     const FormatInfo& format = InfoOf(file.format);
 

@@ -13,8 +13,8 @@ namespace tal::talstore {
 /// A place in a file.
 struct Place {
     std::uint64_t offset = 0;  ///< In bytes, from 0.
-    std::uint64_t line = 0;    ///< From 1; 0 in files that have no lines.
-    std::uint64_t column = 0;  ///< From 1.
+    std::uint32_t line = 0;    ///< From 1; 0 in files that have no lines.
+    std::uint32_t column = 0;  ///< From 1.
 };
 
 enum class Severity {

@@ -158,7 +158,8 @@ private:
 
     [[nodiscard]] Place Here() const {
         return {static_cast<std::uint64_t>(XML_GetCurrentByteIndex(parser_.get())),
-                XML_GetCurrentLineNumber(parser_.get()), XML_GetCurrentColumnNumber(parser_.get()) + 1};
+                static_cast<std::uint32_t>(XML_GetCurrentLineNumber(parser_.get())),
+                static_cast<std::uint32_t>(XML_GetCurrentColumnNumber(parser_.get()) + 1)};
     }
 
     void Report(Severity severity, const char* code, Place place, std::string_view path, std::string message) {
@@ -314,16 +315,19 @@ private:
     void StartVariable(const char** attributes) {
         const char* const name = NameAttribute("variable", attributes);
         StoredItem item;
-        item.name = contents_.texts.Keep(name == nullptr ? "" : name);
-        const std::string_view shortName = item.name.substr(0, kLongestXmlName);
+        const std::string_view wholeName = name == nullptr ? "" : name;
+        const std::string_view shortName = wholeName.substr(0, kLongestXmlName);
         item.place = Here();
-        item.node = openNodes_.empty() ? kNone : openNodes_.back();
+        item.node = openNodes_.empty() ? kNoNode : static_cast<std::uint32_t>(openNodes_.back());
         item.path = contents_.texts.Join(levels_[std::min(depth_, levels_.size() - 1)].path, "/", shortName);
+        const bool isInPath = shortName.size() == wholeName.size();
+        item.name = isInPath ? KeptText(item.path.substr(item.path.size() - wholeName.size()))
+                             : contents_.texts.Keep(wholeName);
         if (name != nullptr) {
             ReportName("variable", item.name, kLongestXmlName, item.path);
             ReportTooDeep(item);
         }
-        openItems_.push_back({contents_.items.size(), name != nullptr, shortName, {}, {}});
+        openItems_.push_back({contents_.items.size(), name != nullptr, item.name.substr(0, kLongestXmlName), {}, {}});
         contents_.items.push_back(item);
     }
 

@@ -17,6 +17,7 @@ namespace tal::talstore {
 enum class Format { Xml, Secure, Binary };
 
 constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+constexpr std::uint32_t kNoNode = static_cast<std::uint32_t>(-1);
 
 /// A region or object of an XML document.
 struct StoredNode {
@@ -38,7 +39,7 @@ struct StoredItem {
     KeptText name;
     KeptText type;                       ///< The text of its type.
     TextList texts;                      ///< Its value, or the elements of its array.
-    std::size_t node = kNone;            ///< Index of the region or object that it is in.
+    std::uint32_t node = kNoNode;        ///< Index of the region or object that it is in.
     const char* interruption = nullptr;  ///< What in a text makes the reader keep its last part only: "a comment".
     bool isArray = false;
     bool holdsObjects = false;
