@@ -8,6 +8,7 @@ set -euo pipefail
     exit 2
 }
 readonly packages=(libexpat1 libexpat1-dev libgmock-dev libgtest-dev nlohmann-json3-dev libcli11-dev
+    libsqlite3-0 libsqlite3-dev
     # For archives, with what that library takes itself.
     libarchive13 libarchive-dev libacl1 libbz2-1.0 libicu72 liblz4-1 liblzma5 libnettle8 libxml2 libzstd1 zlib1g)
 readonly contents=$1/contents

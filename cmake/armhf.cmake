@@ -21,4 +21,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
+# The loader finds there what the folder's libraries take themselves, too, which it does by the older of the two tags.
+set(CMAKE_EXE_LINKER_FLAGS_INIT -Wl,--disable-new-dtags)
+
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L ${compiler_libraries})

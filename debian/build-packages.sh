@@ -25,7 +25,7 @@ make_root() {
     mkdir -p "$root"
     debian/clean-root.sh "$root" --architectures="$native,$architecture" \
         --include="build-essential,crossbuild-essential-$architecture,cmake,ninja-build,debhelper" \
-        --include="libexpat1-dev:$architecture,libarchive-dev:$architecture,libstdc++6:$architecture,libcli11-dev,nlohmann-json3-dev"
+        --include="libexpat1-dev:$architecture,libarchive-dev:$architecture,libsqlite3-dev:$architecture,libstdc++6:$architecture,libcli11-dev,nlohmann-json3-dev"
     touch "$root/complete"
 }
 

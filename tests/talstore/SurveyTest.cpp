@@ -354,6 +354,53 @@ TEST_F(SurveyFiles, FillTheLinesOfASpreadsheet) {
               "refused,R/O/u32,\"1 byte in the file, 4 in the layout\",1,4,,1,0.5,0,\"a \"\"b\"\", c.sbin\",,\n");
 }
 
+// ---- A database
+
+/// @return a line per row, as Python prints it.
+std::string Ask(const std::string& database, const std::string& query) {
+    WriteFile("ask.py",
+              "import sqlite3, sys\nfor row in sqlite3.connect(sys.argv[1]).execute(sys.argv[2]): print(row)\n");
+    EXPECT_EQ(std::system(("python3 ask.py '" + database + "' \"" + query + "\" > rows").c_str()), 0);
+    return ReadFile("rows");
+}
+
+TEST_F(SurveyFiles, FillADatabase) {
+    WriteFile("accepted.json",
+              R"({"accepted": [{"variable": "R/O/u32", "kind": "refused", "reason": "carried over"}]})");
+    ASSERT_EQ(std::system("tar cf b.tar units/b.sbin"), 0);
+    WriteFile("answer.db", "what was there before");
+    const Ended ended = Survey({"units/a.sbin", "b.tar", "absent", "--accept", "accepted.json", "--from", "layout.json",
+                                "--values", "--sqlite", "answer.db"});
+    EXPECT_EQ(ended.status, 2) << ended.err;
+    EXPECT_EQ(Ask("answer.db", "SELECT * FROM files"),
+              "(1, 'absent', None, 'No such file or directory', None, None, None, None)\n"
+              "(2, 'b.tar:units/b.sbin', 'b.tar', None, 'secure', 89, 0, None)\n"
+              "(3, 'units/a.sbin', None, None, 'secure', 58, 0, None)\n");
+    EXPECT_EQ(
+        Ask("answer.db",
+            "SELECT name, path, kind, reason, bytesInFile, bytesInLayout, differs, accepted FROM outcomes JOIN "
+            "files ON files.id = file JOIN variables ON variables.id = variable WHERE kind != 'defaulted'"),
+        "('b.tar:units/b.sbin', 'R/O/u32', 'refused', '2 bytes in the file, 4 in the layout', 2, 4, 0, 'carried "
+        "over')\n"
+        "('b.tar:units/b.sbin', 'R/O/label', 'ignored', 'not in the layout', None, None, None, None)\n"
+        "('units/a.sbin', 'R/O/u32', 'refused', '2 bytes in the file, 4 in the layout', 2, 4, 0, 'carried over')\n");
+    EXPECT_EQ(Ask("answer.db", "SELECT name FROM sqlite_master WHERE type = 'index' AND sql IS NOT NULL"),
+              "('filesByName',)\n('outcomesByFile',)\n('outcomesByVariable',)\n");
+}
+
+TEST_F(SurveyFiles, FillADatabaseThatIsNotThereUnlessTheyAreSurveyed) {
+    fs::create_directory("databases");
+    EXPECT_EQ(Survey({"units", "--sqlite", "databases/gone/answer.db"}).err,
+              "talstore: databases/gone/answer.db: No such file or directory\n");
+    EXPECT_EQ(Survey({"--sqlite", "databases/answer.db"}).status, 2);
+    EXPECT_EQ(Survey({"units", "--sqlite", "databases"}).err, "talstore: databases: Is a directory\n");
+    EXPECT_TRUE(fs::is_empty("databases"));
+    const auto leftBeside = std::count_if(fs::directory_iterator("."), {}, [](const fs::directory_entry& entry) {
+        return entry.path().filename().string().rfind("databases.", 0) == 0;
+    });
+    EXPECT_EQ(leftBeside, 0);
+}
+
 // ---- Answers to merge
 
 TEST_F(SurveyFiles, GiveAPartialAnswerWithStatus0WhateverIsLost) {

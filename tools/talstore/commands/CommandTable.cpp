@@ -176,6 +176,8 @@ CommandInfo SurveyRow(SurveyOptions& options) {
              {"--from", "DESCRIPTION", "What the units run now, for --values", &options.before, Offer::Files},
              {"--values", nullptr, "Count how often a unit had another value than it gets", &options.comparesValues},
              {"--csv", nullptr, "Print comma-separated values for a spreadsheet", &options.asCsv},
+             {"--sqlite", "FILE", "Write what every file loses to a database of SQLite, too", &options.database,
+              Offer::Files},
              {"--partial", nullptr, "Print what --merge takes; the status is 0 whatever is lost", &options.isPartial},
              {"--merge", nullptr, "Each PATH is the answer of a survey with --partial", &options.merges},
              {"--jobs",

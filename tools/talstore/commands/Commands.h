@@ -61,6 +61,7 @@ struct SurveyOptions {
     std::string before;              ///< Name of the description of what the units run; empty for none.
     bool comparesValues = false;
     bool asCsv = false;
+    std::string database;  ///< Name of the file to write for SQLite; empty for none.
     bool isPartial = false;
     bool merges = false;  ///< The paths are those of partial answers.
 };

@@ -3,6 +3,7 @@
 #include "commands/AcceptedLosses.h"
 #include "commands/Commands.h"
 #include "commands/Report.h"
+#include "commands/SurveyDatabase.h"
 #include "commands/SurveyRecords.h"
 #include "commands/SurveyText.h"
 #include "commands/SurveyTotals.h"
@@ -93,16 +94,26 @@ int Survey(const SurveyOptions& options, const Console& console) {
     RefuseWhatDoesNotGoTogether(options);
     const bool printsRecords = options.common.asJson || options.isPartial;
     Acceptance acceptance(options.accepted);
+    std::optional<SurveyDatabase> database;
+    if (!options.database.empty()) {
+        database.emplace(options.database);
+    }
     SurveyTotals totals;
     const auto take = [&](UnitReport unit) {
         acceptance.Mark(unit);
         totals.Add(unit);
+        if (database) {
+            database->Add(unit);
+        }
         if (printsRecords) {
             PrintUnitRecords(console, unit);
         }
     };
     SurveyFrame frame = options.merges ? MergeUnits(options.paths, take) : SurveyFiles(options, console, take);
     frame.unmatched = acceptance.Unmatched();
+    if (database) {
+        database->PutInPlace();
+    }
     if (printsRecords) {
         PrintSummaryRecord(console, frame, totals);
     } else if (options.asCsv) {

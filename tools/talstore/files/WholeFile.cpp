@@ -58,12 +58,7 @@ std::optional<struct stat> StatusOf(const std::string& name) {
 
 /// The permissions that the new file gets: those of the file that it replaces, or what a new file gets.
 mode_t PermissionsFor(const std::optional<struct stat>& replaced) {
-    if (replaced) {
-        return replaced->st_mode & 0777U;
-    }
-    const mode_t mask = umask(0);
-    umask(mask);
-    return 0666U & ~mask;
+    return replaced ? replaced->st_mode & 0777U : PermissionsOfNewFile();
 }
 
 /// The file that the name leads to, be it there or not, so that a link stays a link.
@@ -154,6 +149,12 @@ std::string ReadWholeFile(const std::string& name) {
             RefuseFile(name, kTooLarge);
         }
     }
+}
+
+unsigned PermissionsOfNewFile() {
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0666U & ~mask;
 }
 
 bool IsStandardOutput(const std::string& name) {

@@ -20,6 +20,9 @@ constexpr const char* kTooLarge = "has more than 64 MiB, which no storage file h
 /// @return whether writing the file of that name is writing to standard output: "-", or a name that leads there.
 [[nodiscard]] bool IsStandardOutput(const std::string& name);
 
+/// What a new file gets.
+[[nodiscard]] unsigned PermissionsOfNewFile();
+
 /// Replaces a regular file, or one that is not there, in one step and for good: whoever looks sees the old bytes or the
 /// new ones, also after a power cut. What a link leads to is replaced, the link stays. A device or a pipe is written
 /// to, a directory is refused. Throws InputError; a regular file is then as it was, unless only its directory could not
