@@ -35,6 +35,7 @@ std::vector<JobResult> ResultsOf(std::size_t processes, std::chrono::millisecond
 
 std::vector<std::string> TextsOf(const std::vector<JobResult>& results) {
     std::vector<std::string> texts;
+    texts.reserve(results.size());
     for (const JobResult& result : results) {
         texts.push_back(result.failure.empty() ? result.bytes : result.failure);
     }

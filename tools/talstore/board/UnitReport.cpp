@@ -91,12 +91,12 @@ private:
     void AddVariable(const VariableReport& variable) {
         UnitLoss loss = {NameOf(variable.outcome), variable.variable->Path(), variable.reason};
         const StoredItem* const item = variable.item == kNone ? nullptr : &contents_.items[variable.item];
-        if (variable.outcome == Outcome::Changed && !HasTooManyElements(variable, *item)) {
+        if (variable.outcome == Outcome::Changed && !(item != nullptr && HasTooManyElements(variable, *item))) {
             loss.cause = "comes back as another value";
         }
         if (variable.outcome == Outcome::Refused) {
             const std::uint64_t size = variable.variable->SizeInBytes();
-            if (format_.comparesSizes && item->bytes.size() != size) {
+            if (format_.comparesSizes && item != nullptr && item->bytes.size() != size) {
                 loss.bytesInFile = item->bytes.size();
                 loss.bytesInLayout = size;
             } else {

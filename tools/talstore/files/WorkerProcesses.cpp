@@ -220,7 +220,7 @@ public:
     }
 
     bool Run() {
-        while (!InterruptingSignal()) {
+        while (InterruptingSignal() == 0) {
             GiveJobs();
             if (!IsAnyBusy()) {
                 return true;
