@@ -191,7 +191,8 @@ TEST_F(Completion, OffersNothingForANumber) {
 
 /// A shell script that runs what follows each "$ " of the text, and prints that line before.
 std::string ScriptOf(const std::string& session) {
-    std::string script = "talstore() { " TALSTORE_COMMAND " \"$@\"; }\nstatus=0\n";
+    std::string script =
+        "talstore() { " TALSTORE_COMMAND " \"$@\"; }\nexport -f talstore\nexport SHELL=/bin/bash\nstatus=0\n";
     for (const std::string& line : LinesOf(session)) {
         if (line.substr(0, 2) == "$ ") {
             script += "cat <<'END'\n" + line + "\nEND\n(exit $status)\n" + line.substr(2) + "\nstatus=$?\n";
@@ -222,6 +223,10 @@ TEST(TalstorePage, ShowsWhatItsCommandsPrint) {
 
 TEST(JobsPage, ShowsWhatItsCommandsPrint) {
     ExpectThatThePagePrints(Page("docs/jobs.md"));
+}
+
+TEST(FleetPage, ShowsWhatItsCommandsPrint) {
+    ExpectThatThePagePrints(Page("docs/fleet.md"));
 }
 
 TEST(JobsPage, HasTwentyJobsEachWithItsCommands) {
