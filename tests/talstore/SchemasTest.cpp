@@ -63,6 +63,9 @@ TEST_F(Schemas, DescribeEveryAnswer) {
     WriteFile("accepted.json", R"({"accepted": [{"variable": "R/O", "kind": "ignored", "reason": "old"},
         {"variable": "R/P", "kind": "left", "reason": "older", "format": "xml"}]})");
     Ask({"compare-layouts", "layout.json", "other.json", "--accept", "accepted.json"});
+    for (const std::string name : {"damaged.sbin", "damaged.xml", "broken.xml", "unit.bin"}) {
+        Ask({"recover", name, "--layout", "layout.json"});
+    }
     Ask({"board"});
     Ask({"explain", "0x8010"});
     Ask({"explain", "nothing"});
@@ -71,7 +74,7 @@ TEST_F(Schemas, DescribeEveryAnswer) {
     ASSERT_EQ(std::system("python3 " TAL_REPOSITORY "/tests/talstore/validate.py " TALSTORE_SOURCES
                           "/schemas < answers > validated"),
               0);
-    EXPECT_EQ(ReadFile("validated"), std::to_string(count_) + " answers, 12 schemas\n");
+    EXPECT_EQ(ReadFile("validated"), std::to_string(count_) + " answers, 13 schemas\n");
 }
 
 TEST_F(Schemas, RefuseAnAnswerWithAnotherKeyOrWithoutOne) {

@@ -287,6 +287,19 @@ CommandInfo ConvertRow(ConvertOptions& options) {
         [&](const Console& console) { return Convert(options, console); }};
 }
 
+CommandInfo RecoverRow(RecoverOptions& options) {
+    return {
+        "recover",
+        "Show what a damaged file holds beyond what a board restores of it",
+        {{"FILE", kFileHelp, &options.file}},
+        CommonOf(options.common, true),
+        "  talstore recover returned.sbin --layout board.json\n"
+        "  talstore recover cut.xml --layout board.json --json\n",
+        "Nothing is written. What a board would not restore is marked. The exit status is 1 when there is such, or a "
+        "variable is not found.",
+        [&](const Console& console) { return RecoverFile(options, console); }};
+}
+
 CommandInfo StoreRow(StoreOptions& options) {
     return {"store",
             "Store a database that holds its defaults and what --set says",
@@ -404,6 +417,7 @@ std::vector<CommandInfo> Commands(Arguments& arguments) {
             DiffRow(arguments.diff),
             CompareLayoutsRow(arguments.compareLayouts),
             ConvertRow(arguments.convert),
+            RecoverRow(arguments.recover),
             StoreRow(arguments.store),
             RetrieveRow(arguments.retrieve),
             BoardRow(arguments.board),

@@ -70,6 +70,7 @@ struct Arguments {
     DiffOptions diff;
     CompareLayoutsOptions compareLayouts;
     ConvertOptions convert;
+    RecoverOptions recover;
     StoreOptions store;
     DriveOptions retrieve;
     BoardOptions board;

@@ -143,6 +143,12 @@ struct ConvertOptions {
 };
 int Convert(const ConvertOptions& options, const Console& console);
 
+struct RecoverOptions {
+    CommonOptions common;
+    std::string file;
+};
+int RecoverFile(const RecoverOptions& options, const Console& console);
+
 struct LayoutOptions {
     std::string file;
     std::string output = "-";
