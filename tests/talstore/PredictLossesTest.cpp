@@ -250,11 +250,41 @@ void AddShape(host::Object& object, const std::string& name, Shape shape) {
     object.Raw(name, shape.type, shape.count, std::vector<std::uint8_t>(size));
 }
 
-const std::vector<double> kNumbers = {
-    0,        1,         5,     -1,     -5,       12,       127,        128,          200,          255,
-    256,      300,       -128,  -129,   32767,    32768,    65535,      65536,        -32768,       1.5,
-    1e30,     -1e30,     1e300, 1e-300, 16777216, 16777217, 2147483647, 2147483648.0, 4294967295.0, -2147483648.0,
-    INFINITY, -INFINITY, NAN};
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+const std::vector<double> kNumbers = {0,
+                                      1,
+                                      5,
+                                      -1,
+                                      -5,
+                                      12,
+                                      127,
+                                      128,
+                                      200,
+                                      255,
+                                      256,
+                                      300,
+                                      -128,
+                                      -129,
+                                      32767,
+                                      32768,
+                                      65535,
+                                      65536,
+                                      -32768,
+                                      1.5,
+                                      1e30,
+                                      -1e30,
+                                      1e300,
+                                      1e-300,
+                                      16777216,
+                                      16777217,
+                                      2147483647,
+                                      2147483648.0,
+                                      4294967295.0,
+                                      -2147483648.0,
+                                      kInfinity,
+                                      -kInfinity,
+                                      std::numeric_limits<double>::quiet_NaN()};
 const std::vector<std::string> kTexts = {
     "x", "TRUE", "7", "", "-1", "12x", "FALSE", "300", "70000", "1e99", "abcdefg", "99999999999", "abcdefghijklmno"};
 
@@ -410,7 +440,7 @@ TEST(EveryTypeAsEveryOther, LosesAsABoolInADocumentWhatIsPredicted) {
     for (const Shape& from : AllShapes()) {
         for (const Shape& to : {Shape{VARIABLE_TYPE_BOOL, 1}, Shape{VARIABLE_TYPE_BOOL_ARRAY, 2}}) {
             ByShape happened;
-            for (const std::size_t value : {0, 1}) {
+            for (const std::size_t value : {std::size_t{0}, std::size_t{1}}) {
                 TryValues(Format::Xml, from, {to}, {value}, happened);
             }
             ExpectPrediction(Format::Xml, from, {to}, happened);

@@ -110,11 +110,10 @@ std::string Renames::NewPathOf(const std::string& oldPath) const {
 
 std::vector<std::string> Renames::Unknown(const host::Database& before) const {
     std::vector<std::string> unknown;
-    for (const auto& [oldPath, newPath] : newPaths_) {
-        const bool isKnown =
-            std::any_of(before.Variables().begin(), before.Variables().end(),
-                        [&](const host::Variable* variable) { return IsIn(variable->Path(), oldPath); });
-        if (!isKnown) {
+    for (const auto& rename : newPaths_) {
+        const std::string& oldPath = rename.first;
+        const auto isInIt = [&](const host::Variable* variable) { return IsIn(variable->Path(), oldPath); };
+        if (std::none_of(before.Variables().begin(), before.Variables().end(), isInIt)) {
             unknown.push_back(oldPath);
         }
     }

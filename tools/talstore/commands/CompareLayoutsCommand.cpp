@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
 
@@ -138,6 +139,7 @@ Json UnmatchedJson(const std::vector<AcceptedLoss>& unmatched) {
 
 JUnitSuite SuiteOf(const JudgedPrediction& judged) {
     JUnitSuite suite = {NameOf(judged.prediction.format), {}};
+    suite.cases.reserve(judged.prediction.kept.size() + judged.prediction.losses.size());
     for (const std::string& path : judged.prediction.kept) {
         suite.cases.push_back({path});
     }
@@ -159,9 +161,7 @@ JUnitSuite SuiteOf(const JudgedPrediction& judged) {
 
 std::string JUnitOf(const std::vector<JudgedPrediction>& predictions) {
     std::vector<JUnitSuite> suites;
-    for (const JudgedPrediction& judged : predictions) {
-        suites.push_back(SuiteOf(judged));
-    }
+    std::transform(predictions.begin(), predictions.end(), std::back_inserter(suites), SuiteOf);
     return JUnitReport(suites);
 }
 

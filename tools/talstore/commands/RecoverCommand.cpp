@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 #include "board/Recover.h"

@@ -28,10 +28,10 @@ using SizeOfPath = std::function<std::optional<std::size_t>(const std::string& p
 /// @return the records in the order of the file, also those with paths of which nothing is known.
 [[nodiscard]] std::vector<SalvagedRecord> SalvageRecords(std::string_view bytes, const SizeOfPath& sizeOf);
 
-/// @param document  Any bytes at all, less than 2 GiB.
+/// @param damaged  Any bytes at all, less than 2 GiB.
 /// @return the document without the variables that cannot be parsed, closed where it is cut; empty when nothing of it
 ///         can be parsed. Throws std::bad_alloc.
-[[nodiscard]] std::string SalvageDocument(std::string_view document);
+[[nodiscard]] std::string SalvageDocument(std::string_view damaged);
 
 }  // namespace tal::talstore
 
