@@ -1,5 +1,7 @@
 #include "TypeTable.h"
 
+#include <algorithm>
+#include <array>
 #include <iterator>
 
 namespace tal::host {
@@ -44,6 +46,15 @@ constexpr bool EveryTypeStandsAtItsCode() {
 }
 static_assert(EveryTypeStandsAtItsCode());
 
+/// The names with their lengths: documents are full of them.
+constexpr auto kNames = [] {
+    std::array<std::string_view, std::size(kTypes)> names;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        names[i] = kTypes[i].name;
+    }
+    return names;
+}();
+
 }  // namespace
 
 const TypeInfo* FindType(VariableType code) {
@@ -51,13 +62,12 @@ const TypeInfo* FindType(VariableType code) {
 }
 
 bool FindTypeByName(std::string_view name, VariableType& code) {
-    for (const TypeInfo& type : kTypes) {
-        if (name == type.name) {
-            code = type.code;
-            return true;
-        }
+    const auto* const found = std::find(kNames.begin(), kNames.end(), name);
+    if (found == kNames.end()) {
+        return false;
     }
-    return false;
+    code = kTypes[found - kNames.begin()].code;
+    return true;
 }
 
 }  // namespace tal::host
