@@ -48,7 +48,7 @@ static_assert(EveryTypeStandsAtItsCode());
 
 /// The names with their lengths: documents are full of them.
 constexpr auto kNames = [] {
-    std::array<std::string_view, std::size(kTypes)> names;
+    std::array<std::string_view, std::size(kTypes)> names = {};
     for (std::size_t i = 0; i < names.size(); ++i) {
         names[i] = kTypes[i].name;
     }

@@ -220,6 +220,14 @@ TEST_F(Restoring, ALongerArrayIsChanged) {
     EXPECT_EQ(report_.variables[0].reason, "3 elements in the document, 2 in the layout");
 }
 
+TEST_F(Restoring, ARealThatLooksLikeNothingWrittenIsRestored) {
+    constexpr std::uint32_t kFiller = 0xA5A5A5A5;
+    SetLayout(R"({"name": "a", "type": "FLOAT"})");
+    EXPECT_THAT(Restore(Format::Xml, InObject(Variable("a", "FLOAT", "-2.8735182454018313e-16"))),
+                ElementsAre("restored R/O/a"));
+    EXPECT_EQ(layout_->At("R/O/a").Get<std::uint32_t>(), kFiller);
+}
+
 TEST_F(Restoring, AWrongBoolCostsWhatFollows) {
     SetLayout(R"({"name": "a", "type": "BOOL"}, {"name": "b", "type": "U8"})");
     EXPECT_THAT(Restore(Format::Xml, InObject(Variable("a", "BOOL", "true") + Variable("b", "U8", "6"))),
