@@ -146,6 +146,15 @@ TEST(Salvage, OfARecordWithAnyByteOfAnyValueIsWhatWasStored) {
     }
 }
 
+TEST(Salvage, TakesARecordThatContradictsItselfOnceButNotTwice) {
+    const talstore::SizeOfPath sizeOf = [](const std::string& /*path*/) { return std::optional<std::size_t>(2); };
+    std::string record = Record("R/O/count", "ab");
+    record[4] = static_cast<char>(record[4] ^ 0x01);
+    EXPECT_EQ(talstore::SalvageRecords(record, sizeOf).size(), 1U) << "another length";
+    record[16] = static_cast<char>(record[16] ^ 0x01);
+    EXPECT_EQ(talstore::SalvageRecords(record, sizeOf).size(), 0U) << "another end marker, too";
+}
+
 /// What means something in a document, and a few of what does not.
 constexpr std::string_view kCharacters = {"<>&\"'/=!?-[] \n\tx19RNO\0\x80\xC3\xFF", 25};
 
@@ -248,6 +257,7 @@ TEST_F(Recovering, FindsWhatFollowsABrokenVariableOfADocument) {
     for (const auto& [from, to] :
          std::map<std::string, std::string>{{"<value>north", "<valve>north"},
                                             {"north</value>", "north<&value>"},
+                                            {"north</value></variable>", "north</value></varjable>"},
                                             {"<variable name = \"site\"", "<varbable name = \"site\""},
                                             {"<variable name = \"site\"", "xvariable name = \"site\""}}) {
         WriteFile("unit.xml", "");

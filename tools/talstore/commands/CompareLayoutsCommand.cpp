@@ -173,6 +173,7 @@ int CompareLayouts(const CompareLayoutsOptions& options, const Console& console)
     AcceptedLosses accepted = AcceptedLosses::Load(options.accepted);
     const std::vector<Format> formats = FormatsOf(options);
     std::vector<JudgedPrediction> predictions;
+    predictions.reserve(formats.size());
     for (const Format format : formats) {
         predictions.push_back(Judge(PredictLosses(format, options.channel, *before, *after), accepted));
     }
