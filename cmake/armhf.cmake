@@ -24,4 +24,6 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 # The loader finds there what the folder's libraries take themselves, too, which it does by the older of the two tags.
 set(CMAKE_EXE_LINKER_FLAGS_INIT -Wl,--disable-new-dtags)
 
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L ${compiler_libraries})
+# A library that a library in the folder takes is not looked for where the program's own are.
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L ${compiler_libraries}
+  -E LD_LIBRARY_PATH=${TAL_ARMHF_SYSROOT}/usr/lib/arm-linux-gnueabihf)

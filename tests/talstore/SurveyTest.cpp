@@ -599,9 +599,9 @@ TEST_F(GeneratedUnits, GiveTheSameBytesWhenTheyAreSplitAtRandomAndMerged) {
         merge.push_back(name);
     }
     const std::vector<std::string> single = with({"survey", "units", "--accept", "accepted.json"}, about);
+    ASSERT_THAT(OutputOf(with(single, {"--json"})), testing::HasSubstr("5.tar:"));
     for (const std::vector<std::string>& form : {std::vector<std::string>{}, {"--json"}, {"--csv"}}) {
         const std::string expected = OutputOf(with(single, form));
-        ASSERT_THAT(expected, testing::HasSubstr("5.tar:"));
         EXPECT_TRUE(OutputOf(with(merge, form)) == expected) << testing::PrintToString(form);
     }
 }
