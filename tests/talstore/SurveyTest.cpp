@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "Support.h"
+#include "board/ProviderSession.h"
 #include "commands/CommandLine.h"
 #include "commands/ProgressBar.h"
 
@@ -437,6 +438,17 @@ TEST_F(SurveyFiles, OfAnIncompleteAnswerMakeTheMergedOneIncomplete) {
     const Ended ended = Talstore({"survey", "--merge", "partial"});
     EXPECT_THAT(ended.out, testing::StartsWith("incomplete: 1 file for a board with layout.json: "));
     EXPECT_EQ(ended.status, 2);
+}
+
+TEST_F(SurveyFiles, DoNotPileUpAsPrivateCopies) {
+    const auto directory = talstore::PrivateDirectory::Shared();
+    {
+        const talstore::ProviderSession session(talstore::ProviderOf(talstore::Format::Secure), 0, 0, "a.sbin");
+        host::Database database;
+        static_cast<void>(session.Retrieve("", database));
+        EXPECT_TRUE(fs::exists(directory->Path() / "files/a.sbin"));
+    }
+    EXPECT_TRUE(fs::is_empty(directory->Path() / "files"));
 }
 
 // ---- Against single checks
