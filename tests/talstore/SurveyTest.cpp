@@ -217,9 +217,15 @@ TEST_F(SurveyFiles, ThatHangAreUnreadableAndTheOthersAreRead) {
 TEST_F(SurveyFiles, ThatAreDoneWhenItIsInterruptedAreTold) {
     ASSERT_EQ(mkfifo("pipe", 0600), 0);
     fs::create_directory("temporary");
+    // The pipe opens when the process that reads files has come to it, after the others.
     WriteFile("script",
+              "set -m\n"
               "export TMPDIR=$PWD/temporary\n"
-              "timeout --signal=INT --preserve-status 1 \"$@\" > answer\n");
+              "\"$@\" > answer &\n"
+              "exec 3> pipe\n"
+              "sleep 0.2\n"
+              "kill -INT $!\n"
+              "wait $!\n");
     const int ended =
         std::system("bash script " TALSTORE_COMMAND " survey pipe a.sbin absent --jobs 1 --layout layout.json");
     EXPECT_EQ(WEXITSTATUS(ended), 130);

@@ -33,6 +33,17 @@ void VisitObject(const host::Object& object, bool isWritable, const VariableVisi
     }
 }
 
+bool HasNestedObjects(const host::Database& layout) {
+    const auto holdsSome = [](const auto& object) {
+        const auto& variables = object->Variables();
+        return std::any_of(variables.begin(), variables.end(),
+                           [](const auto& variable) { return host::HoldsObjects(variable->Type()); });
+    };
+    return std::any_of(layout.Regions().begin(), layout.Regions().end(), [&](const auto& region) {
+        return std::any_of(region->Objects().begin(), region->Objects().end(), holdsSome);
+    });
+}
+
 /// The message in one line.
 std::string Reason(std::string message) {
     std::replace(message.begin(), message.end(), '\n', ' ');
@@ -340,7 +351,7 @@ private:
 
     /// Lets the library store the layout: its items come in the order of the variables.
     void ExplainStoredPaths() {
-        if (format_ == nullptr || !format_->looksItemsUp || IsEverythingFound()) {
+        if (format_ == nullptr || !format_->looksItemsUp || IsEverythingFound() || !MayBeStoredElsewhere()) {
             return;
         }
         const ProviderSession session(ProviderOf(format_->format), 0, session_.Channel(), file_.name);
@@ -369,6 +380,12 @@ private:
                             [](const ItemReport& item) { return item.fate == Fate::Ignored; }) &&
                std::none_of(report_.variables.begin(), report_.variables.end(),
                             [](const VariableReport& variable) { return variable.outcome == Outcome::Defaulted; });
+    }
+
+    /// A channel has its number in the paths that are looked up; what follows a nested object has another path in a
+    /// secure file.
+    [[nodiscard]] bool MayBeStoredElsewhere() const {
+        return session_.Channel() != 0 || (format_->format == Format::Secure && HasNestedObjects(layout_));
     }
 
     void ExplainDefaulted(VariableReport& report, const std::string& storedPath) const {

@@ -47,6 +47,7 @@ public:
     Witness(host::Database& database, const TraceCapture& capture, Expected* expected, bool hasTexts);
     ~Witness() override;
 
+    // NOLINTNEXTLINE(bugprone-exception-escape)
     void OnLookUp(std::string_view path, const host::Variable* found) noexcept override;
     void OnMark(const host::Variable& variable, bool retrieved) noexcept override;
     void OnDefaulting() noexcept override;

@@ -101,7 +101,7 @@ StoredContents InspectBinary(std::string_view bytes, host::Database& layout) {
             contents.findings.push_back({Severity::Warning, "binary.unlikely", item.place, path, std::move(unlikely)});
         }
         contents.handedOn.push_back(contents.items.size());
-        contents.items.push_back(std::move(item));
+        contents.items.push_back(item);
     });
     if (bytes.size() < position) {
         contents.isWhole = false;

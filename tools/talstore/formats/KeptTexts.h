@@ -19,7 +19,7 @@ public:
     KeptText() = default;
     explicit KeptText(std::string_view text) : std::string_view(text) {}
 
-    operator std::string() const { return std::string(begin(), end()); }
+    operator std::string() const { return {begin(), end()}; }
 };
 
 /// Texts that somebody else keeps.
