@@ -43,6 +43,7 @@ TEST(Accepted, LossesOfOneFormatAreNotAcceptedInAnother) {
 
 std::vector<std::string> Variables(const std::vector<AcceptedLoss>& losses) {
     std::vector<std::string> variables;
+    variables.reserve(losses.size());
     for (const AcceptedLoss& loss : losses) {
         variables.push_back(loss.variable);
     }

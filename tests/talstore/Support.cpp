@@ -116,6 +116,7 @@ std::string Variable(std::string_view name, std::string_view type, std::string_v
 talstore::TextList KeptList(const std::vector<std::string>& texts) {
     static talstore::KeptTexts kept;
     std::vector<talstore::KeptText> list;
+    list.reserve(texts.size());
     for (const std::string& text : texts) {
         list.push_back(kept.Keep(text));
     }
