@@ -177,23 +177,27 @@ public:
     tal::talstore::TraceCapture capture{tal::talstore::KeptRecords::Failures};
 };
 
-/// @return a file without a name; each call replaces what the last one has left.
-int FileInMemory(const std::string& bytes) {
+/// @return the name of a file in memory; each call replaces what the last one has left.
+std::string FileInMemory(std::string_view bytes) {
     static const int file = memfd_create("fuzz", 0);
     Require(file >= 0 && ftruncate(file, 0) == 0, "a file in memory can be made");
     Require(pwrite(file, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()), "and written");
-    return file;
+    return "/proc/self/fd/" + std::to_string(file);
 }
 
-/// What the library does with the file for a host that nothing else has to do with.
+/// What the library does with the file, when it has just started, for a host that nothing else has to do with.
 void Retrieve(const std::string& bytes, Format format, tal::host::Database& layout) {
-    const std::string name = "/proc/self/fd/" + std::to_string(FileInMemory(bytes));
     const tal::talstore::ProviderInfo& provider = tal::talstore::ProviderOf(format);
     IStorageProvider* operations = nullptr;
     provider.getInterface(&operations);
     operations->Initialize(0);
-    provider.format->setFileNames(name.c_str());
     CSecureBinaryFileStorageProvider_SetChannelNumber(0);
+    if (provider.format->forgettableFile != nullptr) {
+        tal::host::Database nothing;
+        provider.format->setFileNames(FileInMemory(provider.format->forgettableFile).c_str());
+        operations->RetrieveAll(0, nothing.Handle(), 0);
+    }
+    provider.format->setFileNames(FileInMemory(bytes).c_str());
     operations->RetrieveAll(0, layout.Handle(), 0);
 }
 
