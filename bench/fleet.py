@@ -93,10 +93,12 @@ def main():
             # Of every process that there is at a time.
             most = mebibytes * (CORES + 1)
             row(f"memory at most, {ending}", most, MOST_MEBIBYTES, "MiB", most <= MOST_MEBIBYTES)
-        units = fleet(folder, "sbin", 10 * arguments.files)
-        _, _, mebibytes = used_by([talstore, "survey", units, "--layout", folder / "new.json", "--jobs", CORES])
-        most = mebibytes * (CORES + 1)
-        row(f"memory at most, {10 * arguments.files} files, sbin", most, MOST_MEBIBYTES, "MiB", most <= MOST_MEBIBYTES)
+        for ending in SECONDS:
+            units = fleet(folder, ending, 10 * arguments.files)
+            _, _, mebibytes = used_by([talstore, "survey", units, "--layout", folder / "new.json", "--jobs", CORES])
+            most = mebibytes * (CORES + 1)
+            row(f"memory at most, {10 * arguments.files} files, {ending}", most, MOST_MEBIBYTES, "MiB",
+                most <= MOST_MEBIBYTES)
     if missed:
         sys.exit("fleet.py: missed: " + ", ".join(missed))
 

@@ -4,6 +4,7 @@
 #include "Support.h"
 #include "board/Losses.h"
 #include "board/RestoreFindings.h"
+#include "board/StoredPaths.h"
 
 namespace tal::test {
 
@@ -161,6 +162,32 @@ TEST_F(Restoring, WhatFollowsANestedObjectIsNotFoundInASecureFile) {
                 ElementsAre("restored R/O/N/x", "defaulted R/O/after", "ignored R/O/N/after"));
     EXPECT_THAT(report_.variables[1].reason, HasSubstr("stores it as R/O/N/after"));
     EXPECT_THAT(report_.items[1].reason, HasSubstr("stores R/O/after"));
+}
+
+TEST_F(Restoring, WhereAMissingVariableIsStoredIsToldWhateverStandsBeforeIt) {
+    SetLayout(R"({"name": "label", "type": "STRING", "count": 8, "default": "a<b"},
+                 {"name": "A", "type": "OBJECT_ARRAY", "objects": [{"name": "E", "variables": [
+                     {"name": "x", "type": "U8"}]}]},
+                 {"name": "channel.2.a", "type": "U8"})");
+    channel_ = 2;
+    EXPECT_THAT(Restore(Format::Xml, InObject("")),
+                ElementsAre("defaulted R/O/label", "defaulted R/O/E/x", "defaulted R/O/channel.2.a"));
+    EXPECT_EQ(report_.variables[0].reason, "not in the file");
+    EXPECT_EQ(report_.variables[2].reason, "not in the file; it is stored under a placeholder, as R/O/channel.X.a");
+}
+
+TEST_F(Restoring, TheStoredPathsOfALayoutAreFoundOutOncePerFormatAndChannel) {
+    SetLayout(R"({"name": "Channel.2.a", "type": "U8"}, {"name": "Channel.3.b", "type": "U8", "default": 9})");
+    talstore::KnownPaths paths;
+    const auto of = [&](std::uint32_t channel) {
+        return &paths.Of(talstore::InfoOf(Format::Secure), channel, *layout_);
+    };
+    const talstore::StoredPaths* const first = of(2);
+    EXPECT_EQ(first->inTreeOrder[0].path, "R/O/Channel.X.a");
+    EXPECT_EQ(first->inTreeOrder[1].path, "R/O/Channel.3.b");
+    EXPECT_EQ(of(2), first);
+    EXPECT_EQ(of(3)->inTreeOrder[1].path, "R/O/Channel.X.b");
+    EXPECT_EQ(layout_->At("R/O/Channel.3.b").Get<std::uint8_t>(), 9) << "a value is not kept";
 }
 
 TEST_F(Restoring, ReadOnlyObjectsAreExpectedToTakeTheirDefaults) {

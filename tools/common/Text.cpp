@@ -59,6 +59,11 @@ bool IsControl(std::string_view character) {
     return first < 0x20 || first == 0x7F || (first == 0xC2 && ByteAt(character, 1) < 0xA0) || MisleadsTheEye(character);
 }
 
+/// Whether it is what nearly every path is, which shows as it stands.
+bool IsPlain(std::string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c < 0x7F; });
+}
+
 void AppendEscaped(std::string& out, std::string_view bytes) {
     for (const char c : bytes) {
         const auto byte = static_cast<unsigned char>(c);
@@ -92,11 +97,14 @@ std::string Escaped(std::string_view text, std::string_view alsoEscaped) {
 }  // namespace
 
 std::string Printable(std::string_view text) {
-    return Escaped(text, {});
+    return IsPlain(text) ? std::string(text) : Escaped(text, {});
 }
 
 std::string ValidUtf8(std::string_view text) {
     constexpr char kReplacement[] = "\uFFFD";
+    if (IsPlain(text)) {
+        return std::string(text);
+    }
     std::string valid;
     valid.reserve(text.size());
     while (!text.empty()) {

@@ -2,9 +2,9 @@
 
 #include <map>
 #include <optional>
-#include <unordered_map>
 
 #include "board/Restore.h"
+#include "board/StoredPaths.h"
 #include "board/Value.h"
 #include "formats/Salvage.h"
 
@@ -12,48 +12,32 @@ namespace tal::talstore {
 
 namespace {
 
-/// The paths under which the format stores the layout's variables.
-class StoredPaths {
+/// Which variable is meant by a path in a file.
+class VariablesByPath {
 public:
-    StoredPaths(const ProviderSession& session, const FormatInfo& format, host::Database& layout) {
-        layout.SetAllToZero();
-        const StorageFile file = {"file", session.Store(layout).bytes.value_or(""), format.format};
-        const StoredContents contents = Inspect(file, &layout);
-        std::size_t item = 0;
-        VisitVariables(layout, [&](const host::Variable& variable, bool isWritable) {
-            if (!isWritable && !format.storesReadOnlyObjects) {
-                return;
-            }
-            while (item < contents.items.size() && contents.items[item].holdsObjects) {
-                ++item;
-            }
-            if (item < contents.items.size()) {
-                variables_.emplace(contents.items[item++].path, &variable);
-                stored_.push_back(&variable);
-            }
-        });
+    VariablesByPath(const FormatInfo& format, std::uint32_t channel, host::Database& layout)
+        : stored_(FindStoredPaths(format, channel, layout)) {
         // A file may hold what no board would store.
         VisitVariables(layout, [&](const host::Variable& variable, bool /*isWritable*/) {
-            variables_.emplace(variable.Path(), &variable);
+            stored_.byPath.emplace(variable.Path(), &variable);
         });
     }
 
     /// @return null for a path of which nothing is known.
     [[nodiscard]] const host::Variable* Find(const std::string& path) const {
-        const auto found = variables_.find(path);
-        return found == variables_.end() ? nullptr : found->second;
+        const auto found = stored_.byPath.find(path);
+        return found == stored_.byPath.end() ? nullptr : found->second;
     }
-    [[nodiscard]] const std::vector<const host::Variable*>& Stored() const { return stored_; }
+    [[nodiscard]] const std::vector<StoredPath>& Stored() const { return stored_.inTreeOrder; }
 
 private:
-    std::unordered_map<std::string, const host::Variable*> variables_;
-    std::vector<const host::Variable*> stored_;
+    StoredPaths stored_;
 };
 
 /// What is found, by variable; of several values the last one, as for a board.
 class Finds {
 public:
-    explicit Finds(const StoredPaths& paths) : paths_(paths) {}
+    explicit Finds(const VariablesByPath& paths) : paths_(paths) {}
 
     void Add(const std::string& path, RecoveredValue value) {
         value.variable = paths_.Find(path);
@@ -89,9 +73,9 @@ public:
                 recovery_.values.push_back(std::move(found->second));
             }
         });
-        for (const host::Variable* const variable : paths_.Stored()) {
-            if (values_.count(variable) == 0) {
-                recovery_.missing.push_back(variable);
+        for (const StoredPath& stored : paths_.Stored()) {
+            if (values_.count(stored.variable) == 0) {
+                recovery_.missing.push_back(stored.variable);
             }
         }
         return std::move(recovery_);
@@ -104,12 +88,12 @@ private:
                               {texts.data(), static_cast<std::uint32_t>(texts.size())});
     }
 
-    const StoredPaths& paths_;
+    const VariablesByPath& paths_;
     std::map<const host::Variable*, RecoveredValue> values_;
     Recovery recovery_;
 };
 
-void AddRecords(std::string_view bytes, const StoredPaths& paths, Finds& finds) {
+void AddRecords(std::string_view bytes, const VariablesByPath& paths, Finds& finds) {
     const SizeOfPath sizeOf = [&](const std::string& path) {
         const host::Variable* const variable = paths.Find(path);
         return variable == nullptr ? std::nullopt : std::optional<std::size_t>(variable->SizeInBytes());
@@ -138,7 +122,7 @@ void AddDocument(const StorageFile& file, Finds& finds) {
 
 Recovery Recover(const ProviderSession& session, const StorageFile& file, host::Database& layout) {
     const FormatInfo& format = InfoOf(file.format);
-    const StoredPaths paths(session, format, layout);
+    const VariablesByPath paths(format, session.Channel(), layout);
     Finds finds(paths);
     if (format.hasTexts) {
         AddDocument(file, finds);

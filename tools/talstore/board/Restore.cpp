@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <iterator>
-#include <unordered_map>
 #include <utility>
 
 #include "TypeTable.h"
 #include "board/Fillers.h"
+#include "board/StoredPaths.h"
 #include "board/Value.h"
 #include "common/Text.h"
 
@@ -77,8 +77,13 @@ private:
 class Restoration {
 public:
     Restoration(const ProviderSession& session, const StorageFile& file, const StoredContents& contents,
-                host::Database& layout)
-        : session_(session), format_(session.Provider().format), file_(file), contents_(contents), layout_(layout) {}
+                host::Database& layout, KnownPaths* knownPaths)
+        : session_(session),
+          format_(session.Provider().format),
+          file_(file),
+          contents_(contents),
+          layout_(layout),
+          knownPaths_(knownPaths) {}
 
     RestoreReport Report() {
         const std::vector<std::string> overFillers = RetrieveOverFillers();
@@ -349,28 +354,26 @@ private:
 
     // ---- Paths that are stored in one way and looked up in another
 
-    /// Lets the library store the layout: its items come in the order of the variables.
     void ExplainStoredPaths() {
         if (format_ == nullptr || !format_->looksItemsUp || IsEverythingFound() || !MayBeStoredElsewhere()) {
             return;
         }
-        const ProviderSession session(ProviderOf(format_->format), 0, session_.Channel(), file_.name);
-        const StorageFile stored = {file_.name, session.Store(layout_).bytes.value_or(""), format_->format};
-        const StoredContents records = Inspect(stored, &layout_);
-        std::unordered_map<std::string, const host::Variable*> variables;
-        std::size_t index = 0;
+        KnownPaths ofThisFile;
+        const StoredPaths& stored =
+            (knownPaths_ == nullptr ? ofThisFile : *knownPaths_).Of(*format_, session_.Channel(), layout_);
+        auto path = stored.inTreeOrder.begin();
         for (VariableReport& report : report_.variables) {
-            if (report.isStored && index < records.handedOn.size()) {
-                const std::string& storedPath = records.items[records.handedOn[index++]].path;
-                variables[storedPath] = report.variable;
-                ExplainDefaulted(report, storedPath);
+            if (path != stored.inTreeOrder.end() && path->variable == report.variable) {
+                ExplainDefaulted(report, path->path);
+                ++path;
             }
         }
         for (std::size_t i = 0; i < report_.items.size(); ++i) {
-            const auto found = variables.find(contents_.items[i].path);
-            if (report_.items[i].fate == Fate::Ignored && !report_.items[i].BoardPath().empty() &&
-                found != variables.end()) {
-                ExplainIgnored(report_.items[i], contents_.items[i].path, found->second->Path());
+            if (report_.items[i].fate == Fate::Ignored && !report_.items[i].BoardPath().empty()) {
+                const auto found = stored.byPath.find(contents_.items[i].path);
+                if (found != stored.byPath.end()) {
+                    ExplainIgnored(report_.items[i], found->first, found->second->Path());
+                }
             }
         }
     }
@@ -415,6 +418,7 @@ private:
     const StorageFile& file_;
     const StoredContents& contents_;
     host::Database& layout_;
+    KnownPaths* knownPaths_;  ///< Null for none.
     RestoreReport report_;
     bool hasFailed_ = false;           ///< Whether the reader marks nothing any more.
     std::uint32_t listEmptiedAt_ = 0;  ///< Of all elements in the document, how many have left the reader's list.
@@ -466,8 +470,8 @@ bool RestoreReport::IsClean() const {
 }
 
 RestoreReport Restore(const ProviderSession& session, const StorageFile& file, const StoredContents& contents,
-                      host::Database& layout) {
-    return Restoration(session, file, contents, layout).Report();
+                      host::Database& layout, KnownPaths* paths) {
+    return Restoration(session, file, contents, layout, paths).Report();
 }
 
 }  // namespace tal::talstore

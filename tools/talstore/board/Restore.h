@@ -16,6 +16,8 @@
 
 namespace tal::talstore {
 
+class KnownPaths;
+
 /// How a variable of the layout ends.
 enum class Outcome {
     Restored,
@@ -83,8 +85,10 @@ struct RestoreReport {
 /// @param session   Of a provider of the file's format.
 /// @param contents  Of the file.
 /// @param layout    Holds afterwards what a board that held its defaults holds; retrieved marks included.
+/// @param paths     Of the layout; null for a file that is the only one.
 [[nodiscard]] RestoreReport Restore(const ProviderSession& session, const StorageFile& file,
-                                    const StoredContents& contents, host::Database& layout);
+                                    const StoredContents& contents, host::Database& layout,
+                                    KnownPaths* paths = nullptr);
 
 using VariableVisitor = std::function<void(host::Variable& variable, bool isWritable)>;
 

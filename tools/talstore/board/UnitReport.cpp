@@ -25,7 +25,7 @@ public:
     void Read(const StorageFile& file, const ProviderSession& session) {
         if (before_ != nullptr) {
             before_->ResetToDefaults();
-            static_cast<void>(Restore(session, file, Inspect(file, before_), *before_));
+            static_cast<void>(session.Retrieve(file.bytes, *before_));
         }
     }
 
@@ -163,7 +163,7 @@ UnitReport UnitJudge::Judge(const StorageFile& file, std::uint32_t channel) {
     layout_.ResetToDefaults();
     const StoredContents contents = Inspect(file, &layout_);
     const ProviderSession session(ProviderOf(file.format), 0, channel, file.name);
-    const RestoreReport report = Restore(session, file, contents, layout_);
+    const RestoreReport report = Restore(session, file, contents, layout_, &paths_);
     UnitReport unit;
     unit.file = ValidUtf8(file.name);
     unit.format = NameOf(file.format);

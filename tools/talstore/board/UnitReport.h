@@ -14,6 +14,7 @@
 
 #include "ReferenceHost.h"
 #include "board/Restore.h"
+#include "board/StoredPaths.h"
 #include "files/PrivateDirectory.h"
 #include "formats/StorageFile.h"
 
@@ -64,6 +65,7 @@ public:
 private:
     host::Database& layout_;
     host::Database* before_;
+    KnownPaths paths_;
     std::shared_ptr<const PrivateDirectory> directory_ = PrivateDirectory::Shared();
 };
 
