@@ -67,9 +67,11 @@ TEST_F(CompareLayouts, SaysThatTheRetrieveFailsThoughNothingIsLost) {
     WriteFile("new.json",
               WithVariables(R"({"name": "gain", "type": "U16"}, {"name": "site", "type": "STRING", "count": 8},
         {"name": "on", "type": "BOOL"}, {"name": "new", "type": "U8"})"));
-    const Ended ended = Compare({"--format", "binary"});
-    EXPECT_EQ(ended.status, 0);
+    const Ended ended = Compare({"--format", "binary", "--junit", "report.xml"});
+    EXPECT_EQ(ended.status, 1);
     EXPECT_EQ(ended.out, "binary: 3 kept, 0 lost, 1 not in the file; the retrieve fails\n");
+    EXPECT_THAT(ReadFile("report.xml"), testing::HasSubstr("it fails, though no variable is lost"));
+    EXPECT_EQ(Compare({"--format", "secure"}).status, 0);
 }
 
 TEST_F(CompareLayouts, SaysThatWhatFollowsARefusedTextMayBeLost) {

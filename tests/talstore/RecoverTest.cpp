@@ -177,6 +177,20 @@ TEST(Salvage, OfADocumentWithAnyByteReplacedIsWhatWasStored) {
     }
 }
 
+TEST(Salvage, LeavesOutEveryBrokenVariableOfALargeDocument) {
+    constexpr int kPairs = 5000;
+    std::string variables;
+    std::string whole;
+    for (int i = 0; i < kPairs; ++i) {
+        const std::string number = std::to_string(i);
+        whole += Variable("v" + number, "U32", number) + "\n";
+        variables += Variable("v" + number, "U32", number) + Variable("b" + number, "STRING", "a & b");
+    }
+    const std::string start = "<region name = \"R\"><object name = \"O\">";
+    const std::string end = "\n</object></region>";
+    EXPECT_EQ(talstore::SalvageDocument(Document(start + variables + end)), Document(start + whole + end));
+}
+
 // ---- What is found after the damage
 
 class Recovering : public testing::Test {

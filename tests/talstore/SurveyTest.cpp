@@ -282,6 +282,26 @@ TEST_F(SurveyFiles, InADamagedArchiveAreToldUpToTheDamage) {
     EXPECT_EQ(ended.status, 2);
 }
 
+TEST_F(SurveyFiles, AfterADamagedPlaceInAnArchiveAreReadAndThePlaceIsTold) {
+    ASSERT_EQ(std::system("tar cf whole.tar units/more/d.sbin units/a.sbin units/b.sbin"), 0);
+    std::string archive = ReadFile("whole.tar");
+    archive[1024] = 'U';
+    WriteFile("damaged.tar", archive);
+    const Ended ended = Survey({"damaged.tar"});
+    EXPECT_THAT(ended.out, testing::StartsWith("3 files for a board with layout.json: 1 unit loses nothing, 1 unit "
+                                               "loses something, 1 file cannot be read\n"));
+    EXPECT_THAT(ended.out, testing::HasSubstr("cannot be read  1 file  Damaged tar archive"));
+    EXPECT_THAT(ended.out, testing::HasSubstr("  damaged.tar:units/b.sbin\n"));
+    EXPECT_EQ(ended.status, 2);
+}
+
+TEST_F(SurveyFiles, AreMissedInAnArchiveWithoutAny) {
+    ASSERT_EQ(std::system("tar cf empty.tar --files-from /dev/null"), 0);
+    const Ended ended = Survey({"empty.tar", "units"});
+    EXPECT_THAT(ended.out, testing::HasSubstr("cannot be read  1 file  there is no file in it  empty.tar\n"));
+    EXPECT_EQ(ended.status, 2);
+}
+
 // ---- What is decided on
 
 TEST_F(SurveyFiles, ThatLoseWhatIsAcceptedAreCountedApart) {
@@ -426,15 +446,101 @@ TEST_F(SurveyFiles, OfAnswersAreNotMergedThatDoNotBelongTogether) {
     WriteFile("cut", ReadFile("a").substr(0, 1000));
     EXPECT_EQ(Talstore({"survey", "--merge", "a", "b"}).err, "talstore: b: is about another layout than a\n");
     EXPECT_EQ(Talstore({"survey", "--merge", "again", "a"}).err, "talstore: units/a.sbin: is in again and in a\n");
-    for (const std::string name : {"cut", "layout.json"}) {
-        EXPECT_EQ(Talstore({"survey", "--merge", "a", name}).err,
-                  "talstore: " + name + ": is no whole answer of a survey with --partial or --json\n");
-    }
+    EXPECT_EQ(Talstore({"survey", "--merge", "a", "cut"}).err,
+              "talstore: cut: line 7: this is no whole answer of a survey with --partial or --json\n");
+    EXPECT_THAT(Talstore({"survey", "--merge", "a", "layout.json"}).err,
+                testing::MatchesRegex("talstore: layout.json: line [0-9]+: this is no whole answer of a survey .*\n"));
+    WriteFile("joined", ReadFile("a") + ReadFile("a"));
+    EXPECT_THAT(Talstore({"survey", "--merge", "joined"}).err,
+                testing::StartsWith("talstore: joined: line 8: this is no"));
     EXPECT_EQ(Talstore({"survey", "--merge", "absent"}).err, "talstore: absent: No such file or directory\n");
     EXPECT_THAT(Talstore({"survey", "--merge"}).err,
                 testing::StartsWith("talstore: the answers to merge are needed\n"));
     EXPECT_THAT(Survey({"a", "--merge"}).err,
                 testing::StartsWith("talstore: --merge takes answers that say what they "));
+}
+
+/// Every number in the line replaced in turn by something that a survey prints nowhere.
+std::vector<std::string> WithOtherNumbers(const std::string& line) {
+    std::vector<std::string> lines;
+    for (std::size_t begin = 0; (begin = line.find_first_of("0123456789", begin)) != std::string::npos;) {
+        const std::size_t end = line.find_first_not_of("0123456789", begin);
+        if (line[begin - 1] == ':') {
+            for (const std::string number : {"-1", "1.5", "1e30", "18446744073709551616", "\"1\"", "null", "[]"}) {
+                lines.push_back(line.substr(0, begin) + number + line.substr(end));
+            }
+        }
+        begin = end;
+    }
+    return lines;
+}
+
+TEST_F(SurveyFiles, OfAnAnswerWithAnyLineChangedAreRefusedWithItsName) {
+    WriteFile("b.sbin", Record("R/O/u8", "\x01"));
+    const std::string answer = Survey({"units", "b.sbin", "--partial"}).out;
+    std::vector<std::string> lines;
+    std::istringstream stream(answer);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line + '\n');
+    }
+    const auto refused = [&](std::size_t changed, const std::string& by) {
+        std::string bytes;
+        for (std::size_t i = 0; i < lines.size(); ++i) {
+            bytes += i == changed ? by : lines[i];
+        }
+        WriteFile("changed", bytes);
+        const Ended ended = Talstore({"survey", "--merge", "changed"});
+        EXPECT_EQ(ended.status, 2) << by;
+        EXPECT_THAT(ended.err, testing::MatchesRegex("talstore: changed: line [0-9]+: .*\n")) << by;
+    };
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        const std::string& line = lines[i];
+        for (const std::string& by : {std::string(), line + line, std::string("\n"), std::string("{}\n"),
+                                      std::string("7\n"), line.substr(0, line.size() / 2) + '\n'}) {
+            refused(i, by);
+        }
+        if (i + 1 < lines.size()) {
+            for (const std::string& by : WithOtherNumbers(line)) {
+                refused(i, by);
+            }
+        }
+    }
+}
+
+TEST_F(SurveyFiles, OfAnAnswerWithAnUnknownFormatOrKindAreRefused) {
+    const std::string answer = Survey({"units/a.sbin", "--partial"}).out;
+    const auto merge = [&](const std::string& from, const std::string& to) {
+        std::string changed = answer;
+        changed.replace(changed.find(from), from.size(), to);
+        WriteFile("changed", changed);
+        return Talstore({"survey", "--merge", "changed"}).err;
+    };
+    EXPECT_EQ(merge("\"secure\"", "\"tar\""), "talstore: changed: line 1: \"tar\" is no format\n");
+    EXPECT_EQ(merge("\"kind\":\"refused\"", "\"kind\":\"lost\""),
+              "talstore: changed: line 2: \"lost\" is no kind of loss\n");
+    EXPECT_EQ(merge("\"record\":\"file\",", "\"record\":\"file\",\"nameBytes\":\"f\","),
+              "talstore: changed: line 1: nameBytes are no bytes in hexadecimal\n");
+    EXPECT_EQ(merge("\"files\":1", "\"files\":2"),
+              "talstore: changed: line 8: the answer lacks 1 file that its summary counts\n");
+    EXPECT_EQ(merge("\"files\":1", "\"files\":0"),
+              "talstore: changed: line 1: the answer has more files than its summary says\n");
+}
+
+TEST_F(SurveyFiles, WithNamesThatAreNotUtf8HaveTheSameOrderWhenTheyAreMerged) {
+    // U+FFFD, which stands for the bytes in answers, is after U+4E2D and before U+1F4BE; the bytes are after all of
+    // them.
+    const std::vector<std::string> names = {"\xF0\x9F\x92\xBE", "\xFE", "\xFF", "\xE4\xB8\xAD", "\xC3", "z"};
+    std::vector<std::string> all = {"--partial"};
+    std::vector<std::string> merge = {"survey", "--merge", "--json"};
+    for (const std::string& name : names) {
+        StoreFile(name + ".sbin");
+        all.push_back(name + ".sbin");
+        WriteFile("part-" + std::to_string(merge.size()), Survey({name + ".sbin", "--partial"}).out);
+        merge.push_back("part-" + std::to_string(merge.size()));
+    }
+    const std::string expected = Survey(all).out;
+    EXPECT_THAT(expected, testing::HasSubstr("\"file\":\"\uFFFD.sbin\",\"nameBytes\":\"c3 2e 73 62 69 6e\""));
+    EXPECT_EQ(Talstore(merge).out, expected);
 }
 
 TEST_F(SurveyFiles, OfAnIncompleteAnswerMakeTheMergedOneIncomplete) {

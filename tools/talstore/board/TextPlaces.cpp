@@ -1,81 +1,45 @@
 #include "board/TextPlaces.h"
 
-#include <expat.h>
-
-#include <exception>
-#include <memory>
-#include <new>
-#include <type_traits>
+#include "formats/DocumentWalk.h"
 
 namespace tal::talstore {
 
 namespace {
 
-class PlaceFinder {
+class PlaceFinder final : DocumentWalk {
 public:
     PlaceFinder(std::string_view document, const std::set<std::size_t>& items) : document_(document), items_(items) {}
 
     std::map<std::size_t, std::vector<Range>> Find() {
-        if (parser_ == nullptr) {
-            throw std::bad_alloc();
-        }
-        XML_SetUserData(parser_.get(), this);
-        XML_SetElementHandler(parser_.get(), OnStart, OnEnd);
         // A document that is damaged further on has its places all the same.
-        XML_Parse(parser_.get(), document_.data(), static_cast<int>(document_.size()), XML_TRUE);
-        if (failure_) {
-            std::rethrow_exception(failure_);
-        }
+        static_cast<void>(Parse(document_, true));
         return std::move(places_);
     }
 
 private:
-    /// No exception may pass through the parser.
-    template <class Step>
-    static void Guarded(void* self, Step step) noexcept {
-        auto& finder = *static_cast<PlaceFinder*>(self);
-        try {
-            step(finder);
-        } catch (...) {
-            finder.failure_ = std::current_exception();
-            XML_StopParser(finder.parser_.get(), XML_FALSE);
-        }
-    }
-    static void XMLCALL OnStart(void* self, const char* name, const char** /*attributes*/) {
-        Guarded(self, [&](PlaceFinder& finder) { finder.StartElement(name); });
-    }
-    static void XMLCALL OnEnd(void* self, const char* name) {
-        Guarded(self, [&](PlaceFinder& finder) { finder.EndElement(name); });
-    }
-
-    [[nodiscard]] std::size_t Here() const { return static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get())); }
-
     static bool HoldsText(std::string_view element) { return element == "value" || element == "element"; }
 
-    void StartElement(std::string_view element) {
+    void StartElement(const char* name, const char** /*attributes*/) override {
+        const std::string_view element = name;
         if (element == "variable") {
             openItems_.push_back(itemCount_++);
         } else if (HoldsText(element)) {
-            begin_ = Here() + static_cast<std::size_t>(XML_GetCurrentByteCount(parser_.get()));
+            begin_ = EndOffset();
         }
     }
 
-    void EndElement(std::string_view element) {
+    void EndElement(const char* name) override {
+        const std::string_view element = name;
         if (element == "variable") {
             openItems_.pop_back();
         } else if (HoldsText(element) && !openItems_.empty() && items_.count(openItems_.back()) != 0) {
             const bool isEmptyTag = begin_ > 1 && document_[begin_ - 2] == '/';
             if (!isEmptyTag) {
-                places_[openItems_.back()].push_back({begin_, Here()});
+                places_[openItems_.back()].push_back({begin_, Offset()});
             }
         }
     }
 
-    struct ParserDeleter {
-        void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
-    };
-    std::unique_ptr<std::remove_pointer_t<XML_Parser>, ParserDeleter> parser_{XML_ParserCreate(nullptr)};
-    std::exception_ptr failure_;
     std::string_view document_;
     const std::set<std::size_t>& items_;
     std::map<std::size_t, std::vector<Range>> places_;

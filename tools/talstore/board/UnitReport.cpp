@@ -157,7 +157,21 @@ std::string DamageOf(const StoredContents& contents, const RestoreReport& report
     return error == contents.findings.end() ? "a reader stops before its end" : error->message;
 }
 
+/// The texts of a report, or of one that cannot be changed.
+template <class Report>
+auto TextsOf(Report& unit) {
+    return std::array{&unit.file, &unit.archive, &unit.nameBytes, &unit.problem, &unit.format, &unit.damage};
+}
+
 }  // namespace
+
+void UnitReport::SetNames(const std::string& ofFile, const std::string& ofArchive) {
+    nameBytes.clear();
+    file = ValidUtf8(ofFile);
+    archive = ValidUtf8(ofArchive);
+    const std::string& order = ofArchive.empty() ? ofFile : ofArchive;
+    nameBytes = Order() == order ? "" : order;
+}
 
 UnitReport UnitJudge::Judge(const StorageFile& file, std::uint32_t channel) {
     layout_.ResetToDefaults();
@@ -165,7 +179,7 @@ UnitReport UnitJudge::Judge(const StorageFile& file, std::uint32_t channel) {
     const ProviderSession session(ProviderOf(file.format), 0, channel, file.name);
     const RestoreReport report = Restore(session, file, contents, layout_, &paths_);
     UnitReport unit;
-    unit.file = ValidUtf8(file.name);
+    unit.SetNames(file.name, {});
     unit.format = NameOf(file.format);
     unit.size = file.bytes.size();
     unit.channel = channel;
@@ -184,7 +198,7 @@ std::string Packed(const UnitReport& unit) {
         packer.Number(number ? 1 : 0);
         packer.Number(number.value_or(0));
     };
-    for (const std::string* const text : {&unit.file, &unit.archive, &unit.problem, &unit.format, &unit.damage}) {
+    for (const std::string* const text : TextsOf(unit)) {
         packer.Text(*text);
     }
     packer.Number(unit.size);
@@ -212,7 +226,7 @@ UnitReport UnpackedUnit(std::string_view bytes) {
         return isThere ? std::optional(size) : std::nullopt;
     };
     UnitReport unit;
-    for (std::string* const text : {&unit.file, &unit.archive, &unit.problem, &unit.format, &unit.damage}) {
+    for (std::string* const text : TextsOf(unit)) {
         *text = unpacker.Text();
     }
     unit.size = unpacker.Number();

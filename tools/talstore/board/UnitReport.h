@@ -39,6 +39,8 @@ struct UnitLoss {
 struct UnitReport {
     std::string file;
     std::string archive;  ///< The name of the one that it is in; empty when it is in none.
+    /// Of the file's name, or of its archive's, where that is not UTF-8; empty otherwise.
+    std::string nameBytes;
     std::string problem;  ///< Why it cannot be read; there is nothing else then.
     std::string format;
     std::uint64_t size = 0;
@@ -50,7 +52,11 @@ struct UnitReport {
     [[nodiscard]] bool IsReadable() const { return problem.empty(); }
     [[nodiscard]] bool LosesNothing() const { return IsReadable() && losses.empty() && damage.empty(); }
     /// Where it stands among others: those of an archive stand together, in the order in which they are in it.
-    [[nodiscard]] const std::string& Order() const { return archive.empty() ? file : archive; }
+    [[nodiscard]] const std::string& Order() const {
+        return !nameBytes.empty() ? nameBytes : archive.empty() ? file : archive;
+    }
+    /// @param ofFile, ofArchive  As they are on the disk, the second one empty for none.
+    void SetNames(const std::string& ofFile, const std::string& ofArchive);
 };
 
 /// Judges one file after another.

@@ -15,19 +15,6 @@ using tools::Quoted;
 
 namespace {
 
-/// What becomes of a variable when it is not as expected, and of an item of the file.
-std::vector<std::string> KindsOfLoss() {
-    std::vector<std::string> kinds;
-    for (std::size_t i = 0; i < kOutcomeCount; ++i) {
-        const auto outcome = static_cast<Outcome>(i);
-        if (!IsAsExpected(outcome)) {
-            kinds.emplace_back(NameOf(outcome));
-        }
-    }
-    kinds.emplace_back("ignored");
-    return kinds;
-}
-
 /// Reads one file, whose name begins every message.
 class AcceptedReader {
 public:
@@ -91,6 +78,21 @@ private:
 
 }  // namespace
 
+const std::vector<std::string>& KindsOfLoss() {
+    static const std::vector<std::string> known = [] {
+        std::vector<std::string> kinds;
+        for (std::size_t i = 0; i < kOutcomeCount; ++i) {
+            const auto outcome = static_cast<Outcome>(i);
+            if (!IsAsExpected(outcome)) {
+                kinds.emplace_back(NameOf(outcome));
+            }
+        }
+        kinds.emplace_back("ignored");
+        return kinds;
+    }();
+    return known;
+}
+
 AcceptedLosses AcceptedLosses::Parse(const std::string& name, std::string_view text) {
     AcceptedLosses accepted;
     for (AcceptedLoss& loss : AcceptedReader(name).Read(text)) {
@@ -126,6 +128,18 @@ std::vector<AcceptedLoss> AcceptedLosses::Unmatched(const std::vector<Format>& f
         }
     }
     return unmatched;
+}
+
+nlohmann::ordered_json UnmatchedJson(const std::vector<AcceptedLoss>& unmatched) {
+    nlohmann::ordered_json json = nlohmann::ordered_json::array();
+    for (const AcceptedLoss& loss : unmatched) {
+        nlohmann::ordered_json entry = {{"variable", loss.variable}, {"kind", loss.kind}, {"reason", loss.reason}};
+        if (loss.format) {
+            entry["format"] = NameOf(*loss.format);
+        }
+        json.push_back(std::move(entry));
+    }
+    return json;
 }
 
 }  // namespace tal::talstore

@@ -3,6 +3,7 @@
 #ifndef TALSTORE_ACCEPTED_LOSSES_H
 #define TALSTORE_ACCEPTED_LOSSES_H
 
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,6 +21,9 @@ struct AcceptedLoss {
     std::string reason;
     std::optional<Format> format;  ///< None: in every format.
 };
+
+/// What may become of a variable when it is not as expected, and of an item of the file.
+[[nodiscard]] const std::vector<std::string>& KindsOfLoss();
 
 class AcceptedLosses {
 public:
@@ -47,6 +51,9 @@ private:
     };
     std::vector<Entry> entries_;
 };
+
+/// The entries for programs.
+[[nodiscard]] nlohmann::ordered_json UnmatchedJson(const std::vector<AcceptedLoss>& unmatched);
 
 }  // namespace tal::talstore
 

@@ -258,7 +258,7 @@ CommandInfo CompareLayoutsRow(CompareLayoutsOptions& options) {
             "  talstore compare-layouts old.json new.json --junit layouts.xml || exit 1\n",
             "No file is needed. What a format does not bring back whatever the layout is, as the digits of a real "
             "beyond the seventh in a document, is not listed. The exit status is 1 when something is lost that is not "
-            "accepted.",
+            "accepted, or the retrieve fails where it did not before.",
             [&](const Console& console) { return CompareLayouts(options, console); }};
 }
 

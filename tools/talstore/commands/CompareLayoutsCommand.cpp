@@ -35,6 +35,9 @@ struct JudgedPrediction {
         return static_cast<std::size_t>(
             std::count_if(paths.begin(), paths.end(), [&](const auto& path) { return path.second == isAccepted; }));
     }
+
+    /// Whether the retrieve may fail though no variable is lost that would be the reason.
+    [[nodiscard]] bool FailsByItself() const { return prediction.fails != Certainty::No && prediction.losses.empty(); }
 };
 
 JudgedPrediction Judge(Prediction prediction, AcceptedLosses& accepted) {
@@ -123,18 +126,6 @@ Json PredictionJson(const JudgedPrediction& judged) {
             {"losses", std::move(losses)}};
 }
 
-Json UnmatchedJson(const std::vector<AcceptedLoss>& unmatched) {
-    Json json = Json::array();
-    for (const AcceptedLoss& loss : unmatched) {
-        Json entry = {{"variable", loss.variable}, {"kind", loss.kind}, {"reason", loss.reason}};
-        if (loss.format) {
-            entry["format"] = NameOf(*loss.format);
-        }
-        json.push_back(std::move(entry));
-    }
-    return json;
-}
-
 // ---- For build servers
 
 JUnitSuite SuiteOf(const JudgedPrediction& judged) {
@@ -142,6 +133,9 @@ JUnitSuite SuiteOf(const JudgedPrediction& judged) {
     suite.cases.reserve(judged.prediction.kept.size() + judged.prediction.losses.size());
     for (const std::string& path : judged.prediction.kept) {
         suite.cases.push_back({path});
+    }
+    if (judged.FailsByItself()) {
+        suite.cases.push_back({"the retrieve", JUnitCase::Verdict::Failed, "it fails, though no variable is lost"});
     }
     std::map<std::string, std::size_t> places;
     for (std::size_t i = 0; i < judged.reasons.size(); ++i) {
@@ -195,9 +189,10 @@ int CompareLayouts(const CompareLayoutsOptions& options, const Console& console)
         Print(told, predictions);
     }
     TellUnmatchedLosses(console, options.accepted, unmatched);
-    const bool isAnythingLost = std::any_of(predictions.begin(), predictions.end(),
-                                            [](const auto& judged) { return judged.LostCount(false) != 0; });
-    return isAnythingLost ? kProblems : kFine;
+    const bool isFine = std::all_of(predictions.begin(), predictions.end(), [](const auto& judged) {
+        return judged.LostCount(false) == 0 && !judged.FailsByItself();
+    });
+    return isFine ? kFine : kProblems;
 }
 
 }  // namespace tal::talstore

@@ -1,16 +1,22 @@
 #include "commands/SurveyRecords.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <utility>
 
 #include "DatabaseDescription.h"
 #include "commands/Report.h"
 #include "commands/UseError.h"
 #include "common/Text.h"
+#include "files/InputError.h"
+#include "files/Interrupt.h"
 #include "formats/Formats.h"
 
 namespace tal::talstore {
@@ -36,6 +42,9 @@ Json FileJson(const UnitReport& unit) {
     Json json = {{"file", unit.file}};
     if (!unit.archive.empty()) {
         json["archive"] = unit.archive;
+    }
+    if (!unit.nameBytes.empty()) {
+        json["nameBytes"] = tools::HexBytes(unit.nameBytes);
     }
     if (!unit.IsReadable()) {
         json["problem"] = unit.problem;
@@ -96,43 +105,74 @@ Json RowJson(const SurveyFrame& frame, const SurveyTotals& totals, const LossRow
     return json;
 }
 
-Json UnmatchedJson(const std::vector<AcceptedLoss>& unmatched) {
-    Json json = Json::array();
-    for (const AcceptedLoss& loss : unmatched) {
-        Json entry = {{"variable", loss.variable}, {"kind", loss.kind}, {"reason", loss.reason}};
-        if (loss.format) {
-            entry["format"] = NameOf(*loss.format);
-        }
-        json.push_back(std::move(entry));
-    }
-    return json;
-}
-
 // ---- Back
 
-std::optional<std::uint64_t> OptionalNumber(const Json& json, const char* key) {
-    return json.contains(key) ? std::optional(json[key].get<std::uint64_t>()) : std::nullopt;
+/// Ends the reading of a record that no survey has printed.
+class RecordError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+std::uint64_t NumberAt(const Json& json, const char* key) {
+    const Json& number = json.at(key);
+    if (!number.is_number_unsigned()) {
+        throw RecordError(std::string(key) + " is no number that a survey prints");
+    }
+    return number;
 }
 
-UnitReport UnitOf(const Json& json) {
+std::optional<std::uint64_t> OptionalNumber(const Json& json, const char* key) {
+    return json.contains(key) ? std::optional(NumberAt(json, key)) : std::nullopt;
+}
+
+/// @param text  Of HexBytes.
+std::string BytesOfHex(const std::string& text) {
+    std::string bytes;
+    for (std::size_t i = 0; i < text.size(); i += 3) {
+        char* end = nullptr;
+        const std::string digits = text.substr(i, 2);
+        bytes += static_cast<char>(std::strtoul(digits.c_str(), &end, 16));
+        if (digits.size() != 2 || end != digits.c_str() + 2) {
+            throw RecordError("nameBytes are no bytes in hexadecimal");
+        }
+    }
+    return bytes;
+}
+
+/// A file's record, and how many records of losses follow it.
+struct FileRecord {
     UnitReport unit;
+    std::uint64_t lossCount = 0;
+};
+
+FileRecord FileOf(const Json& json) {
+    FileRecord record;
+    UnitReport& unit = record.unit;
     unit.file = json.at("file");
     unit.archive = json.value("archive", "");
+    unit.nameBytes = BytesOfHex(json.value("nameBytes", ""));
     unit.problem = json.value("problem", "");
     if (unit.IsReadable()) {
         unit.format = json.at("format");
-        unit.size = json.at("size");
-        unit.channel = json.at("channel");
+        if (!FormatNamed(unit.format)) {
+            throw RecordError(tools::Quoted(unit.format) + " is no format");
+        }
+        unit.size = NumberAt(json, "size");
+        unit.channel = NumberAt(json, "channel");
         unit.damage = json.at("damage");
         for (std::size_t i = 0; i < unit.counts.size(); ++i) {
-            unit.counts[i] = json.at("counts").at(NameOf(static_cast<Outcome>(i)));
+            unit.counts[i] = NumberAt(json.at("counts"), NameOf(static_cast<Outcome>(i)));
         }
-        unit.losses.resize(json.at("losses").get<std::size_t>());
+        record.lossCount = NumberAt(json, "losses");
     }
-    return unit;
+    return record;
 }
 
 UnitLoss LossOf(const Json& json) {
+    const std::vector<std::string>& kinds = KindsOfLoss();
+    if (std::find(kinds.begin(), kinds.end(), json.at("kind")) == kinds.end()) {
+        throw RecordError(json.at("kind").dump() + " is no kind of loss");
+    }
     UnitLoss loss = {json.at("kind"), json.at("path"), json.at("reason"), json.value("cause", "")};
     loss.bytesInFile = OptionalNumber(json, "bytesInFile");
     loss.bytesInLayout = OptionalNumber(json, "bytesInLayout");
@@ -174,27 +214,52 @@ private:
     void ReadFrame() {
         std::string last;
         for (std::string line; std::getline(stream_, line);) {
+            StopIfInterrupted();
             last = std::move(line);
+            ++line_;
         }
-        Understand(last, "summary", [&](const Json& json) { frame_ = FrameOf(json); });
+        Understand(last, "summary", [&](const Json& json) {
+            frame_ = FrameOf(json);
+            unitsLeft_ = NumberAt(json, "files");
+        });
         stream_.clear();
         stream_.seekg(0);
+        lineCount_ = std::exchange(line_, 0);
     }
 
     void ReadUnit() {
-        constexpr const char* kSummary = R"({"schema":"talstore/survey/1","record":"summary",)";
-        unit_.reset();
-        std::string line;
-        std::getline(stream_, line);
-        if (line.rfind(kSummary, 0) == 0) {
+        StopIfInterrupted();
+        const std::optional<UnitReport> before = std::exchange(unit_, std::nullopt);
+        const std::string line = NextLine();
+        if (line_ == lineCount_) {
+            if (unitsLeft_ != 0) {
+                Refuse("the answer lacks " + tools::Count(unitsLeft_, "file") + " that its summary counts");
+            }
             return;
         }
-        Understand(line, "file", [&](const Json& json) { unit_ = UnitOf(json); });
-        for (UnitLoss& loss : unit_->losses) {
-            line.clear();
-            std::getline(stream_, line);
-            Understand(line, "loss", [&](const Json& json) { loss = LossOf(json); });
+        FileRecord record;
+        Understand(line, "file", [&](const Json& json) { record = FileOf(json); });
+        if (unitsLeft_-- == 0) {
+            Refuse("the answer has more files than its summary says");
         }
+        if (before && !MayFollow(*before, record.unit)) {
+            Refuse("the file comes before the one above it");
+        }
+        for (; record.lossCount > 0; --record.lossCount) {
+            Understand(NextLine(), "loss", [&](const Json& json) { record.unit.losses.push_back(LossOf(json)); });
+        }
+        unit_ = std::move(record.unit);
+    }
+
+    static bool MayFollow(const UnitReport& before, const UnitReport& unit) {
+        return before.Order() < unit.Order() || (before.Order() == unit.Order() && !unit.archive.empty());
+    }
+
+    std::string NextLine() {
+        std::string line;
+        std::getline(stream_, line);
+        ++line_;
+        return line;
     }
 
     void Understand(const std::string& line, const char* record,
@@ -207,12 +272,21 @@ private:
             }
         } catch (const Json::exception&) {
             // Said below, for people.
+        } catch (const RecordError& error) {
+            Refuse(error.what());
         }
-        RefuseFile(name_, "is no whole answer of a survey with --partial or --json");
+        Refuse("this is no whole answer of a survey with --partial or --json");
+    }
+
+    [[noreturn]] void Refuse(const std::string& problem) const {
+        RefuseFile(name_, "line " + std::to_string(line_) + ": " + problem);
     }
 
     std::string name_;
     std::ifstream stream_;
+    std::uint64_t line_ = 0;  ///< Of the line that was read last, from 1 on.
+    std::uint64_t lineCount_ = 0;
+    std::uint64_t unitsLeft_ = 0;  ///< Of those that the summary counts.
     SurveyFrame frame_;
     std::optional<UnitReport> unit_;
 };

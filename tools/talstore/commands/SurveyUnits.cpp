@@ -151,6 +151,7 @@ private:
     std::optional<SurveyedFile> Open(const std::string& name) {
         try {
             archive_.emplace(name);
+            isEmpty_ = true;
             return std::nullopt;
         } catch (const InputError& error) {
             return SurveyedFile{name, name, ProblemOf(name, error.what())};
@@ -161,9 +162,13 @@ private:
         const std::string& name = files_[count_ - 1].name;
         try {
             std::optional<ArchiveMember> member = archive_->Next();
-            return member ? std::optional(SurveyedFile{name + ':' + member->name, name, std::move(member->problem),
-                                                       std::move(member->bytes)})
-                          : std::nullopt;
+            if (!member) {
+                archive_.reset();
+                return isEmpty_ ? std::optional(SurveyedFile{name, name, "there is no file in it"}) : std::nullopt;
+            }
+            isEmpty_ = false;
+            return SurveyedFile{member->name.empty() ? name : name + ':' + member->name, name,
+                                std::move(member->problem), std::move(member->bytes)};
         } catch (const InputError& error) {
             archive_.reset();
             return SurveyedFile{name, name, ProblemOf(name, error.what())};
@@ -174,6 +179,7 @@ private:
     std::size_t count_ = 0;  ///< Of the files that were handed out, or opened as archives.
     bool hasArchives_ = false;
     std::optional<Archive> archive_;
+    bool isEmpty_ = false;  ///< Whether nothing of the archive has been handed out.
 };
 
 std::vector<ListedFile> FilesOf(const SurveyOptions& options) {
@@ -196,8 +202,7 @@ std::vector<ListedFile> FilesOf(const SurveyOptions& options) {
 
 UnitReport UnreadableUnit(const SurveyedFile& file, const std::string& problem) {
     UnitReport unit;
-    unit.file = tools::ValidUtf8(file.name);
-    unit.archive = tools::ValidUtf8(file.archive);
+    unit.SetNames(file.name, file.archive);
     unit.problem = tools::ValidUtf8(problem);
     return unit;
 }
@@ -238,7 +243,7 @@ private:
                 "neither an XML document nor a secure binary file; --format says what a raw or a damaged file is");
         }
         UnitReport unit = judge_->Judge({file.name, std::move(bytes), *format}, channels_.ChannelOf(file.name));
-        unit.archive = tools::ValidUtf8(file.archive);
+        unit.SetNames(file.name, file.archive);
         return unit;
     }
 

@@ -7,8 +7,10 @@
 #include <array>
 #include <initializer_list>
 #include <new>
+#include <utility>
 
 #include "files/InputError.h"
+#include "files/Interrupt.h"
 #include "files/WholeFile.h"
 
 namespace tal::talstore {
@@ -42,24 +44,38 @@ Archive::Archive(std::string name) : name_(std::move(name)), reader_(archive_rea
     archive_read_support_format_tar(reader_.get());
     archive_read_support_format_zip(reader_.get());
     if (archive_read_open_filename(reader_.get(), name_.c_str(), kBlockSize) != ARCHIVE_OK) {
-        RefuseFile(name_, archive_error_string(reader_.get()));
+        RefuseFile(name_, Problem());
     }
 }
 
 std::optional<ArchiveMember> Archive::Next() {
     for (;;) {
+        StopIfInterrupted();
         archive_entry* entry = nullptr;
         const int result = archive_read_next_header(reader_.get(), &entry);
+        const bool wasDamaged = std::exchange(isDamagedHere_, result == ARCHIVE_RETRY);
         if (result == ARCHIVE_EOF) {
             return std::nullopt;
         }
+        if (result == ARCHIVE_RETRY) {
+            // Here is no header. Each block that follows is tried for one, and what is lost is told once.
+            if (wasDamaged) {
+                continue;
+            }
+            return ArchiveMember{{}, {}, Problem()};
+        }
         if (result < ARCHIVE_WARN) {
-            RefuseFile(name_, archive_error_string(reader_.get()));
+            RefuseFile(name_, Problem());
         }
         if (archive_entry_filetype(entry) == AE_IFREG && archive_entry_hardlink(entry) == nullptr) {
             return Read(NameOfEntry(entry));
         }
     }
+}
+
+std::string Archive::Problem() const {
+    const char* const text = archive_error_string(reader_.get());
+    return text == nullptr || *text == '\0' ? "the archive is damaged" : text;
 }
 
 ArchiveMember Archive::Read(std::string memberName) {
@@ -68,7 +84,8 @@ ArchiveMember Archive::Read(std::string memberName) {
     for (;;) {
         const la_ssize_t count = archive_read_data(reader_.get(), buffer.data(), buffer.size());
         if (count < 0) {
-            member.problem = archive_error_string(reader_.get());
+            // Also what is a mere warning elsewhere: that a checksum does not fit.
+            member.problem = Problem();
         } else if (member.bytes.size() > kLargestFile) {
             member.problem = kTooLarge;
         }

@@ -16,7 +16,7 @@ namespace tal::talstore {
 [[nodiscard]] bool IsArchive(std::string_view name);
 
 struct ArchiveMember {
-    std::string name;
+    std::string name;  ///< Empty where the archive is damaged and goes on after that.
     std::string bytes;
     std::string problem;  ///< Why it cannot be read; mostly empty.
 };
@@ -32,8 +32,11 @@ public:
 
 private:
     [[nodiscard]] ArchiveMember Read(std::string memberName);
+    /// What the last call has complained of.
+    [[nodiscard]] std::string Problem() const;
 
     std::string name_;
+    bool isDamagedHere_ = false;
     std::unique_ptr<archive, int (*)(archive*)> reader_;
 };
 

@@ -1,17 +1,12 @@
 #include "formats/InspectXml.h"
 
-#include <expat.h>
-
 #include <algorithm>
 #include <array>
-#include <exception>
-#include <memory>
-#include <new>
 #include <set>
-#include <type_traits>
 
 #include "TypeTable.h"
 #include "common/Text.h"
+#include "formats/DocumentWalk.h"
 
 namespace tal::talstore {
 
@@ -52,30 +47,22 @@ struct OpenItem {
 };
 
 /// Follows the reader's own steps, so that it knows which variables the reader looks up, and by which path.
-class XmlInspector {
+class XmlInspector final : DocumentWalk {
 public:
     StoredContents Inspect(std::string_view document) {
-        if (parser_ == nullptr) {
-            throw std::bad_alloc();
-        }
         // A reader that has just started takes what is outside of regions for a region with an empty name.
         levels_[0].hasName = true;
-        XML_SetUserData(parser_.get(), this);
-        XML_SetElementHandler(parser_.get(), OnStart, OnEnd);
-        XML_SetCharacterDataHandler(parser_.get(), OnText);
-        XML_SetCommentHandler(parser_.get(), OnComment);
-        XML_SetProcessingInstructionHandler(parser_.get(), OnInstruction);
-        XML_SetStartCdataSectionHandler(parser_.get(), OnCdata);
+        TakeTexts();
+        XML_SetCommentHandler(Parser(), OnComment);
+        XML_SetProcessingInstructionHandler(Parser(), OnInstruction);
+        XML_SetStartCdataSectionHandler(Parser(), OnCdata);
         document_ = document;
         contents_.items.reserve(std::min(CountOf("<variable", document), kMostReserved));
-        const XML_Status status = ParseInPieces();
-        if (failure_) {
-            std::rethrow_exception(failure_);
-        }
+        const bool isWhole = ParseInPieces();
         for (const OpenItem& open : openItems_) {
             contents_.items[open.index].texts = contents_.texts.KeepList(open.texts);
         }
-        if (status != XML_STATUS_OK) {
+        if (!isWhole) {
             contents_.isWhole = false;
             ReportSyntaxError();
         } else if (!hasRegion_) {
@@ -88,47 +75,27 @@ public:
 private:
     /// The parser copies what it is handed. What it cannot use before the next piece comes it looks at again, so that a
     /// large document must not come in too many of them.
-    XML_Status ParseInPieces() {
+    bool ParseInPieces() {
         constexpr std::size_t kSmallestPiece = std::size_t{256} * 1024;
         constexpr std::size_t kMostPieces = 32;
         const std::size_t size = std::max(kSmallestPiece, document_.size() / kMostPieces + 1);
         for (std::string_view rest = document_;;) {
             const std::string_view piece = rest.substr(0, size);
             rest.remove_prefix(piece.size());
-            const XML_Status status =
-                XML_Parse(parser_.get(), piece.data(), static_cast<int>(piece.size()), rest.empty() ? 1 : 0);
-            if (status != XML_STATUS_OK || rest.empty()) {
-                return status;
+            const bool isParsed = Parse(piece, rest.empty());
+            if (!isParsed || rest.empty()) {
+                return isParsed;
             }
         }
     }
 
-    // ---- The parser's callbacks, which must not throw
-
-    template <class Step>
-    static void Guarded(void* self, Step step) noexcept {
-        auto& inspector = *static_cast<XmlInspector*>(self);
-        try {
-            step(inspector);
-        } catch (...) {
-            inspector.failure_ = std::current_exception();
-            XML_StopParser(inspector.parser_.get(), XML_FALSE);
+    void Text(std::string_view text) override {
+        if (keepsText_) {
+            NoteInterruption(text);
+            text_.append(text);
         }
     }
-    static void XMLCALL OnStart(void* self, const char* name, const char** attributes) {
-        Guarded(self, [&](XmlInspector& inspector) { inspector.StartElement(name, attributes); });
-    }
-    static void XMLCALL OnEnd(void* self, const char* name) {
-        Guarded(self, [&](XmlInspector& inspector) { inspector.EndElement(name); });
-    }
-    static void XMLCALL OnText(void* self, const char* text, int length) {
-        Guarded(self, [&](XmlInspector& inspector) {
-            if (inspector.keepsText_) {
-                inspector.NoteInterruption({text, static_cast<std::size_t>(length)});
-                inspector.text_.append(text, static_cast<std::size_t>(length));
-            }
-        });
-    }
+
     static void XMLCALL OnComment(void* self, const char* /*text*/) {
         static_cast<XmlInspector*>(self)->Interrupt("a comment");
     }
@@ -146,7 +113,7 @@ private:
     }
 
     void NoteInterruption(std::string_view text) {
-        const auto offset = static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get()));
+        const std::size_t offset = Offset();
         if (offset < document_.size() && document_[offset] == '&') {
             Interrupt("a character reference or entity");
         } else if (text == "\n") {
@@ -157,9 +124,8 @@ private:
     // ---- Findings
 
     [[nodiscard]] Place Here() const {
-        return {static_cast<std::uint64_t>(XML_GetCurrentByteIndex(parser_.get())),
-                static_cast<std::uint32_t>(XML_GetCurrentLineNumber(parser_.get())),
-                static_cast<std::uint32_t>(XML_GetCurrentColumnNumber(parser_.get()) + 1)};
+        return {Offset(), static_cast<std::uint32_t>(XML_GetCurrentLineNumber(Parser())),
+                static_cast<std::uint32_t>(XML_GetCurrentColumnNumber(Parser()) + 1)};
     }
 
     void Report(Severity severity, const char* code, Place place, std::string_view path, std::string message) {
@@ -167,7 +133,7 @@ private:
     }
 
     void ReportSyntaxError() {
-        const XML_Error error = XML_GetErrorCode(parser_.get());
+        const XML_Error error = XML_GetErrorCode(Parser());
         std::string message = "not well-formed XML: " + std::string(XML_ErrorString(error)) +
                               "; a board stops reading here and sets no defaults";
         if (error == XML_ERROR_INVALID_TOKEN || error == XML_ERROR_UNDEFINED_ENTITY ||
@@ -180,7 +146,7 @@ private:
 
     /// Whether the text up to the error ends inside a character.
     [[nodiscard]] bool IsCharacterCut() const {
-        const auto offset = static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get()));
+        const std::size_t offset = Offset();
         const std::size_t end = document_.find_first_of("<\"", offset);
         return EndsInsideCharacter(document_.substr(0, std::min(end, document_.size())));
     }
@@ -211,7 +177,7 @@ private:
         return nullptr;
     }
 
-    void StartElement(const char* name, const char** attributes) {
+    void StartElement(const char* name, const char** attributes) override {
         const std::string_view element = name;
         text_.clear();
         interruption_ = nullptr;
@@ -232,7 +198,7 @@ private:
         }
     }
 
-    void EndElement(const char* name) {
+    void EndElement(const char* name) override {
         const std::string_view element = name;
         listEnd_ += element == "element" ? 1 : 0;
         if (element == "region") {
@@ -422,11 +388,6 @@ private:
         }
     }
 
-    struct ParserDeleter {
-        void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
-    };
-    std::unique_ptr<std::remove_pointer_t<XML_Parser>, ParserDeleter> parser_{XML_ParserCreate(nullptr)};
-    std::exception_ptr failure_;
     StoredContents contents_;
 
     // What the reader keeps.

@@ -1,11 +1,6 @@
-#include <expat.h>
-
 #include <algorithm>
-#include <exception>
-#include <memory>
-#include <new>
-#include <type_traits>
 
+#include "formats/DocumentWalk.h"
 #include "formats/Salvage.h"
 
 namespace tal::talstore {
@@ -15,139 +10,199 @@ namespace {
 /// An element that has not ended.
 struct OpenElement {
     std::string name;
-    std::size_t begin;
+    std::string tag;    ///< Its start tag as it stands.
+    std::size_t begin;  ///< Where in the mended document that is.
 };
 
-/// Parses a document as far as it goes.
-class Attempt {
+/// What is mended of a document so far.
+struct Mended {
+    std::string text;
+    std::string prolog;  ///< What stands before the root.
+    std::vector<OpenElement> open;
+};
+
+/// Parses what follows as far as it goes.
+class Attempt final : DocumentWalk {
 public:
-    explicit Attempt(std::string_view document) {
-        if (parser_ == nullptr) {
-            throw std::bad_alloc();
+    Attempt(const Mended& before, std::string_view rest)
+        : rest_(rest), restBegin_(before.text.size()), end_(restBegin_) {
+        std::string reopened = before.prolog;
+        for (const OpenElement& element : before.open) {
+            reopened += element.tag;
         }
-        XML_SetUserData(parser_.get(), this);
-        XML_SetElementHandler(parser_.get(), OnStart, OnEnd);
-        XML_SetCharacterDataHandler(parser_.get(), OnText);
-        isWhole_ =
-            XML_Parse(parser_.get(), document.data(), static_cast<int>(document.size()), XML_TRUE) == XML_STATUS_OK;
-        if (failure_) {
-            std::rethrow_exception(failure_);
-        }
+        isWhole_ = reopened.empty() || Parse(reopened, false);
+        open_ = before.open;
+        hasRoot_ = !open_.empty();
+        reopenedSize_ = reopened.size();
+        TakeTexts();
+        isInRest_ = true;
+        isWhole_ = isWhole_ && ParseInPieces();
     }
 
     [[nodiscard]] bool IsWhole() const { return isWhole_; }
     [[nodiscard]] bool HasRoot() const { return hasRoot_; }
-    [[nodiscard]] const std::vector<OpenElement>& Open() const { return open_; }
-    /// The place after everything that has been understood.
+    /// Where in the mended document everything ends that has been understood.
     [[nodiscard]] std::size_t End() const { return end_; }
+    [[nodiscard]] std::vector<OpenElement> TakeOpen() { return std::move(open_); }
 
 private:
-    template <class Step>
-    static void Guarded(void* self, Step step) noexcept {
-        auto& attempt = *static_cast<Attempt*>(self);
-        try {
-            step(attempt);
-        } catch (...) {
-            attempt.failure_ = std::current_exception();
-            XML_StopParser(attempt.parser_.get(), XML_FALSE);
+    /// The parser copies a piece before it looks at it, and an error may be near.
+    bool ParseInPieces() {
+        constexpr std::size_t kPiece = 65536;
+        std::string_view left = rest_;
+        while (left.size() > kPiece) {
+            if (!Parse(left.substr(0, kPiece), false)) {
+                return false;
+            }
+            left.remove_prefix(kPiece);
+        }
+        return Parse(left, true);
+    }
+
+    void StartElement(const char* name, const char** /*attributes*/) override {
+        if (!isInRest_) {
+            return;
+        }
+        hasRoot_ = true;
+        const std::size_t begin = Offset() - reopenedSize_;
+        open_.push_back({name, std::string(rest_.substr(begin, EndOffset() - Offset())), restBegin_ + begin});
+        NoteEnd();
+    }
+    void EndElement(const char* /*name*/) override {
+        if (isInRest_ && !open_.empty()) {
+            open_.pop_back();
+            NoteEnd();
         }
     }
-    static void XMLCALL OnStart(void* self, const char* name, const char** /*attributes*/) {
-        Guarded(self, [&](Attempt& attempt) {
-            attempt.hasRoot_ = true;
-            attempt.open_.push_back({name, attempt.Here()});
-            attempt.NoteEnd();
-        });
-    }
-    static void XMLCALL OnEnd(void* self, const char* /*name*/) {
-        Guarded(self, [](Attempt& attempt) {
-            attempt.open_.pop_back();
-            attempt.NoteEnd();
-        });
-    }
-    static void XMLCALL OnText(void* self, const char* /*text*/, int /*length*/) {
-        Guarded(self, [](Attempt& attempt) { attempt.NoteEnd(); });
-    }
+    void Text(std::string_view /*text*/) override { NoteEnd(); }
 
-    [[nodiscard]] std::size_t Here() const { return static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get())); }
-    void NoteEnd() { end_ = std::max(end_, Here() + static_cast<std::size_t>(XML_GetCurrentByteCount(parser_.get()))); }
+    void NoteEnd() { end_ = std::max(end_, restBegin_ + (EndOffset() - reopenedSize_)); }
 
-    struct ParserDeleter {
-        void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
-    };
-    std::unique_ptr<std::remove_pointer_t<XML_Parser>, ParserDeleter> parser_{XML_ParserCreate(nullptr)};
-    std::exception_ptr failure_;
+    std::string_view rest_;
+    std::size_t restBegin_;
+    std::size_t reopenedSize_ = 0;
     std::vector<OpenElement> open_;
-    std::size_t end_ = 0;
+    std::size_t end_;
+    bool isInRest_ = false;
     bool isWhole_ = false;
     bool hasRoot_ = false;
 };
 
-/// The part of an object in which the parser has stopped: a variable, unless its name is damaged.
-const OpenElement* BrokenPart(const std::vector<OpenElement>& open) {
-    const auto object =
-        std::find_if(open.rbegin(), open.rend(), [](const OpenElement& element) { return element.name == "object"; });
-    return object == open.rend() || object == open.rbegin() ? nullptr : &*(object.base());
-}
+/// Leaves out one broken variable after another. What has been understood is not parsed again.
+class Mender {
+public:
+    explicit Mender(std::string_view damaged) : rest_(damaged) {}
 
-/// @return the place after a broken variable: its own end, or what comes before that; npos for none.
-std::size_t PlaceAfterVariable(std::string_view document, std::size_t from) {
-    constexpr std::string_view kEnd = "</variable>";
-    const std::size_t end = document.find(kEnd, from);
-    std::size_t place = end == std::string_view::npos ? end : end + kEnd.size();
-    for (const std::string_view next : {"<variable ", "<object ", "</object>"}) {
-        place = std::min(place, document.find(next, from));
+    std::string Mend() {
+        while (!IsDoneAfterNextStep()) {
+        }
+        return std::move(mended_.text);
     }
-    return place;
-}
 
-std::string Closed(std::string_view document, std::size_t end, const std::vector<OpenElement>& open,
-                   std::size_t openCount) {
-    std::string closed(document.substr(0, end));
-    for (std::size_t i = openCount; i-- > 0;) {
-        closed += "</" + open[i].name + '>';
+private:
+    bool IsDoneAfterNextStep() {
+        Attempt attempt(mended_, rest_);
+        if (attempt.IsWhole()) {
+            mended_.text += rest_;
+            return true;
+        }
+        if (!attempt.HasRoot()) {
+            return !SkipToRoot();
+        }
+        const std::size_t end = attempt.End();
+        std::vector<OpenElement> open = attempt.TakeOpen();
+        if (mended_.open.empty() && !open.empty()) {
+            mended_.prolog = rest_.substr(0, open.front().begin);
+        }
+        mended_.open = std::move(open);
+        const std::size_t broken = BrokenPart();
+        if (broken == kNowhere) {
+            Keep(end);
+            return !SkipStrayEnd() && Close();
+        }
+        return !LeaveOut(broken, end) && Close();
     }
-    return closed;
-}
+
+    /// What stands before the root is no value.
+    bool SkipToRoot() {
+        const std::size_t root = rest_.find("<storage");
+        if (root == 0 || root == std::string_view::npos) {
+            return false;
+        }
+        rest_.remove_prefix(root);
+        return true;
+    }
+
+    /// @return the index of the part of an object in which the parser has stopped: a variable, unless its name is
+    ///         damaged.
+    [[nodiscard]] std::size_t BrokenPart() const {
+        const auto object = std::find_if(mended_.open.rbegin(), mended_.open.rend(),
+                                         [](const OpenElement& element) { return element.name == "object"; });
+        return object == mended_.open.rend() || object == mended_.open.rbegin()
+                   ? kNowhere
+                   : static_cast<std::size_t>(object.base() - mended_.open.begin());
+    }
+
+    /// Moves on to a place in the mended document.
+    void Keep(std::size_t end) {
+        const std::size_t count = end - mended_.text.size();
+        mended_.text += rest_.substr(0, count);
+        rest_.remove_prefix(count);
+    }
+
+    /// Only the end of a variable is left where its start tag has become a text.
+    bool SkipStrayEnd() {
+        const bool isInObject = !mended_.open.empty() && mended_.open.back().name == "object";
+        if (!isInObject || rest_.substr(0, kVariableEnd.size()) != kVariableEnd) {
+            return false;
+        }
+        rest_.remove_prefix(kVariableEnd.size());
+        return true;
+    }
+
+    /// @param end  Of all that has been understood.
+    /// @return whether there is something after the part.
+    bool LeaveOut(std::size_t part, std::size_t end) {
+        const std::size_t begin = mended_.open[part].begin;
+        mended_.open.resize(part);
+        const std::size_t after = PlaceAfterVariable(std::max(end, begin + 1) - mended_.text.size());
+        if (begin > mended_.text.size()) {
+            mended_.text += rest_.substr(0, begin - mended_.text.size());
+        }
+        mended_.text.resize(begin);
+        rest_.remove_prefix(std::min(after, rest_.size()));
+        return after != kNowhere;
+    }
+
+    /// @return the place in the rest after a broken variable: its own end, or what comes before that.
+    [[nodiscard]] std::size_t PlaceAfterVariable(std::size_t from) const {
+        const std::size_t end = rest_.find(kVariableEnd, from);
+        std::size_t place = end == kNowhere ? end : end + kVariableEnd.size();
+        for (const std::string_view next : {"<variable ", "<object ", "</object>"}) {
+            const std::size_t found = rest_.substr(0, place).find(next, from);
+            place = std::min(place, found);
+        }
+        return place;
+    }
+
+    bool Close() {
+        for (auto element = mended_.open.rbegin(); element != mended_.open.rend(); ++element) {
+            mended_.text += "</" + element->name + '>';
+        }
+        return true;
+    }
+
+    static constexpr std::size_t kNowhere = std::string_view::npos;
+    static constexpr std::string_view kVariableEnd = "</variable>";
+
+    std::string_view rest_;
+    Mended mended_;
+};
 
 }  // namespace
 
 std::string SalvageDocument(std::string_view damaged) {
-    // Whatever needs more is no document, and each takes as long as the whole.
-    constexpr int kMostMends = 1000;
-    std::string document(damaged);
-    for (int mends = 0;; ++mends) {
-        const Attempt attempt(document);
-        if (attempt.IsWhole()) {
-            return document;
-        }
-        const std::vector<OpenElement>& open = attempt.Open();
-        if (!attempt.HasRoot()) {
-            // What stands before the root is no value.
-            const std::size_t root = document.find("<storage");
-            if (root == 0 || root == std::string::npos) {
-                return {};
-            }
-            document.erase(0, root);
-            continue;
-        }
-        const OpenElement* const broken = BrokenPart(open);
-        if (broken == nullptr) {
-            constexpr std::string_view kStrayEnd = "</variable>";
-            const bool isInObject = !open.empty() && open.back().name == "object";
-            if (isInObject && document.compare(attempt.End(), kStrayEnd.size(), kStrayEnd) == 0) {
-                // Only the end of a variable is left whose start tag has become a text.
-                document.erase(attempt.End(), kStrayEnd.size());
-                continue;
-            }
-            return Closed(document, attempt.End(), open, open.size());
-        }
-        const std::size_t after = PlaceAfterVariable(document, std::max(attempt.End(), broken->begin + 1));
-        if (after == std::string::npos || mends == kMostMends) {
-            return Closed(document, broken->begin, open, static_cast<std::size_t>(broken - open.data()));
-        }
-        document.erase(broken->begin, after - broken->begin);
-    }
+    return Mender(damaged).Mend();
 }
 
 }  // namespace tal::talstore
