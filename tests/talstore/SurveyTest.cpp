@@ -226,10 +226,13 @@ TEST_F(SurveyFiles, ThatAreDoneWhenItIsInterruptedAreTold) {
               "sleep 0.2\n"
               "kill -INT $!\n"
               "wait $!\n");
-    const int ended =
-        std::system("bash script " TALSTORE_COMMAND " survey pipe a.sbin absent --jobs 1 --layout layout.json");
+    const int ended = std::system("bash script " TALSTORE_COMMAND
+                                  " survey pipe a.sbin absent --jobs 1 --layout layout.json "
+                                  "--html page.html");
     EXPECT_EQ(WEXITSTATUS(ended), 130);
     EXPECT_THAT(ReadFile("answer"), testing::StartsWith("incomplete: 2 files for a board with layout.json: "));
+    EXPECT_THAT(ReadFile("page.html"), testing::HasSubstr("<dt>Files</dt><dd>2</dd>"));
+    EXPECT_THAT(ReadFile("page.html"), testing::HasSubstr("<strong>Incomplete.</strong>"));
     EXPECT_TRUE(fs::is_empty("temporary"));
 }
 
@@ -728,6 +731,9 @@ TEST_F(GeneratedUnits, GiveTheSameBytesWhenTheyAreSplitAtRandomAndMerged) {
         const std::string expected = OutputOf(with(single, form));
         EXPECT_TRUE(OutputOf(with(merge, form)) == expected) << testing::PrintToString(form);
     }
+    static_cast<void>(OutputOf(with(single, {"--html", "single.html"})));
+    static_cast<void>(OutputOf(with(merge, {"--html", "merged.html"})));
+    EXPECT_TRUE(ReadFile("merged.html") == ReadFile("single.html"));
 }
 
 // ---- The line that shows how far it has come

@@ -131,6 +131,26 @@ std::string Quoted(std::string_view text) {
     return '"' + Escaped(text, "\"\\") + '"';
 }
 
+std::string Markup(std::string_view text) {
+    std::string markup;
+    for (const char character : Printable(text)) {
+        switch (character) {
+            case '<':
+                markup += "&lt;";
+                break;
+            case '&':
+                markup += "&amp;";
+                break;
+            case '"':
+                markup += "&quot;";
+                break;
+            default:
+                markup += character;
+        }
+    }
+    return markup;
+}
+
 std::size_t CharacterCount(std::string_view text) {
     return static_cast<std::size_t>(
         std::count_if(text.begin(), text.end(), [](char c) { return !IsContinuation(static_cast<unsigned char>(c)); }));

@@ -23,6 +23,9 @@ namespace tal::tools {
 /// Printable text between double quotes, with quotes and backslashes escaped.
 [[nodiscard]] std::string Quoted(std::string_view text);
 
+/// Printable text for an element of XML or HTML, or for an attribute between double quotes.
+[[nodiscard]] std::string Markup(std::string_view text);
+
 /// The number of characters of a UTF-8 text.
 [[nodiscard]] std::size_t CharacterCount(std::string_view text);
 

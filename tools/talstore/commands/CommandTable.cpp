@@ -178,6 +178,7 @@ CommandInfo SurveyRow(SurveyOptions& options) {
              {"--csv", nullptr, "Print comma-separated values for a spreadsheet", &options.asCsv},
              {"--sqlite", "FILE", "Write what every file loses to a database of SQLite, too", &options.database,
               Offer::Files},
+             {"--html", "FILE", "Write a page for a browser, too; - is standard output", &options.page, Offer::Files},
              {"--partial", nullptr, "Print what --merge takes; the status is 0 whatever is lost", &options.isPartial},
              {"--merge", nullptr, "Each PATH is the answer of a survey with --partial", &options.merges},
              {"--jobs",
@@ -203,7 +204,7 @@ CommandInfo SurveyRow(SurveyOptions& options) {
         "  find returned -name '*.sbin' -print0 |\n"
         "      talstore survey --files-from - -0 --layout new.json --json\n"
         "  talstore survey returned/ --layout new.json --channel-from 'ch([0-9]+)'\n"
-        "  talstore survey --merge north.jsonl south.jsonl\n",
+        "  talstore survey --merge north.jsonl south.jsonl --html fleet.html\n",
         "The exit status is 1 when a unit loses something that is not accepted, and 2 when a file cannot be read. "
         "After Ctrl-C what is done is told, and marked as incomplete. Folders are walked for regular files; those "
         "in an archive (.tar, .tar.gz, .tgz, .zip) are named ARCHIVE:FILE. A file that is neither recognised nor "

@@ -62,6 +62,7 @@ struct SurveyOptions {
     bool comparesValues = false;
     bool asCsv = false;
     std::string database;  ///< Name of the file to write for SQLite; empty for none.
+    std::string page;      ///< Name of the page to write; empty for none.
     bool isPartial = false;
     bool merges = false;  ///< The paths are those of partial answers.
 };

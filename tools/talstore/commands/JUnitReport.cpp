@@ -9,23 +9,7 @@ namespace tal::talstore {
 namespace {
 
 std::string Attribute(const char* name, const std::string& value) {
-    std::string text = std::string(" ") + name + "=\"";
-    for (const char character : tools::Printable(value)) {
-        switch (character) {
-            case '<':
-                text += "&lt;";
-                break;
-            case '&':
-                text += "&amp;";
-                break;
-            case '"':
-                text += "&quot;";
-                break;
-            default:
-                text += character;
-        }
-    }
-    return text + '"';
+    return std::string(" ") + name + "=\"" + tools::Markup(value) + '"';
 }
 
 std::size_t CountOf(const std::vector<JUnitCase>& cases, JUnitCase::Verdict verdict) {

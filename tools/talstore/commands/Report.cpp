@@ -206,7 +206,8 @@ void AddLosses(Table& table, const std::vector<Loss>& losses) {
 }
 
 Console BesideFile(const Console& console, const std::string& fileName) {
-    return {IsStandardOutput(fileName) ? console.err : console.out, console.err, console.hasColour, console.width};
+    return {IsStandardOutput(fileName) ? console.err : console.out, console.err, console.hasColour, console.width,
+            console.showsProgress};
 }
 
 std::unique_ptr<host::Database> LoadLayout(const std::string& fileName) {

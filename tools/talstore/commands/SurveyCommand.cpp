@@ -4,6 +4,7 @@
 #include "commands/Commands.h"
 #include "commands/Report.h"
 #include "commands/SurveyDatabase.h"
+#include "commands/SurveyPage.h"
 #include "commands/SurveyRecords.h"
 #include "commands/SurveyText.h"
 #include "commands/SurveyTotals.h"
@@ -90,8 +91,13 @@ int StatusOf(const SurveyOptions& options, const SurveyFrame& frame, const Surve
 
 }  // namespace
 
-int Survey(const SurveyOptions& options, const Console& console) {
+int Survey(const SurveyOptions& options, const Console& anyConsole) {
     RefuseWhatDoesNotGoTogether(options);
+    std::optional<SurveyPage> page;
+    if (!options.page.empty()) {
+        page.emplace(options.page, anyConsole.out);
+    }
+    const Console console = page ? BesideFile(anyConsole, options.page) : anyConsole;
     const bool printsRecords = options.common.asJson || options.isPartial;
     Acceptance acceptance(options.accepted);
     std::optional<SurveyDatabase> database;
@@ -105,6 +111,9 @@ int Survey(const SurveyOptions& options, const Console& console) {
         if (database) {
             database->Add(unit);
         }
+        if (page) {
+            page->Add(unit, totals);
+        }
         if (printsRecords) {
             PrintUnitRecords(console, unit);
         }
@@ -113,6 +122,9 @@ int Survey(const SurveyOptions& options, const Console& console) {
     frame.unmatched = acceptance.Unmatched();
     if (database) {
         database->PutInPlace();
+    }
+    if (page) {
+        page->PutInPlace(frame, totals);
     }
     if (printsRecords) {
         PrintSummaryRecord(console, frame, totals);

@@ -20,13 +20,6 @@ std::string Lose(std::uint64_t count, const char* what) {
     return Count(count, "unit") + (count == 1 ? " loses " : " lose ") + what;
 }
 
-/// "12.3 %"
-std::string PercentText(double share) {
-    constexpr double kTenths = 1000;
-    const long long tenths = std::llround(share * kTenths);
-    return std::to_string(tenths / 10) + '.' + std::to_string(tenths % 10) + " %";
-}
-
 std::string ExamplesText(const SurveyTally& tally) {
     std::string text;
     for (const SurveyExample& example : tally.examples) {
@@ -36,26 +29,9 @@ std::string ExamplesText(const SurveyTally& tally) {
     return text + (tally.count > tally.examples.size() ? ", ..." : "");
 }
 
-/// A board that gives up leaves all of its variables: one line says so.
-std::size_t CountSameLeft(const std::vector<const LossRow*>& rows, std::size_t begin) {
-    const auto isSame = [&](const LossRow* row) {
-        return row->kind == rows[begin]->kind && row->reason == rows[begin]->reason &&
-               row->units.count == rows[begin]->units.count &&
-               row->units.examples.front().file == rows[begin]->units.examples.front().file;
-    };
-    if (rows[begin]->kind != NameOf(Outcome::Left)) {
-        return 1;
-    }
-    const auto first = rows.begin() + static_cast<std::ptrdiff_t>(begin);
-    return static_cast<std::size_t>(std::find_if_not(first, rows.end(), isSame) - first);
-}
-
 /// @param isAccepted  Which of the rows are told.
 void PrintLosses(const Console& console, const SurveyFrame& frame, const SurveyTotals& totals, bool isAccepted) {
-    std::vector<const LossRow*> rows = totals.Rows();
-    rows.erase(std::remove_if(rows.begin(), rows.end(),
-                              [&](const LossRow* row) { return row->accepted.empty() == isAccepted; }),
-               rows.end());
+    const std::vector<const LossRow*> rows = totals.Rows(isAccepted);
     const bool comparesValues = !frame.before.empty();
     std::vector<std::string> headings = {isAccepted ? "ACCEPTED" : "LOSS", "PATH", "UNITS", "SHARE"};
     if (comparesValues) {
@@ -144,6 +120,12 @@ void PrintCsvLine(const Console& console, const std::vector<std::string>& values
 }
 
 }  // namespace
+
+std::string PercentText(double share) {
+    constexpr double kTenths = 1000;
+    const long long tenths = std::llround(share * kTenths);
+    return std::to_string(tenths / 10) + '.' + std::to_string(tenths % 10) + " %";
+}
 
 void PrintSurvey(const Console& console, const SurveyFrame& frame, const SurveyTotals& totals) {
     console.out << (frame.isComplete ? "" : "incomplete: ") << Count(totals.FileCount(), "file") << " for a board with "

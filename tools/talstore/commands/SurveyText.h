@@ -3,11 +3,16 @@
 #ifndef TALSTORE_SURVEY_TEXT_H
 #define TALSTORE_SURVEY_TEXT_H
 
+#include <string>
+
 #include "commands/Console.h"
 #include "commands/SurveyRecords.h"
 #include "commands/SurveyTotals.h"
 
 namespace tal::talstore {
+
+/// "12.3 %"
+[[nodiscard]] std::string PercentText(double share);
 
 void PrintSurvey(const Console& console, const SurveyFrame& frame, const SurveyTotals& totals);
 

@@ -31,6 +31,19 @@ void SurveyTally::Add(SurveyExample example) {
     }
 }
 
+std::size_t CountSameLeft(const std::vector<const LossRow*>& rows, std::size_t begin) {
+    const auto isSame = [&](const LossRow* row) {
+        return row->kind == rows[begin]->kind && row->reason == rows[begin]->reason &&
+               row->units.count == rows[begin]->units.count &&
+               row->units.examples.front().file == rows[begin]->units.examples.front().file;
+    };
+    if (rows[begin]->kind != NameOf(Outcome::Left)) {
+        return 1;
+    }
+    const auto first = rows.begin() + static_cast<std::ptrdiff_t>(begin);
+    return static_cast<std::size_t>(std::find_if_not(first, rows.end(), isSame) - first);
+}
+
 void SurveyTotals::Add(const UnitReport& unit) {
     ++fileCount_;
     if (!unit.IsReadable()) {
@@ -69,6 +82,14 @@ std::vector<const LossRow*> SurveyTotals::Rows() const {
     return rows;
 }
 
+std::vector<const LossRow*> SurveyTotals::Rows(bool isAccepted) const {
+    std::vector<const LossRow*> rows = Rows();
+    rows.erase(std::remove_if(rows.begin(), rows.end(),
+                              [&](const LossRow* row) { return row->accepted.empty() == isAccepted; }),
+               rows.end());
+    return rows;
+}
+
 std::vector<const UnreadableRow*> SurveyTotals::UnreadableRows() const {
     std::vector<const UnreadableRow*> rows;
     for (const auto& [reason, row] : unreadable_) {
@@ -78,6 +99,14 @@ std::vector<const UnreadableRow*> SurveyTotals::UnreadableRows() const {
         return a->files.count != b->files.count ? a->files.count > b->files.count : a->reason < b->reason;
     });
     return rows;
+}
+
+const SurveyTally& SurveyTotals::TallyOf(const UnitLoss& loss) const {
+    return rows_.at(KeyOf(loss)).units;
+}
+
+const SurveyTally& SurveyTotals::TallyOf(const std::string& problem) const {
+    return unreadable_.at(problem).files;
 }
 
 double SurveyTotals::ShareOf(const LossRow& row) const {

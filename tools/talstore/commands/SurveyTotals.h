@@ -50,6 +50,10 @@ struct UnreadableRow {
     SurveyTally files = {};
 };
 
+/// A board that gives up leaves all of its variables, which one line tells.
+/// @return how many rows, from that one on, are of the same units and say the same of a variable each; at least 1.
+[[nodiscard]] std::size_t CountSameLeft(const std::vector<const LossRow*>& rows, std::size_t begin);
+
 class SurveyTotals {
 public:
     void Add(const UnitReport& unit);
@@ -68,7 +72,13 @@ public:
 
     /// The most frequent ones first.
     [[nodiscard]] std::vector<const LossRow*> Rows() const;
+    /// Only those that are accepted, or the others.
+    [[nodiscard]] std::vector<const LossRow*> Rows(bool isAccepted) const;
     [[nodiscard]] std::vector<const UnreadableRow*> UnreadableRows() const;
+
+    /// The tally that counts the loss, or the problem, of a unit that was added; it stays where it is.
+    [[nodiscard]] const SurveyTally& TallyOf(const UnitLoss& loss) const;
+    [[nodiscard]] const SurveyTally& TallyOf(const std::string& problem) const;
 
     /// Of all units that were judged, from 0 to 1.
     [[nodiscard]] double ShareOf(const LossRow& row) const;

@@ -39,9 +39,11 @@ private:
     int number_;
 };
 
-void WriteBytes(int descriptor, std::string_view bytes, const std::string& name) {
+void WriteBytes(int descriptor, std::string_view bytes, const std::string& name, bool stopsOnInterrupt) {
     while (!bytes.empty()) {
-        StopIfInterrupted();
+        if (stopsOnInterrupt) {
+            StopIfInterrupted();
+        }
         const ssize_t written = write(descriptor, bytes.data(), bytes.size());
         if (written < 0 && errno != EINTR) {
             FailWithErrno(name);
@@ -77,53 +79,6 @@ void SyncDirectory(const std::filesystem::path& directory, const std::string& na
     if (opened.Number() < 0 || fsync(opened.Number()) != 0) {
         RefuseFile(name, std::string("is written, but may be lost in a power cut: ") + std::strerror(errno));
     }
-}
-
-/// A new file beside the one that it shall replace; it is removed unless it has done so.
-class Draft {
-public:
-    explicit Draft(const std::filesystem::path& target)
-        : target_(target), path_(target.string() + ".XXXXXX"), file_(mkstemp(path_.data())) {}
-    ~Draft() {
-        if (file_.Number() >= 0 && !isInPlace_) {
-            unlink(path_.c_str());
-        }
-    }
-    Draft(const Draft&) = delete;
-    Draft& operator=(const Draft&) = delete;
-
-    [[nodiscard]] int Number() const { return file_.Number(); }
-    [[nodiscard]] bool PutInPlace() {
-        isInPlace_ = std::rename(path_.c_str(), target_.c_str()) == 0;
-        return isInPlace_;
-    }
-
-private:
-    std::filesystem::path target_;
-    std::string path_;
-    Descriptor file_;
-    bool isInPlace_ = false;
-};
-
-void ReplaceFile(const std::string& name, const std::optional<struct stat>& replaced, std::string_view bytes) {
-    const std::filesystem::path target = TargetOf(name);
-    Draft draft(target);
-    if (draft.Number() < 0) {
-        FailWithErrno(name);
-    }
-    WriteBytes(draft.Number(), bytes, name);
-    if (fchmod(draft.Number(), PermissionsFor(replaced)) != 0 || fsync(draft.Number()) != 0 || !draft.PutInPlace()) {
-        FailWithErrno(name);
-    }
-    SyncDirectory(target.has_parent_path() ? target.parent_path() : ".", name);
-}
-
-void WriteToDevice(const std::string& name, std::string_view bytes) {
-    const Descriptor device(open(name.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC));
-    if (device.Number() < 0) {
-        FailWithErrno(name);
-    }
-    WriteBytes(device.Number(), bytes, name);
 }
 
 }  // namespace
@@ -165,17 +120,60 @@ bool IsStandardOutput(const std::string& name) {
     return name == "-" || isSameFile;
 }
 
-void WriteWholeFile(const std::string& name, std::string_view bytes, std::ostream& standardOutput) {
-    if (IsStandardOutput(name)) {
-        standardOutput.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+OutputFile::OutputFile(std::string name, std::ostream& standardOutput, bool stopsOnInterrupt)
+    : name_(std::move(name)), stopsOnInterrupt_(stopsOnInterrupt) {
+    if (IsStandardOutput(name_)) {
+        standardOutput_ = &standardOutput;
         return;
     }
-    const std::optional<struct stat> status = StatusOf(name);
+    const std::optional<struct stat> status = StatusOf(name_);
     if (status && !S_ISREG(status->st_mode)) {
-        WriteToDevice(name, bytes);
+        descriptor_ = open(name_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
     } else {
-        ReplaceFile(name, status, bytes);
+        permissions_ = PermissionsFor(status);
+        target_ = TargetOf(name_);
+        draft_ = target_ + ".XXXXXX";
+        descriptor_ = mkstemp(draft_.data());
     }
+    if (descriptor_ < 0) {
+        FailWithErrno(name_);
+    }
+}
+
+OutputFile::~OutputFile() {
+    if (descriptor_ >= 0) {
+        close(descriptor_);
+    }
+    if (!draft_.empty()) {
+        unlink(draft_.c_str());
+    }
+}
+
+void OutputFile::Write(std::string_view bytes) {
+    if (standardOutput_ != nullptr) {
+        standardOutput_->write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    } else {
+        WriteBytes(descriptor_, bytes, name_, stopsOnInterrupt_);
+    }
+}
+
+void OutputFile::PutInPlace() {
+    if (draft_.empty()) {
+        return;
+    }
+    if (fchmod(descriptor_, permissions_) != 0 || fsync(descriptor_) != 0 ||
+        std::rename(draft_.c_str(), target_.c_str()) != 0) {
+        FailWithErrno(name_);
+    }
+    draft_.clear();
+    const std::filesystem::path directory = std::filesystem::path(target_).parent_path();
+    SyncDirectory(directory.empty() ? "." : directory, name_);
+}
+
+void WriteWholeFile(const std::string& name, std::string_view bytes, std::ostream& standardOutput) {
+    OutputFile file(name, standardOutput, true);
+    file.Write(bytes);
+    file.PutInPlace();
 }
 
 }  // namespace tal::talstore

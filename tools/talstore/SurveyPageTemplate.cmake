@@ -1,0 +1,37 @@
+# Makes SurveyPage.html a text of the program. Its style and its script are named to the browser by their hashes, so that
+# nothing else takes effect that might get into the page.
+
+# The digits of a SHA-256 in hexadecimal, as Base64.
+function(to_base64 hexadecimal result)
+  set(alphabet ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/)
+  # Three of the former are two of the latter; 32 bytes leave one of each over.
+  string(APPEND hexadecimal 00)
+  set(text "")
+  foreach(place RANGE 0 63 3)
+    string(SUBSTRING ${hexadecimal} ${place} 3 digits)
+    math(EXPR first "0x${digits} >> 6")
+    math(EXPR second "0x${digits} & 63")
+    foreach(digit ${first} ${second})
+      string(SUBSTRING ${alphabet} ${digit} 1 character)
+      string(APPEND text ${character})
+    endforeach()
+  endforeach()
+  string(SUBSTRING ${text} 0 43 text)
+  set(${result} ${text}= PARENT_SCOPE)
+endfunction()
+
+set(source ${CMAKE_CURRENT_SOURCE_DIR}/commands/SurveyPage.html)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${source})
+file(READ ${source} page)
+foreach(element style script)
+  string(FIND "${page}" "<${element}>" begin)
+  string(FIND "${page}" "</${element}>" end)
+  string(LENGTH "<${element}>" length)
+  math(EXPR begin "${begin} + ${length}")
+  math(EXPR length "${end} - ${begin}")
+  string(SUBSTRING "${page}" ${begin} ${length} content)
+  string(SHA256 hash "${content}")
+  to_base64(${hash} hash)
+  string(REPLACE "{{${element}}}" ${hash} page "${page}")
+endforeach()
+configure_file(commands/SurveyPageTemplate.h.in commands/SurveyPageTemplate.h @ONLY)
