@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iostream>
 #include <sstream>
 
 #include "commands/CommandLine.h"
@@ -87,6 +88,17 @@ Ended Talstore(const std::vector<std::string>& arguments, std::size_t width) {
 Ended TalstoreProcess(const std::string& arguments) {
     const int ended = std::system((TALSTORE_COMMAND " " + arguments + " > process.out 2> process.err").c_str());
     return {WIFEXITED(ended) ? WEXITSTATUS(ended) : -1, ReadFile("process.out"), ReadFile("process.err")};
+}
+
+bool IsLongForm() {
+    return std::getenv("TAL_LONG_PROOFS") != nullptr;
+}
+
+void TellProgress(const std::string& proof, std::size_t done, std::size_t total) {
+    constexpr std::size_t kSteps = 20;
+    if (IsLongForm() && (done * kSteps) % total < kSteps) {
+        std::cerr << proof << ": " << done << " of " << total << '\n';
+    }
 }
 
 std::string LittleEndian(std::uint32_t number) {

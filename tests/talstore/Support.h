@@ -33,6 +33,12 @@ struct Ended {
 /// @param arguments  For a shell.
 [[nodiscard]] Ended TalstoreProcess(const std::string& arguments);
 
+/// Whether the proofs go through everything, as `./run fleet-check` has them do, and not through a part of it.
+[[nodiscard]] bool IsLongForm();
+
+/// Tells in the long form how far a proof has come.
+void TellProgress(const std::string& proof, std::size_t done, std::size_t total);
+
 /// What stands in for fsync while it is set.
 extern std::function<int(int descriptor)> onSync;
 
