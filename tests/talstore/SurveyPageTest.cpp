@@ -14,6 +14,7 @@ namespace {
 class SurveyedFiles {
 public:
     void Add(const std::string& file, const std::vector<std::string>& paths = {"R/O/u8"}) {
+        ++count_;
         Put({{"record", "file"},
              {"file", file},
              {"format", "secure"},
@@ -35,18 +36,22 @@ public:
     }
 
     [[nodiscard]] std::string Records(bool isComplete = true) {
-        // A summary is told from other records by its beginning.
-        const nlohmann::json end = {{"layout", "<b>.json"}, {"digest", "1"}, {"complete", isComplete}};
-        return records_.str() + R"({"schema":"talstore/survey/1","record":"summary",)" + end.dump().substr(1) + '\n';
+        Put({{"record", "summary"},
+             {"layout", "<b>.json"},
+             {"digest", "1"},
+             {"complete", isComplete},
+             {"files", count_}});
+        return records_;
     }
 
 private:
     void Put(nlohmann::json record) {
         record["schema"] = "talstore/survey/1";
-        records_ << record.dump() << '\n';
+        records_ += record.dump() + '\n';
     }
 
-    std::ostringstream records_;
+    std::string records_;
+    std::size_t count_ = 0;
 };
 
 class SurveyPages : public StorageFiles {
@@ -174,12 +179,15 @@ TEST_F(SurveyPages, HaveNamesAndPathsAsText) {
     EXPECT_EQ(page.find("<script>"), page.rfind("<script>"));
 }
 
-TEST_F(SurveyPages, HaveAKindThatIsNoneAsText) {
+TEST_F(SurveyPages, AreNotMadeOfAnAnswerWithAKindThatIsNone) {
     SurveyedFiles files;
     files.Add("a");
     std::string records = files.Records();
     records.replace(records.find(R"("kind":"defaulted")"), 18, R"("kind":"\" onclick=\"")");
-    EXPECT_THAT(PageOfRecords(records), HasSubstr("<span class=\"kind &quot; onclick=&quot;\">&quot; onclick=&quot;<"));
+    WriteFile("records", records);
+    EXPECT_EQ(Talstore({"survey", "--merge", "records", "--html", "page.html"}).err,
+              "talstore: records: line 2: \"\\\" onclick=\\\"\" is no kind of loss\n");
+    EXPECT_FALSE(std::filesystem::exists("page.html"));
 }
 
 TEST_F(SurveyPages, WithANameThatIsNotUtf8AreUtf8) {
@@ -271,8 +279,9 @@ TEST_F(SurveyPages, ThatCannotBeKeptAreAFailure) {
 TEST_F(SurveyPages, OfAnIncompleteAnswerSaySo) {
     SurveyedFiles files;
     files.Add("a");
+    SurveyedFiles others = files;
     EXPECT_THAT(PageOfRecords(files.Records(false)), HasSubstr("<strong>Incomplete.</strong>"));
-    EXPECT_THAT(PageOfRecords(files.Records(true)), Not(HasSubstr("Incomplete.")));
+    EXPECT_THAT(PageOfRecords(others.Records(true)), Not(HasSubstr("Incomplete.")));
 }
 
 }  // namespace
