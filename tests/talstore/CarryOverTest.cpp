@@ -1,5 +1,7 @@
 /// convert into another layout, and of folders.
 
+#include <sys/stat.h>
+
 #include <filesystem>
 
 #include "Support.h"
@@ -207,7 +209,7 @@ TEST_F(Renamed, FolderIsNeverWrittenOver) {
     WriteFile("upgraded/1.sbin", "precious");
     const Ended ended = Convert({"units", "upgraded"}, kRenames);
     EXPECT_EQ(ended.status, 2);
-    EXPECT_EQ(ended.err, "talstore: upgraded/1.sbin: is there already\n");
+    EXPECT_EQ(ended.err, "talstore: upgraded/1.sbin: is there already, and units/1.sbin is not converted\n");
     EXPECT_EQ(ReadFile("upgraded/1.sbin"), "precious");
     EXPECT_EQ(All("upgraded/2.sbin"), "2\n2\n3\n");
 }
@@ -242,10 +244,142 @@ TEST_F(Renamed, FolderAnswersInOneLinePerFile) {
 }
 
 TEST_F(Renamed, FolderNeedsFilesAndAPlaceToGo) {
-    EXPECT_EQ(Convert({"units", "upgraded"}, kRenames).err, "talstore: units: has no files\n");
-    EXPECT_THAT(Convert({"units"}, kRenames).err, StartsWith("talstore: B is missing\n"));
-    EXPECT_THAT(Convert({"units", "upgraded", "--in-place"}, kRenames).err,
-                StartsWith("talstore: --in-place replaces A, so that there is no B\n"));
+    EXPECT_EQ(Convert({"units", "upgraded"}, kRenames).err, "talstore: there is no file to convert\n");
+    EXPECT_THAT(Convert({"units"}, kRenames).err, StartsWith("talstore: the file or the folder to write is missing\n"));
+    EXPECT_THAT(Convert({"--files-from", "list"}, kRenames).err,
+                StartsWith("talstore: the folder to write is missing\n"));
+    EXPECT_THAT(Convert({"--in-place"}, kRenames).err, StartsWith("talstore: a file to convert is missing\n"));
+}
+
+// ---- Many files
+
+TEST_F(Renamed, FilesOfAllKindsGoIntoOneFolderAndAreCounted) {
+    StoreUnit("units/1.sbin", "1");
+    StoreUnit("2.xml", "2");
+    StoreUnit("3.sbin", "3");
+    ASSERT_EQ(std::system("mkdir more && mv 3.sbin more && tar czf three.tgz more && rm -r more"), 0);
+    WriteFile("notes.txt", "hello");
+    const Ended ended = Convert({"units", "2.xml", "three.tgz", "notes.txt", "upgraded"}, kRenames);
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_EQ(ended.out,
+              "2.xml (xml): 3 restored\n"
+              "upgraded/2.xml (xml): 359 bytes, 0 not carried, 0 not in the input and filled with defaults\n"
+              "three.tgz:more/3.sbin (secure): 3 restored\n"
+              "upgraded/more/3.sbin (secure): 89 bytes, 0 not carried, 0 not in the input and filled with defaults\n"
+              "units/1.sbin (secure): 3 restored\n"
+              "upgraded/1.sbin (secure): 89 bytes, 0 not carried, 0 not in the input and filled with defaults\n"
+              "4 files: 3 written, 0 not written, 1 cannot be converted\n");
+    EXPECT_EQ(ended.err,
+              "talstore: notes.txt: neither an XML document nor a secure binary file; --format says what a raw or a "
+              "damaged file is\n");
+    EXPECT_EQ(All("upgraded/more/3.sbin"), "3\n2\n3\n");
+}
+
+TEST_F(Renamed, FilesOfAListKeepTheirNamesInTheFolder) {
+    StoreUnit("units/1.sbin", "1");
+    StoreUnit("2.sbin", "2");
+    WriteFile("list", std::string("units/1.sbin\0") + '\0' + "2.sbin");
+    EXPECT_EQ(Convert({"--files-from", "list", "-0", "upgraded"}, kRenames).status, 0);
+    EXPECT_EQ(All("upgraded/units/1.sbin"), "1\n2\n3\n");
+    EXPECT_EQ(All("upgraded/2.sbin"), "2\n2\n3\n");
+}
+
+TEST_F(Renamed, FilesOfAnArchiveInAFolderGoIntoAFolderOfItsName) {
+    StoreUnit("1.sbin", "1");
+    ASSERT_EQ(std::system("tar cf units/a.tar 1.sbin && cp units/a.tar units/b.tar"), 0);
+    EXPECT_EQ(Convert({"units", "upgraded"}, kRenames).status, 0);
+    EXPECT_EQ(All("upgraded/a.tar/1.sbin"), "1\n2\n3\n");
+    EXPECT_EQ(All("upgraded/b.tar/1.sbin"), "1\n2\n3\n");
+}
+
+TEST_F(Renamed, FilesNeverLeaveTheFolder) {
+    std::filesystem::create_directory("deep");
+    StoreUnit("up.sbin", "1");
+    ASSERT_EQ(std::system("cd deep && tar cPf ../evil.tar ../up.sbin $PWD/../up.sbin"), 0);
+    WriteFile("list", "units/../../up.sbin\n");
+    std::filesystem::create_directory("out");
+    const Ended member = Convert({"evil.tar", "out/in"}, kRenames);
+    EXPECT_EQ(member.status, 2);
+    EXPECT_EQ(member.err, "talstore: evil.tar:../up.sbin: its name leads out of the folder to write\n");
+    EXPECT_FALSE(std::filesystem::exists("out/up.sbin"));
+    EXPECT_EQ(Convert({"--files-from", "list", "out/in"}, kRenames).err,
+              "talstore: units/../../up.sbin: its name leads out of the folder to write\n");
+}
+
+TEST_F(Renamed, FilesThatWouldGoToOnePlaceAreRefusedWithBothNames) {
+    StoreUnit("units/1.sbin", "1");
+    StoreUnit("units/1.xml", "2");
+    const Ended ended = Convert({"units", "upgraded", "--to", "xml"}, kRenames);
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_EQ(ended.err,
+              "talstore: upgraded/1.xml: this is where units/1.sbin goes, and units/1.xml is not converted\n");
+    EXPECT_EQ(All("upgraded/1.xml"), "1\n2\n3\n");
+}
+
+TEST_F(Renamed, FilesAreReplacedOnceAndArchivesNever) {
+    StoreUnit("units/1.sbin", "1");
+    ASSERT_EQ(std::system("ln -s 1.sbin units/2.sbin && tar cf units/a.tar units/1.sbin && cp units/a.tar kept.tar"),
+              0);
+    const Ended ended = Convert({"units", "--in-place"}, kRenames);
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_EQ(ended.err,
+              "talstore: units/2.sbin: this is where units/1.sbin goes, and units/2.sbin is not converted\n"
+              "talstore: units/a.tar: an archive is not changed in its place\n");
+    EXPECT_EQ(All("units/1.sbin"), "1\n2\n3\n");
+    EXPECT_EQ(ReadFile("units/a.tar"), ReadFile("kept.tar"));
+}
+
+TEST_F(Renamed, FilesHaveTheChannelOfTheirNames) {
+    for (const std::string name : {"old.json", "new.json"}) {
+        WriteFile(name, R"({"regions": [{"name": "R", "objects": [{"name": "Channel.2.O", "variables": [
+            {"name": "v", "type": "U8"}]}]}]})");
+    }
+    WriteFile("units/ch2.sbin", Record("R/Channel.X.O/v", "\x07"));
+    WriteFile("units/ch3.sbin", Record("R/Channel.X.O/v", "\x07"));
+    const Ended ended = Convert({"units", "upgraded", "--to", "binary", "--channel-from", "ch([0-9]+)"}, "{}");
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ReadFile("upgraded/ch2.bin"), "\x07");
+    EXPECT_FALSE(std::filesystem::exists("upgraded/ch3.bin")) << "nothing would arrive";
+}
+
+TEST_F(Renamed, FilesGiveTheSameAnswerForAnyNumberOfProcesses) {
+    for (int i = 0; i < 20; ++i) {
+        StoreUnit("units/" + std::to_string(i) + ".sbin", std::to_string(i));
+    }
+    const Ended single = Convert({"units", "a", "--jobs", "1"}, kRenames);
+    const Ended several = Convert({"units", "b", "--jobs", "5"}, kRenames);
+    EXPECT_EQ(single.status, 0);
+    std::string renamed = several.out;
+    for (std::size_t place = 0; (place = renamed.find("\nb/", place)) != std::string::npos;) {
+        renamed.replace(place, 3, "\na/");
+    }
+    EXPECT_EQ(renamed, single.out);
+    EXPECT_EQ(std::system("diff -r a b"), 0);
+}
+
+TEST_F(Renamed, FilesThatAreDoneWhenItIsInterruptedAreWrittenAndTold) {
+    StoreUnit("units/1.sbin", "1");
+    ASSERT_EQ(mkfifo("units/pipe", 0600), 0);
+    std::filesystem::create_directory("temporary");
+    WriteFile("list", "units/1.sbin\nunits/pipe\n");
+    WriteFile("renames.json", kRenames);
+    // The pipe opens when the process that converts has come to it, after the others.
+    WriteFile("script",
+              "set -m\n"
+              "export TMPDIR=$PWD/temporary\n"
+              "\"$@\" > answer &\n"
+              "exec 3> units/pipe\n"
+              "sleep 0.2\n"
+              "kill -INT $!\n"
+              "wait $!\n");
+    const int ended = std::system("bash script " TALSTORE_COMMAND
+                                  " convert --files-from list out --jobs 1 --from old.json --layout new.json "
+                                  "--rename renames.json");
+    EXPECT_EQ(WEXITSTATUS(ended), 130);
+    EXPECT_THAT(ReadFile("answer"), testing::EndsWith("\nincomplete: 1 file: 1 written, 0 not written, 0 cannot be "
+                                                      "converted\n"));
+    EXPECT_EQ(All("out/units/1.sbin"), "1\n2\n3\n");
+    EXPECT_TRUE(std::filesystem::is_empty("temporary"));
 }
 
 }  // namespace

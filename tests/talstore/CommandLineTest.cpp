@@ -118,7 +118,7 @@ TEST(Usage, ThatIsWrongSaysWhat) {
     EXPECT_EQ(Refusal({"diff", "a", "b", "c"}),
               "talstore: 'c' is one word too many\nusage: talstore diff [OPTIONS] A B\n");
     EXPECT_EQ(Refusal({"convert", "a", "b"}),
-              "talstore: --layout is missing\nusage: talstore convert --layout DESCRIPTION [OPTIONS] A [B]\n");
+              "talstore: --layout is missing\nusage: talstore convert --layout DESCRIPTION [OPTIONS] [PATH...]\n");
 }
 
 TEST(Usage, TakesNoNumberButDigitsOfARange) {

@@ -54,7 +54,7 @@ TEST_P(DamagedInput, CutAnywhereIsNoTrouble) {
         Expect([&](const auto& console) { return talstore::Check({Common(true), {damagedName_}}, console); }, damage);
         Expect(
             [&](const auto& console) {
-                return talstore::Convert({Common(), damagedName_, "converted.xml", "xml"}, console);
+                return talstore::Convert({Common(), {{damagedName_, "converted.xml"}}, "xml"}, console);
             },
             damage);
     }

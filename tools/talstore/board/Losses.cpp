@@ -55,11 +55,10 @@ std::vector<Loss> LossesOfReading(const StoredContents& contents, const RestoreR
 }
 
 ReadBack ReadBackFrom(const ProviderSession& session, const StorageFile& file, const host::Database& stored,
-                      std::unique_ptr<host::Database> layout, IsOfInterest isOfInterest) {
+                      host::Database& layout, IsOfInterest isOfInterest) {
     ReadBack readBack;
-    readBack.layout = std::move(layout);
-    const StoredContents contents = Inspect(file, readBack.layout.get());
-    readBack.report = Restore(session, file, contents, *readBack.layout);
+    const StoredContents contents = Inspect(file, &layout);
+    readBack.report = Restore(session, file, contents, layout);
     readBack.losses =
         readBack.IsReadable() ? LossesOfWriting(stored, readBack.report, isOfInterest) : UnwritableTexts(stored);
     return readBack;

@@ -3,7 +3,6 @@
 #ifndef TALSTORE_LOSSES_H
 #define TALSTORE_LOSSES_H
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -26,7 +25,6 @@ using IsOfInterest = bool (*)(const host::Variable& stored, const VariableReport
 
 /// A stored file as a board reads it.
 struct ReadBack {
-    std::unique_ptr<host::Database> layout;  ///< Holds what the board holds.
     RestoreReport report;
     std::vector<Loss> losses;
 
@@ -35,10 +33,9 @@ struct ReadBack {
 
 /// Retrieves a file that has just been stored, and compares.
 /// @param stored  What was stored.
-/// @param layout  The same tree with its defaults.
+/// @param layout  The same tree with its defaults; holds afterwards what the board holds.
 [[nodiscard]] ReadBack ReadBackFrom(const ProviderSession& session, const StorageFile& file,
-                                    const host::Database& stored, std::unique_ptr<host::Database> layout,
-                                    IsOfInterest isOfInterest);
+                                    const host::Database& stored, host::Database& layout, IsOfInterest isOfInterest);
 
 }  // namespace tal::talstore
 

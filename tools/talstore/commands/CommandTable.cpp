@@ -93,8 +93,38 @@ Options DriveOf(DriveOptions& drive) {
             JsonOption(drive.asJson)};
 }
 
-constexpr std::uint32_t kMostJobs = 1024;
-constexpr std::uint32_t kLongestTimeout = 86400;
+Options ManyFilesOf(ManyFilesOptions& files) {
+    constexpr std::uint32_t kMostJobs = 1024;
+    constexpr std::uint32_t kLongestTimeout = 86400;
+    OptionInfo null = {"--null", nullptr, "The names in LIST end with a NUL each, as find -print0 writes them",
+                       &files.endsWithNul};
+    null.shortName = "-0";
+    return {{"--channel-from", "REGEX",
+             "Where in a file's name its channel stands: an extended regular expression, whose first group, or "
+             "else all that it matches, is the number",
+             &files.channelPattern},
+            {"--files-from", "LIST", "A file with more paths, one in a line; - is standard input", &files.listName,
+             Offer::Files},
+            null,
+            {"--jobs",
+             "N",
+             "The number of processes that read files; one per core unless given",
+             &files.jobs,
+             Offer::Words,
+             false,
+             {},
+             1,
+             kMostJobs},
+            {"--timeout",
+             "SECONDS",
+             "How long one file may take, 60 unless given",
+             &files.timeout,
+             Offer::Words,
+             false,
+             {},
+             1,
+             kLongestTimeout}};
+}
 
 constexpr char kFileHelp[] = "A storage file; - is standard input";
 constexpr char kFilesHelp[] = "One or more storage files; - is standard input";
@@ -156,23 +186,13 @@ CommandInfo CheckRow(CheckOptions& options) {
 }
 
 CommandInfo SurveyRow(SurveyOptions& options) {
-    OptionInfo null = {"--null", nullptr, "The names in LIST end with a NUL each, as find -print0 writes them",
-                       &options.endsWithNul};
-    null.shortName = "-0";
     return {
         "survey",
         "Find what boards with a layout would lose of many files, in how many of them",
-        {{"PATH", "Storage files, folders and archives that hold some", &options.paths, false}},
+        {{"PATH", "Storage files, folders and archives that hold some", &options.files.paths, false}},
         Joined(
-            CommonOf(options.common),
-            {{"--channel-from", "REGEX",
-              "Where in a file's name its channel stands: an extended regular expression, whose first group, or "
-              "else all that it matches, is the number",
-              &options.channelPattern},
-             {"--files-from", "LIST", "A file with more paths, one in a line; - is standard input", &options.listName,
-              Offer::Files},
-             null,
-             AcceptOption(options.accepted),
+            Joined(CommonOf(options.common), ManyFilesOf(options.files)),
+            {AcceptOption(options.accepted),
              {"--from", "DESCRIPTION", "What the units run now, for --values", &options.before, Offer::Files},
              {"--values", nullptr, "Count how often a unit had another value than it gets", &options.comparesValues},
              {"--csv", nullptr, "Print comma-separated values for a spreadsheet", &options.asCsv},
@@ -180,25 +200,7 @@ CommandInfo SurveyRow(SurveyOptions& options) {
               Offer::Files},
              {"--html", "FILE", "Write a page for a browser, too; - is standard output", &options.page, Offer::Files},
              {"--partial", nullptr, "Print what --merge takes; the status is 0 whatever is lost", &options.isPartial},
-             {"--merge", nullptr, "Each PATH is the answer of a survey with --partial", &options.merges},
-             {"--jobs",
-              "N",
-              "The number of processes that read files; one per core unless given",
-              &options.jobs,
-              Offer::Words,
-              false,
-              {},
-              1,
-              kMostJobs},
-             {"--timeout",
-              "SECONDS",
-              "How long one file may take, 60 unless given",
-              &options.timeout,
-              Offer::Words,
-              false,
-              {},
-              1,
-              kLongestTimeout}}),
+             {"--merge", nullptr, "Each PATH is the answer of a survey with --partial", &options.merges}}),
         "  talstore survey returned/ --layout new.json     what would an upgrade lose?\n"
         "  talstore survey returned.tar.gz --layout new.json --from old.json --values\n"
         "  find returned -name '*.sbin' -print0 |\n"
@@ -267,24 +269,30 @@ CommandInfo ConvertRow(ConvertOptions& options) {
     return {
         "convert",
         "Retrieve a file by one provider, store it by another, and list what could not be carried",
-        {{"A", "A storage file, or a folder of them; - is standard input", &options.input},
-         {"B", "The file or the folder to write; - is standard output", &options.output, false}},
-        Joined(CommonOf(options.common, true),
-               {{"--to", "FORMAT", "What B shall be, where its name does not tell", &options.outputFormat, Offer::Words,
-                 false, FormatNames()},
+        {{"PATH",
+          "A storage file and the file to write; or files, folders and archives that hold some, and the folder to "
+          "write; "
+          "- is standard input and output",
+          &options.files.paths, false}},
+        Joined(Joined(CommonOf(options.common, true), ManyFilesOf(options.files)),
+               {{"--to", "FORMAT", "What the output shall be, where its name does not tell", &options.outputFormat,
+                 Offer::Words, false, FormatNames()},
                 SetOption(options.settings),
-                {"--from", "DESCRIPTION", "The database of the board that stored A, where it is another one",
+                {"--from", "DESCRIPTION", "The database of the board that stored the input, where it is another one",
                  &options.oldLayout, Offer::Files},
                 {"--rename", "MAP", "A JSON object of old and new paths, of variables, objects or regions",
                  &options.renames, Offer::Files},
-                {"--in-place", nullptr, "Replace A, or each file in it; without B", &options.isInPlace}}),
+                {"--in-place", nullptr, "Replace every file by what it is converted to; no PATH is an output",
+                 &options.isInPlace}}),
         "  talstore convert unit.bin unit.xml --layout board.json\n"
         "  talstore convert unit.xml unit.dat --to secure --layout board.json\n"
         "  talstore convert old.sbin new.sbin --from old.json --layout new.json \\\n"
         "      --rename renamed.json\n"
-        "  talstore convert returned/ upgraded/ --from old.json --layout new.json\n",
-        "An output that no board could read is not written. Of a folder every file is converted, into its own format "
-        "unless --to is given; a file that is in B already is not replaced.",
+        "  talstore convert returned/ upgraded/ --from old.json --layout new.json\n"
+        "  talstore convert returned.tar.gz upgraded/ --from old.json --layout new.json\n",
+        "An output that no board could read is not written. Of folders and archives every file is converted, into its "
+        "own format unless --to is given, and has its name in the folder to write; nothing that is there is replaced. "
+        "The formats of their files are those of a survey.",
         [&](const Console& console) { return Convert(options, console); }};
 }
 

@@ -49,22 +49,27 @@ struct CheckOptions {
 };
 int Check(const CheckOptions& options, const Console& console);
 
+/// What commands take that take many files.
+struct ManyFilesOptions {
+    std::vector<std::string> paths;   ///< Of files, folders and archives.
+    std::string listName = {};        ///< Of a file with more of them; empty for none.
+    bool endsWithNul = false;         ///< What ends a name in that list; otherwise a newline.
+    std::string channelPattern = {};  ///< Finds the channel in a file's name; empty: that of the CommonOptions.
+    std::uint32_t jobs = 0;           ///< Processes; 0: as many as there are cores.
+    std::uint32_t timeout = 60;       ///< For one file, in seconds.
+};
+
 struct SurveyOptions {
     CommonOptions common;
-    std::vector<std::string> paths;  ///< Of files and folders.
-    std::string listName;            ///< Of a file with more of them; empty for none.
-    bool endsWithNul = false;        ///< What ends a name in that list; otherwise a newline.
-    std::string channelPattern;      ///< Finds the channel in a file's name; empty: common.channel.
-    std::uint32_t jobs = 0;          ///< Processes; 0: as many as there are cores.
-    std::uint32_t timeout = 60;      ///< For one file, in seconds.
-    std::string accepted;            ///< Name of the file with accepted losses; empty for none.
-    std::string before;              ///< Name of the description of what the units run; empty for none.
+    ManyFilesOptions files;
+    std::string accepted;  ///< Name of the file with accepted losses; empty for none.
+    std::string before;    ///< Name of the description of what the units run; empty for none.
     bool comparesValues = false;
     bool asCsv = false;
     std::string database;  ///< Name of the file to write for SQLite; empty for none.
     std::string page;      ///< Name of the page to write; empty for none.
     bool isPartial = false;
-    bool merges = false;  ///< The paths are those of partial answers.
+    bool merges = false;  ///< The files are partial answers.
 };
 int Survey(const SurveyOptions& options, const Console& console);
 
@@ -134,9 +139,8 @@ int CompareLayouts(const CompareLayoutsOptions& options, const Console& console)
 
 struct ConvertOptions {
     CommonOptions common;
-    std::string input;                       ///< A file, or a folder of files.
-    std::string output;                      ///< Empty when the input is replaced.
-    std::string outputFormat;                ///< Empty: what the output's name says; for a folder, the input's.
+    ManyFilesOptions files;                  ///< The last path is that of the output, unless the files are replaced.
+    std::string outputFormat = {};           ///< Empty: what the output's name says; of several files, the input's.
     std::vector<std::string> settings = {};  ///< "PATH=VALUE"
     std::string oldLayout = {};              ///< Of the input, where it is another one.
     std::string renames = {};                ///< Name of the file of new paths; empty for none.

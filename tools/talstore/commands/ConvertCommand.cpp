@@ -1,19 +1,18 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
-#include <nlohmann/json.hpp>
-#include <set>
+#include <memory>
 
-#include "board/CarryOver.h"
-#include "board/Losses.h"
-#include "board/RestoreFindings.h"
 #include "commands/Commands.h"
+#include "commands/Conversion.h"
+#include "commands/ManyFiles.h"
 #include "commands/Report.h"
-#include "commands/Settings.h"
 #include "commands/UseError.h"
 #include "common/Text.h"
-#include "files/FileList.h"
 #include "files/InputError.h"
+#include "files/Interrupt.h"
+#include "files/Packed.h"
+#include "files/PrivateDirectory.h"
 #include "files/WholeFile.h"
 
 namespace tal::talstore {
@@ -23,219 +22,263 @@ using tools::Printable;
 
 namespace {
 
-/// What the input's board has, in the layout of the output.
-struct Values {
-    std::unique_ptr<host::Database> layout;
-    std::vector<Loss> losses;
-    std::string counts;
-    std::vector<Finding> findings;   ///< Of the input.
-    std::optional<Finding> nothing;  ///< When nothing would arrive.
-    std::set<std::string> unfilled;  ///< Variables that are not said to be filled with defaults.
-};
+namespace fs = std::filesystem;
 
-Values ReadValues(const ConvertOptions& options, const StorageFile& input) {
-    Values values;
-    values.layout = LoadLayout(options.oldLayout.empty() ? options.common.layout : options.oldLayout);
-    StoredContents contents = Inspect(input, values.layout.get());
-    const ProviderSession reading(ProviderOf(input.format), 0, options.common.channel, input.name);
-    const RestoreReport before = Restore(reading, input, contents, *values.layout);
-    values.losses = LossesOfReading(contents, before);
-    values.counts = CountsText(before);
-    values.nothing = FindNothingRestored(contents, before);
-    values.findings = std::move(contents.findings);
-    for (const VariableReport& variable : before.variables) {
-        if (variable.outcome != Outcome::Defaulted) {
-            values.unfilled.insert(variable.variable->Path());
-        }
-    }
-    return values;
+void Print(const Console& console, const Conversion& conversion) {
+    console.out << conversion.out;
+    console.err << conversion.err;
 }
 
-/// Moves the values from the input's layout into the output's.
-void CarryValues(const ConvertOptions& options, const Console& console, Values& values) {
-    const Renames renames =
-        options.renames.empty() ? Renames() : Renames::Parse(options.renames, ReadWholeFile(options.renames));
-    const auto before = std::move(values.layout);
-    for (const std::string& path : renames.Unknown(*before)) {
-        console.err << "talstore: " << Printable(options.renames) << ": " << Printable(path)
-                    << ": the old layout has nothing of this path\n";
+// ---- One file into another
+
+int ConvertFile(const ConvertOptions& options, const std::string& name, const std::string& output,
+                std::optional<Format> format, const Console& console) {
+    const ChannelRule channels(options.files.channelPattern, options.common.channel);
+    StorageFile input = LoadStorageFile(name, ParseFormat(options.common.format), true);
+    Converter converter(options, console);
+    const Format outputFormat = format.value_or(input.format);
+    const Conversion conversion =
+        converter.Convert({std::move(input), output, outputFormat, channels.ChannelOf(name)}, false);
+    if (conversion.bytes) {
+        WriteWholeFile(output, *conversion.bytes, console.out);
     }
-    values.layout = LoadLayout(options.common.layout);
-    for (Loss& loss : CarryOver(*before, *values.layout, renames)) {
-        values.unfilled.insert(loss.path);
-        values.losses.push_back(std::move(loss));
-    }
-    const std::vector<host::Variable*>& variables = values.layout->Variables();
-    const bool hasAny = std::any_of(variables.begin(), variables.end(),
-                                    [](const host::Variable* variable) { return variable->Retrieved(); });
-    if (!hasAny && !values.nothing) {
-        values.nothing = Finding{Severity::Error, "nothing-found", {}, {}, "nothing in it belongs to the new layout"};
-    }
+    Print(BesideFile(console, output), conversion);
+    return conversion.status;
 }
 
-/// The variables that the input does not hold and the output does: they have their defaults.
-std::size_t FilledCount(const Values& values, const RestoreReport& after) {
-    std::size_t count = 0;
-    for (const VariableReport& variable : after.variables) {
-        const std::string& path = variable.variable->Path();
-        const bool hasDefault = !values.layout->At(path).Retrieved() && values.unfilled.count(path) == 0;
-        count += hasDefault && variable.variable->Retrieved() ? 1 : 0;
-    }
-    return count;
-}
-
-bool WasRetrieved(const host::Variable& stored, const VariableReport& /*restored*/) {
-    return stored.Retrieved();
-}
-
-/// A file to convert, and where to.
-struct Job {
-    std::string input;
-    std::string output;
-    std::optional<Format> format;    ///< None: the input's.
-    bool isInAnotherFolder = false;  ///< Which may not be there, and where nothing is replaced.
-};
-
-void WriteOutput(const Job& job, std::string_view bytes, const Console& console) {
-    if (job.isInAnotherFolder) {
-        std::error_code error;
-        std::filesystem::create_directories(std::filesystem::path(job.output).parent_path(), error);
-        if (error) {
-            RefuseFile(job.output, error.message());
-        }
-    }
-    WriteWholeFile(job.output, bytes, console.out);
-}
-
-int ConvertFile(const ConvertOptions& options, const Job& job, std::size_t jobCount, const Console& console) {
-    std::error_code ignored;
-    if (job.isInAnotherFolder && std::filesystem::exists(std::filesystem::symlink_status(job.output, ignored))) {
-        RefuseFile(job.output, "is there already");
-    }
-    const StorageFile input = LoadStorageFile(job.input, ParseFormat(options.common.format), true);
-    const Format outputFormat = job.format.value_or(input.format);
-    Values values = ReadValues(options, input);
-    if (!options.oldLayout.empty()) {
-        CarryValues(options, console, values);
-    }
-    ApplySettings(*values.layout, options.settings);
-
-    const ProviderSession writing(ProviderOf(outputFormat), 0, options.common.channel, job.output);
-    const auto [run, bytes] = writing.Store(*values.layout);
-    if (QBF_IsFailure(run.result) || !bytes) {
-        throw InputError(job.output + ": the provider could not store the file");
-    }
-    const StorageFile output = {job.output, *bytes, outputFormat};
-    const ReadBack after =
-        ReadBackFrom(writing, output, *values.layout, LoadLayout(options.common.layout), WasRetrieved);
-    const bool isWritten = after.IsReadable() && !values.nothing;
-    if (isWritten) {
-        WriteOutput(job, *bytes, console);
-    }
-
-    const Console told = BesideFile(console, job.output);
-    if (options.common.asJson) {
-        PrintAnswer(told, "convert",
-                    {{"input", {{"file", input.name}, {"format", NameOf(input.format)}}},
-                     {"output", {{"file", output.name}, {"format", NameOf(outputFormat)}}},
-                     {"written", isWritten},
-                     {"filled", FilledCount(values, after.report)},
-                     {"notRead", LossesJson(values.losses)},
-                     {"notCarried", LossesJson(after.losses)}},
-                    jobCount);
-    } else {
-        Table table;
-        AddLosses(table, values.losses);
-        AddLosses(table, after.losses);
-        table.Print(told);
-        told.out << Printable(input.name) << " (" << NameOf(input.format) << "): " << values.counts << '\n'
-                 << Printable(output.name) << " (" << NameOf(outputFormat) << "): ";
-        if (isWritten) {
-            told.out << Count(bytes->size(), "byte") << ", " << after.losses.size() << " not carried, "
-                     << FilledCount(values, after.report) << " not in the input and filled with defaults\n";
-        } else {
-            told.out << "not written, since " << (values.nothing ? "nothing would arrive" : "no board could read it")
-                     << '\n';
-        }
-    }
-    if (values.nothing) {
-        TellFindings(console, input.name, values.findings);
-        TellFindings(console, input.name, {*values.nothing});
-    }
-    return isWritten && values.losses.empty() && after.losses.empty() ? kFine : kProblems;
-}
-
-// ---- What is converted into what
-
-Job FileJob(const ConvertOptions& options) {
+int ConvertInto(const ConvertOptions& options, const std::string& output, const Console& console) {
     const std::optional<Format> given = ParseFormat(options.outputFormat);
-    const std::optional<Format> format = given ? given : FormatOfName(options.output);
+    const std::optional<Format> format = given ? given : FormatOfName(output);
     if (!format) {
-        throw UseError(options.output + ": say with --to what kind of file this shall be");
+        throw UseError(output + ": say with --to what kind of file this shall be");
     }
-    return {options.input, options.output, format};
+    return ConvertFile(options, options.files.paths.front(), output, format, console);
 }
 
-/// The same file in the other folder, with the ending of its format.
-std::string NameIn(const std::string& folder, const std::filesystem::path& file, std::optional<Format> format) {
-    std::filesystem::path name = std::filesystem::path(folder) / file;
-    if (format) {
-        name.replace_extension(InfoOf(*format).ending);
-    }
-    return name.string();
-}
+// ---- Many files into a folder, or each in its place
 
-std::vector<Job> FolderJobs(const ConvertOptions& options) {
-    const std::optional<Format> format = ParseFormat(options.outputFormat);
-    std::vector<Job> jobs;
-    for (const ListedFile& file : ListFiles({options.input})) {
-        if (!file.problem.empty()) {
-            RefuseFile(file.name, file.problem);
+/// Where each file goes. No two go to the same place, and none to one where something is.
+class Outputs {
+public:
+    /// @param folder  Empty: every file is replaced.
+    /// @param format  None: each file keeps its own.
+    Outputs(std::string folder, std::optional<Format> format) : folder_(std::move(folder)), format_(format) {}
+
+    /// Throws InputError.
+    [[nodiscard]] std::string Of(const SourceFile& file) const {
+        if (folder_.empty()) {
+            return file.name;
         }
-        const std::filesystem::path inside = std::filesystem::path(file.name).lexically_relative(options.input);
-        jobs.push_back({file.name, options.isInPlace ? file.name : NameIn(options.output, inside, format), format,
-                        !options.isInPlace});
+        const fs::path inside = fs::path(file.inside).relative_path().lexically_normal();
+        if (!inside.has_filename() || inside == "." || *inside.begin() == "..") {
+            RefuseFile(file.name, "its name leads out of the folder to write");
+        }
+        fs::path name = fs::path(folder_) / inside;
+        if (format_) {
+            name.replace_extension(InfoOf(*format_).ending);
+        }
+        return name.string();
     }
-    if (jobs.empty()) {
-        RefuseFile(options.input, "has no files");
+
+    /// Throws InputError when it must not be written there.
+    void Reserve(const SourceFile& file) {
+        const std::string output = Of(file);
+        std::error_code ignored;
+        const fs::path place = fs::weakly_canonical(output, ignored);
+        const auto [earlier, isFree] = inputs_.emplace(place.empty() ? fs::path(output) : place, file.name);
+        if (!isFree) {
+            RefuseFile(output, "this is where " + earlier->second + " goes, and " + file.name + " is not converted");
+        }
+        if (!folder_.empty() && fs::exists(fs::symlink_status(output, ignored))) {
+            RefuseFile(output, "is there already, and " + file.name + " is not converted");
+        }
     }
-    return jobs;
+
+    void Write(const SourceFile& file, std::string_view bytes, const Console& console) const {
+        const std::string output = Of(file);
+        if (!folder_.empty()) {
+            std::error_code error;
+            fs::create_directories(fs::path(output).parent_path(), error);
+            if (error) {
+                RefuseFile(output, error.message());
+            }
+        }
+        WriteWholeFile(output, bytes, console.out);
+    }
+
+private:
+    std::string folder_;
+    std::optional<Format> format_;
+    std::map<fs::path, std::string> inputs_;  ///< By where they go.
+};
+
+std::string Packed(const Conversion& conversion) {
+    Packer packer;
+    packer.Number(static_cast<std::uint64_t>(conversion.status));
+    packer.Number(conversion.bytes ? 1 : 0);
+    packer.Text(conversion.bytes ? std::string_view(*conversion.bytes) : std::string_view());
+    packer.Text(conversion.out);
+    packer.Text(conversion.err);
+    return packer.Take();
 }
 
-bool IsFolder(const std::string& name) {
+Conversion UnpackedConversion(std::string_view packed) {
+    Unpacker unpacker(packed);
+    Conversion conversion;
+    conversion.status = static_cast<int>(unpacker.Number());
+    const bool hasBytes = unpacker.Number() != 0;
+    std::string bytes = unpacker.Text();
+    if (hasBytes) {
+        conversion.bytes = std::move(bytes);
+    }
+    conversion.out = unpacker.Text();
+    conversion.err = unpacker.Text();
+    return conversion;
+}
+
+/// What cannot be converted, as something to print.
+Conversion NotConverted(const std::string& problem) {
+    return {kCannot, std::nullopt, {}, "talstore: " + Printable(problem) + '\n'};
+}
+
+/// In the processes that convert.
+class ConverterOfFiles {
+public:
+    ConverterOfFiles(const ConvertOptions& options, const Outputs& outputs, const Console& console)
+        : converter_(options, console),
+          outputs_(outputs),
+          channels_(options.files.channelPattern, options.common.channel),
+          inputFormat_(ParseFormat(options.common.format)),
+          outputFormat_(ParseFormat(options.outputFormat)) {}
+
+    [[nodiscard]] Conversion Convert(SourceFile file) {
+        if (directory_ == nullptr) {
+            directory_ = PrivateDirectory::Shared();
+        }
+        try {
+            if (!file.problem.empty()) {
+                throw InputError(file.problem);
+            }
+            StorageFile input = LoadSource(file, inputFormat_);
+            const Format format = outputFormat_.value_or(input.format);
+            return converter_.Convert({std::move(input), outputs_.Of(file), format, channels_.ChannelOf(file.name)},
+                                      true);
+        } catch (const InputError& error) {
+            return NotConverted(error.what());
+        } catch (const std::bad_alloc&) {
+            return NotConverted(file.name + ": out of memory");
+        }
+    }
+
+private:
+    Converter converter_;
+    const Outputs& outputs_;
+    ChannelRule channels_;
+    std::optional<Format> inputFormat_;
+    std::optional<Format> outputFormat_;
+    std::shared_ptr<const PrivateDirectory> directory_;  ///< Begins in the process that converts.
+};
+
+/// How many files end in which way.
+struct Tally {
+    std::size_t written = 0;
+    std::size_t notWritten = 0;
+    std::size_t cannotBeConverted = 0;
+    int worst = kFine;
+
+    void Add(const Conversion& conversion) {
+        ++(conversion.status == kCannot ? cannotBeConverted : conversion.bytes ? written : notWritten);
+        worst = std::max(worst, conversion.status);
+    }
+
+    void Print(const Console& console, bool isComplete) const {
+        console.out << (isComplete ? "" : "incomplete: ") << Count(written + notWritten + cannotBeConverted, "file")
+                    << ": " << written << " written, " << notWritten << " not written, " << cannotBeConverted
+                    << " cannot be converted\n";
+    }
+};
+
+std::vector<ListedFile> FilesToConvert(const ConvertOptions& options) {
+    std::vector<ListedFile> files = FilesOf(options.files, "to convert");
+    for (ListedFile& file : files) {
+        if (options.isInPlace && IsArchive(file.name)) {
+            file.problem = "an archive is not changed in its place";
+        }
+    }
+    return files;
+}
+
+int ConvertMany(const ConvertOptions& options, const std::string& folder, const Console& console) {
+    Outputs outputs(folder, ParseFormat(options.outputFormat));
+    ConverterOfFiles converter(options, outputs, console);
+    Tally tally;
+    FileFunctions functions;
+    functions.prepare = [&](SourceFile& file) {
+        try {
+            if (file.problem.empty()) {
+                outputs.Reserve(file);
+            } else {
+                file.problem = file.name + ": " + file.problem;
+            }
+        } catch (const InputError& error) {
+            file.problem = error.what();
+            file.bytes.reset();
+        }
+    };
+    functions.work = [&](SourceFile file) { return Packed(converter.Convert(std::move(file))); };
+    functions.take = [&](const SourceFile& file, const JobResult& result) {
+        Conversion conversion =
+            result.failure.empty() ? UnpackedConversion(result.bytes) : NotConverted(file.name + ": " + result.failure);
+        try {
+            if (conversion.bytes) {
+                outputs.Write(file, *conversion.bytes, console);
+            }
+        } catch (const InputError& error) {
+            conversion = NotConverted(error.what());
+        }
+        Print(console, conversion);
+        tally.Add(conversion);
+    };
+    functions.printsEach = true;
+    const bool isComplete = DealOutFiles(options.files, FilesToConvert(options), console, functions);
+    if (!options.common.asJson) {
+        tally.Print(console, isComplete);
+    }
+    return isComplete ? tally.worst : kInterrupted + InterruptingSignal();
+}
+
+bool IsOneFile(const ManyFilesOptions& files) {
     std::error_code ignored;
-    return std::filesystem::is_directory(name, ignored);
-}
-
-void CheckUse(const ConvertOptions& options) {
-    if (options.isInPlace && !options.output.empty()) {
-        throw UseError("--in-place replaces A, so that there is no B");
-    }
-    if (!options.isInPlace && options.output.empty()) {
-        throw UseError("B is missing");
-    }
-    if (!options.renames.empty() && options.oldLayout.empty()) {
-        throw UseError("--rename needs --from, which has the old paths");
-    }
+    return files.listName.empty() && files.paths.size() == 1 && !fs::is_directory(files.paths.front(), ignored) &&
+           !IsArchive(files.paths.front());
 }
 
 }  // namespace
 
 int Convert(const ConvertOptions& options, const Console& console) {
-    CheckUse(options);
-    if (!IsFolder(options.input)) {
-        const Job inPlace = {options.input, options.input, ParseFormat(options.outputFormat)};
-        return ConvertFile(options, options.isInPlace ? inPlace : FileJob(options), 1, console);
+    if (!options.renames.empty() && options.oldLayout.empty()) {
+        throw UseError("--rename needs --from, which has the old paths");
     }
-    std::map<std::string, Job> jobs;
-    std::vector<std::string> inputs;
-    for (Job& job : FolderJobs(options)) {
-        inputs.push_back(job.input);
-        jobs[inputs.back()] = std::move(job);
+    ConvertOptions converted = options;
+    std::vector<std::string>& paths = converted.files.paths;
+    std::string output;
+    if (!options.isInPlace && !paths.empty()) {
+        output = std::move(paths.back());
+        paths.pop_back();
     }
-    return ForEachFile(inputs, console, [&](const std::string& input) {
-        return ConvertFile(options, jobs[input], jobs.size(), console);
-    });
+    if (paths.empty() && options.files.listName.empty()) {
+        throw UseError(options.isInPlace ? "a file to convert is missing"
+                                         : "the file or the folder to write is missing");
+    }
+    if (!options.isInPlace && output.empty()) {
+        throw UseError("the folder to write is missing");
+    }
+    if (!IsOneFile(converted.files)) {
+        return ConvertMany(converted, output, console);
+    }
+    return options.isInPlace
+               ? ConvertFile(converted, paths.front(), paths.front(), ParseFormat(options.outputFormat), console)
+               : ConvertInto(converted, output, console);
 }
 
 }  // namespace tal::talstore

@@ -39,12 +39,20 @@ ProgressBar::~ProgressBar() {
     }
 }
 
+void ProgressBar::TakeAway() {
+    if (isThere_) {
+        *terminal_ << kLineAway << std::flush;
+        isThere_ = false;
+    }
+}
+
 void ProgressBar::Show(std::uint64_t done, std::optional<std::uint64_t> total) {
     constexpr std::chrono::milliseconds kLeastPause{200};
     const Clock::time_point now = Clock::now();
     if (terminal_ != nullptr && now - shown_ >= kLeastPause) {
         *terminal_ << kLineAway << ProgressText(done, total, now - begin_) << std::flush;
         shown_ = now;
+        isThere_ = true;
     }
 }
 

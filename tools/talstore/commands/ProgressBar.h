@@ -27,12 +27,16 @@ public:
     /// Draws the line anew, several times a second at most.
     void Show(std::uint64_t done, std::optional<std::uint64_t> total);
 
+    /// Makes room for a line of something else.
+    void TakeAway();
+
 private:
     using Clock = std::chrono::steady_clock;
 
     std::ostream* terminal_;
     Clock::time_point begin_ = Clock::now();
     Clock::time_point shown_ = begin_;
+    bool isThere_ = false;
 };
 
 }  // namespace tal::talstore

@@ -58,11 +58,11 @@ int Store(const StoreOptions& options, const Console& console) {
     if (isStored && drive.file.empty()) {
         throw UseError("a file is needed");
     }
+    const auto back = LoadLayout(drive.layout);
     ReadBack after;
     if (isStored) {
         WriteWholeFile(drive.file, *bytes, console.out);
-        after = ReadBackFrom(session, {drive.file, *bytes, provider.format->format}, *layout, LoadLayout(drive.layout),
-                             DoesNotComeBack);
+        after = ReadBackFrom(session, {drive.file, *bytes, provider.format->format}, *layout, *back, DoesNotComeBack);
     }
     const Console told = BesideFile(console, drive.file);
     if (drive.asJson) {

@@ -67,7 +67,8 @@ void RefuseWhatDoesNotGoTogether(const SurveyOptions& options) {
     if (options.comparesValues == options.before.empty()) {
         throw UseError("--from and --values go together");
     }
-    if (options.merges && !(options.common.layout.empty() && options.listName.empty() && options.before.empty())) {
+    if (options.merges &&
+        !(options.common.layout.empty() && options.files.listName.empty() && options.before.empty())) {
         throw UseError("--merge takes answers that say what they were about: no --layout, --from or --files-from");
     }
     if (options.asCsv && (options.common.asJson || options.isPartial)) {
@@ -118,7 +119,7 @@ int Survey(const SurveyOptions& options, const Console& anyConsole) {
             PrintUnitRecords(console, unit);
         }
     };
-    SurveyFrame frame = options.merges ? MergeUnits(options.paths, take) : SurveyFiles(options, console, take);
+    SurveyFrame frame = options.merges ? MergeUnits(options.files.paths, take) : SurveyFiles(options, console, take);
     frame.unmatched = acceptance.Unmatched();
     if (database) {
         database->PutInPlace();

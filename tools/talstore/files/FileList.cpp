@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "files/Archive.h"
 #include "files/InputError.h"
 #include "files/Interrupt.h"
 
@@ -25,22 +26,50 @@ std::vector<std::string> SplitNames(std::istream& stream, char end) {
     return names;
 }
 
-void WalkFolder(const std::filesystem::path& folder, std::vector<ListedFile>& files) {
-    StopIfInterrupted();
-    std::error_code error;
-    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
-         entry.increment(error)) {
+/// Lists what is named, and what is in it.
+class Lister {
+public:
+    /// @param parent  What is left out of the names in what was given.
+    void Add(const std::string& name, const std::filesystem::path& parent) {
         std::error_code ignored;
-        if (entry->is_directory(ignored) && !entry->is_symlink(ignored)) {
-            WalkFolder(entry->path(), files);
-        } else if (entry->is_regular_file(ignored)) {
-            files.push_back({entry->path().string(), {}});
+        if (std::filesystem::is_directory(name, ignored)) {
+            Walk(name, parent);
+        } else {
+            files_.push_back({name, InsideOf(name, parent), {}});
         }
     }
-    if (error) {
-        files.push_back({folder.string(), error.message()});
+
+    std::vector<ListedFile> Take() {
+        // What was given first says what it is called.
+        std::stable_sort(files_.begin(), files_.end());
+        files_.erase(std::unique(files_.begin(), files_.end()), files_.end());
+        return std::move(files_);
     }
-}
+
+private:
+    static std::string InsideOf(const std::filesystem::path& name, const std::filesystem::path& parent) {
+        return parent.empty() ? name.string() : name.lexically_relative(parent).string();
+    }
+
+    void Walk(const std::filesystem::path& folder, const std::filesystem::path& parent) {
+        StopIfInterrupted();
+        std::error_code error;
+        for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+             entry.increment(error)) {
+            std::error_code ignored;
+            if (entry->is_directory(ignored) && !entry->is_symlink(ignored)) {
+                Walk(entry->path(), parent);
+            } else if (entry->is_regular_file(ignored)) {
+                files_.push_back({entry->path().string(), InsideOf(entry->path(), parent), {}});
+            }
+        }
+        if (error) {
+            files_.push_back({folder.string(), {}, error.message()});
+        }
+    }
+
+    std::vector<ListedFile> files_;
+};
 
 }  // namespace
 
@@ -55,19 +84,18 @@ std::vector<std::string> ReadNames(const std::string& listName, char end) {
     return SplitNames(list, end);
 }
 
-std::vector<ListedFile> ListFiles(const std::vector<std::string>& names) {
-    std::vector<ListedFile> files;
-    for (const std::string& name : names) {
+std::vector<ListedFile> ListFiles(const std::vector<std::string>& paths, const std::vector<std::string>& listed) {
+    Lister lister;
+    for (const std::string& path : paths) {
         std::error_code ignored;
-        if (std::filesystem::is_directory(name, ignored)) {
-            WalkFolder(name, files);
-        } else {
-            files.push_back({name, {}});
-        }
+        const bool isLikeFolder = std::filesystem::is_directory(path, ignored) || IsArchive(path);
+        const std::filesystem::path parent = std::filesystem::path(path).parent_path();
+        lister.Add(path, isLikeFolder ? std::filesystem::path(path) : parent);
     }
-    std::sort(files.begin(), files.end());
-    files.erase(std::unique(files.begin(), files.end()), files.end());
-    return files;
+    for (const std::string& name : listed) {
+        lister.Add(name, {});
+    }
+    return lister.Take();
 }
 
 }  // namespace tal::talstore

@@ -1,5 +1,5 @@
 /// @file
-/// The files of a survey: those that are named, and those in the folders that are.
+/// Many files: those that are named, and those in the folders that are.
 #ifndef TALSTORE_FILE_LIST_H
 #define TALSTORE_FILE_LIST_H
 
@@ -10,6 +10,7 @@ namespace tal::talstore {
 
 struct ListedFile {
     std::string name;
+    std::string inside;   ///< Its name in what was given: empty for an archive, which is taken for a folder.
     std::string problem;  ///< Of a folder that cannot be walked; empty for a file.
 
     [[nodiscard]] bool operator<(const ListedFile& other) const { return name < other.name; }
@@ -20,10 +21,12 @@ struct ListedFile {
 /// @param end       What ends a name: a newline or a NUL.
 [[nodiscard]] std::vector<std::string> ReadNames(const std::string& listName, char end);
 
-/// @param names  Folders are walked for regular files; a name that is no folder stays as it is, be the file there or
-/// not.
+/// Folders are walked for regular files; a name that is no folder stays as it is, be the file there or not.
+/// @param paths   What was given one by one: the files in a folder have their names in it, others their last part.
+/// @param listed  What was given in a list: all have their names there.
 /// @return the files in the order of their names, each name once.
-[[nodiscard]] std::vector<ListedFile> ListFiles(const std::vector<std::string>& names);
+[[nodiscard]] std::vector<ListedFile> ListFiles(const std::vector<std::string>& paths,
+                                                const std::vector<std::string>& listed);
 
 }  // namespace tal::talstore
 

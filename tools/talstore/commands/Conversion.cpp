@@ -1,0 +1,155 @@
+#include "commands/Conversion.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
+
+#include "board/Losses.h"
+#include "board/RestoreFindings.h"
+#include "commands/Report.h"
+#include "commands/Settings.h"
+#include "common/Text.h"
+#include "files/InputError.h"
+#include "files/WholeFile.h"
+
+namespace tal::talstore {
+
+using tools::Count;
+using tools::Printable;
+
+namespace {
+
+bool WasRetrieved(const host::Variable& stored, const VariableReport& /*restored*/) {
+    return stored.Retrieved();
+}
+
+Finding NothingFound(const char* message) {
+    return {Severity::Error, "nothing-found", {}, {}, message};
+}
+
+}  // namespace
+
+/// What the input's board has.
+struct Converter::Reading {
+    std::vector<Loss> losses;
+    std::string counts;
+    std::vector<Finding> findings;   ///< Of the input.
+    std::optional<Finding> nothing;  ///< When nothing would arrive.
+    std::set<std::string> unfilled;  ///< Variables that are not said to be filled with defaults.
+};
+
+Converter::Converter(const ConvertOptions& options, const Console& console) : options_(options), style_(console) {
+    if (!options.renames.empty()) {
+        renames_ = Renames::Parse(options.renames, ReadWholeFile(options.renames));
+    }
+    before_ = LoadLayout(options.oldLayout);
+    after_ = LoadLayout(options.common.layout);
+    back_ = LoadLayout(options.common.layout);
+    ApplySettings(*after_, options.settings);
+    if (before_ != nullptr) {
+        for (const std::string& path : renames_.Unknown(*before_)) {
+            console.err << "talstore: " << Printable(options.renames) << ": " << Printable(path)
+                        << ": the old layout has nothing of this path\n";
+        }
+    }
+}
+
+Converter::Reading Converter::Read(const ConversionJob& job) {
+    Reading reading;
+    host::Database& layout = before_ == nullptr ? *after_ : *before_;
+    layout.ResetToDefaults();
+    StoredContents contents = Inspect(job.input, &layout);
+    const ProviderSession session(ProviderOf(job.input.format), 0, job.channel, job.input.name);
+    const RestoreReport report = Restore(session, job.input, contents, layout);
+    reading.losses = LossesOfReading(contents, report);
+    reading.counts = CountsText(report);
+    reading.nothing = FindNothingRestored(contents, report);
+    reading.findings = std::move(contents.findings);
+    for (const VariableReport& variable : report.variables) {
+        if (variable.outcome != Outcome::Defaulted) {
+            reading.unfilled.insert(variable.variable->Path());
+        }
+    }
+    return reading;
+}
+
+/// Moves the values from the inputs' layout into that of the outputs.
+void Converter::CarryInto(Reading& reading) {
+    after_->ResetToDefaults();
+    for (Loss& loss : CarryOver(*before_, *after_, renames_)) {
+        reading.unfilled.insert(loss.path);
+        reading.losses.push_back(std::move(loss));
+    }
+    const std::vector<host::Variable*>& variables = after_->Variables();
+    const bool hasAny = std::any_of(variables.begin(), variables.end(),
+                                    [](const host::Variable* variable) { return variable->Retrieved(); });
+    if (!hasAny && !reading.nothing) {
+        reading.nothing = NothingFound("nothing in it belongs to the new layout");
+    }
+}
+
+/// The variables that the input does not hold and the output does: they have their defaults.
+std::size_t Converter::FilledCount(const Reading& reading, const RestoreReport& after) const {
+    return static_cast<std::size_t>(
+        std::count_if(after.variables.begin(), after.variables.end(), [&](const VariableReport& variable) {
+            const std::string& path = variable.variable->Path();
+            const bool hasDefault = !after_->At(path).Retrieved() && reading.unfilled.count(path) == 0;
+            return hasDefault && variable.variable->Retrieved();
+        }));
+}
+
+Conversion Converter::Convert(const ConversionJob& job, bool isOneOfSeveral) {
+    Reading reading = Read(job);
+    if (before_ != nullptr) {
+        CarryInto(reading);
+    }
+    ApplySettings(*after_, options_.settings);
+
+    const ProviderSession writing(ProviderOf(job.format), 0, job.channel, job.output);
+    auto [run, bytes] = writing.Store(*after_);
+    if (QBF_IsFailure(run.result) || !bytes) {
+        throw InputError(job.output + ": the provider could not store the file");
+    }
+    const StorageFile output = {job.output, *bytes, job.format};
+    back_->ResetToDefaults();
+    const ReadBack after = ReadBackFrom(writing, output, *after_, *back_, WasRetrieved);
+    const bool isWritten = after.IsReadable() && !reading.nothing;
+
+    std::ostringstream out;
+    std::ostringstream err;
+    const Console told = {out, err, style_.hasColour, style_.width};
+    if (options_.common.asJson) {
+        constexpr std::size_t kSeveral = 2;
+        PrintAnswer(told, "convert",
+                    {{"input", {{"file", job.input.name}, {"format", NameOf(job.input.format)}}},
+                     {"output", {{"file", output.name}, {"format", NameOf(job.format)}}},
+                     {"written", isWritten},
+                     {"filled", FilledCount(reading, after.report)},
+                     {"notRead", LossesJson(reading.losses)},
+                     {"notCarried", LossesJson(after.losses)}},
+                    isOneOfSeveral ? kSeveral : 1);
+    } else {
+        Table table;
+        AddLosses(table, reading.losses);
+        AddLosses(table, after.losses);
+        table.Print(told);
+        out << Printable(job.input.name) << " (" << NameOf(job.input.format) << "): " << reading.counts << '\n'
+            << Printable(output.name) << " (" << NameOf(job.format) << "): ";
+        if (isWritten) {
+            out << Count(bytes->size(), "byte") << ", " << after.losses.size() << " not carried, "
+                << FilledCount(reading, after.report) << " not in the input and filled with defaults\n";
+        } else {
+            out << "not written, since " << (reading.nothing ? "nothing would arrive" : "no board could read it")
+                << '\n';
+        }
+    }
+    if (reading.nothing) {
+        TellFindings(told, job.input.name, reading.findings);
+        TellFindings(told, job.input.name, {*reading.nothing});
+    }
+    const bool isWhole = isWritten && reading.losses.empty() && after.losses.empty();
+    return {isWhole ? kFine : kProblems, isWritten ? std::move(bytes) : std::nullopt, out.str(), err.str()};
+}
+
+}  // namespace tal::talstore
