@@ -4,6 +4,7 @@
 #define TAL_TOOLS_DEMO_DEMO_H
 
 #include <cstddef>
+#include <filesystem>
 #include <nlohmann/json_fwd.hpp>
 
 namespace tal::demo {
@@ -23,6 +24,11 @@ struct Setting {
 [[nodiscard]] bool ShowChangedLayout(const Setting& setting);
 /// The board-support provider on a played board, with one variable missing and one of the wrong type.
 [[nodiscard]] bool ShowBoard();
+
+/// Stores the files of some hundred units, of which a third run the layout and the others a changed one, and
+/// descriptions of both: units/*, old.json and new.json, for a survey of what the former lose. Shows nothing.
+/// @param folder  Is made.
+[[nodiscard]] bool StoreFleet(const Setting& setting, const std::filesystem::path& folder);
 
 }  // namespace tal::demo
 

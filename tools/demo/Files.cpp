@@ -161,7 +161,45 @@ json ChangedLayout(json description, std::string& objectName) {
     return description;
 }
 
+/// Gives each unit texts of its own, but for some that nobody has set up.
+void Commission(host::Database& database, int unit) {
+    database.ForEachVariable([&](const std::string& /*path*/, host::Variable& variable) {
+        if (variable.Type() == VARIABLE_TYPE_STRING && unit % 4 != 0) {
+            variable.SetText(std::to_string(unit));
+        }
+    });
+}
+
+bool StoreUnit(host::Database& database, const Format& format, const std::filesystem::path& folder, int unit) {
+    constexpr int kFirstNumber = 1000;
+    database.ResetToDefaults();
+    Commission(database, unit);
+    const QBFResult result = InitializedProvider(format).StoreAll(kCalibration, database.Handle(), 0);
+    std::filesystem::path name = "unit" + std::to_string(kFirstNumber + unit);
+    name.replace_extension(std::filesystem::path(format.fileName).extension());
+    std::filesystem::copy_file(format.fileName, folder / name, std::filesystem::copy_options::overwrite_existing);
+    return result == QBF_OK;
+}
+
 }  // namespace
+
+bool StoreFleet(const Setting& setting, const std::filesystem::path& folder) {
+    constexpr int kUnits = 300;
+    std::string objectName;
+    const json changed = ChangedLayout(setting.description, objectName);
+    std::filesystem::create_directories(folder / "units");
+    WriteFileText((folder / "old.json").c_str(), setting.description.dump());
+    WriteFileText((folder / "new.json").c_str(), changed.dump());
+    const auto before = host::LoadDatabase(setting.description);
+    const auto after = host::LoadDatabase(changed);
+    bool isFine = true;
+    for (int unit = 0; unit < kUnits; ++unit) {
+        const bool isOld = unit % 3 == 0;
+        const Format& format = isOld && unit % 2 != 0 ? kSecure : kXml;
+        isFine &= StoreUnit(isOld ? *before : *after, format, folder / "units", unit);
+    }
+    return isFine;
+}
 
 bool ShowXmlRoundTrip(const Setting& setting) {
     ShowHeading("XML: into a file and back");

@@ -63,9 +63,11 @@ int Run(int argc, char** argv) {
     std::string fileName;
     std::size_t rowLimit = 18;
     bool showsTrace = false;
+    std::filesystem::path fleet;
     app.add_option("DESCRIPTION", fileName, "JSON description of the database")->required();
     app.add_option("--rows", rowLimit, "Rows of each table at most")->capture_default_str();
     app.add_flag("--trace", showsTrace, "Show every trace record, not only warnings and errors");
+    app.add_option("--fleet", fleet, "Store the files of some hundred units in this folder, too");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -77,8 +79,15 @@ int Run(int argc, char** argv) {
     if (showsTrace) {
         DS_trace.threshold = BRQTRACE_INFORMATION;
     }
+    if (!fleet.empty()) {
+        fleet = std::filesystem::absolute(fleet);
+    }
     const Workplace workplace;
-    const bool isFine = ShowEverything({description, rowLimit});
+    const tal::demo::Setting setting = {description, rowLimit};
+    bool isFine = ShowEverything(setting);
+    if (!fleet.empty()) {
+        isFine &= tal::demo::StoreFleet(setting, fleet);
+    }
     std::cout << (isFine ? "\nEverything came out as it should.\n" : "\nSomething is wrong, see above.\n");
     return isFine ? 0 : 1;
 }
