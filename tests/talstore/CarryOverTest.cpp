@@ -275,6 +275,12 @@ TEST_F(Renamed, FilesOfAllKindsGoIntoOneFolderAndAreCounted) {
     EXPECT_EQ(All("upgraded/more/3.sbin"), "3\n2\n3\n");
 }
 
+TEST_F(Renamed, FileGoesIntoAFolderThatIsThere) {
+    StoreUnit("unit.xml", "1");
+    EXPECT_EQ(Convert({"unit.xml", "units", "--to", "secure"}, kRenames).status, 0);
+    EXPECT_EQ(All("units/unit.sbin"), "1\n2\n3\n");
+}
+
 TEST_F(Renamed, FilesOfAListKeepTheirNamesInTheFolder) {
     StoreUnit("units/1.sbin", "1");
     StoreUnit("2.sbin", "2");

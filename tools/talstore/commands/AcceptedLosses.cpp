@@ -51,7 +51,7 @@ private:
         }
         AcceptedLoss loss = {
             TextOf(entry, place, "variable"), TextOf(entry, place, "kind"), TextOf(entry, place, "reason"), {}};
-        const std::vector<std::string> kinds = KindsOfLoss();
+        const std::vector<std::string>& kinds = KindsOfLoss();
         if (std::find(kinds.begin(), kinds.end(), loss.kind) == kinds.end()) {
             Fail(place + ".kind", Quoted(loss.kind) + " is no kind of loss");
         }

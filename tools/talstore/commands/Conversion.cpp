@@ -99,6 +99,44 @@ std::size_t Converter::FilledCount(const Reading& reading, const RestoreReport& 
         }));
 }
 
+/// What has become of a file.
+struct Converter::Result {
+    const ConversionJob& job;
+    const Reading& reading;
+    const ReadBack& after;
+    std::size_t filledCount;
+    std::size_t size;
+    bool isWritten;
+};
+
+Json Converter::JsonOf(const Result& result) {
+    const ConversionJob& job = result.job;
+    return {{"input", {{"file", job.input.name}, {"format", NameOf(job.input.format)}}},
+            {"output", {{"file", job.output}, {"format", NameOf(job.format)}}},
+            {"written", result.isWritten},
+            {"filled", result.filledCount},
+            {"notRead", LossesJson(result.reading.losses)},
+            {"notCarried", LossesJson(result.after.losses)}};
+}
+
+void Converter::Print(const Console& console, const Result& result) {
+    const ConversionJob& job = result.job;
+    Table table;
+    AddLosses(table, result.reading.losses);
+    AddLosses(table, result.after.losses);
+    table.Print(console);
+    console.out << Printable(job.input.name) << " (" << NameOf(job.input.format) << "): " << result.reading.counts
+                << '\n'
+                << Printable(job.output) << " (" << NameOf(job.format) << "): ";
+    if (result.isWritten) {
+        console.out << Count(result.size, "byte") << ", " << result.after.losses.size() << " not carried, "
+                    << result.filledCount << " not in the input and filled with defaults\n";
+    } else {
+        console.out << "not written, since "
+                    << (result.reading.nothing ? "nothing would arrive" : "no board could read it") << '\n';
+    }
+}
+
 Conversion Converter::Convert(const ConversionJob& job, bool isOneOfSeveral) {
     Reading reading = Read(job);
     if (before_ != nullptr) {
@@ -111,38 +149,19 @@ Conversion Converter::Convert(const ConversionJob& job, bool isOneOfSeveral) {
     if (QBF_IsFailure(run.result) || !bytes) {
         throw InputError(job.output + ": the provider could not store the file");
     }
-    const StorageFile output = {job.output, *bytes, job.format};
     back_->ResetToDefaults();
-    const ReadBack after = ReadBackFrom(writing, output, *after_, *back_, WasRetrieved);
+    const ReadBack after = ReadBackFrom(writing, {job.output, *bytes, job.format}, *after_, *back_, WasRetrieved);
     const bool isWritten = after.IsReadable() && !reading.nothing;
 
     std::ostringstream out;
     std::ostringstream err;
     const Console told = {out, err, style_.hasColour, style_.width};
+    const Result result = {job, reading, after, FilledCount(reading, after.report), bytes->size(), isWritten};
     if (options_.common.asJson) {
         constexpr std::size_t kSeveral = 2;
-        PrintAnswer(told, "convert",
-                    {{"input", {{"file", job.input.name}, {"format", NameOf(job.input.format)}}},
-                     {"output", {{"file", output.name}, {"format", NameOf(job.format)}}},
-                     {"written", isWritten},
-                     {"filled", FilledCount(reading, after.report)},
-                     {"notRead", LossesJson(reading.losses)},
-                     {"notCarried", LossesJson(after.losses)}},
-                    isOneOfSeveral ? kSeveral : 1);
+        PrintAnswer(told, "convert", JsonOf(result), isOneOfSeveral ? kSeveral : 1);
     } else {
-        Table table;
-        AddLosses(table, reading.losses);
-        AddLosses(table, after.losses);
-        table.Print(told);
-        out << Printable(job.input.name) << " (" << NameOf(job.input.format) << "): " << reading.counts << '\n'
-            << Printable(output.name) << " (" << NameOf(job.format) << "): ";
-        if (isWritten) {
-            out << Count(bytes->size(), "byte") << ", " << after.losses.size() << " not carried, "
-                << FilledCount(reading, after.report) << " not in the input and filled with defaults\n";
-        } else {
-            out << "not written, since " << (reading.nothing ? "nothing would arrive" : "no board could read it")
-                << '\n';
-        }
+        Print(told, result);
     }
     if (reading.nothing) {
         TellFindings(told, job.input.name, reading.findings);

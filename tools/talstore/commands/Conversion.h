@@ -6,11 +6,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 
 #include "ReferenceHost.h"
 #include "board/CarryOver.h"
+#include "board/Restore.h"
 #include "commands/Commands.h"
 #include "formats/StorageFile.h"
 
@@ -42,10 +44,13 @@ public:
 
 private:
     struct Reading;
+    struct Result;
 
     [[nodiscard]] Reading Read(const ConversionJob& job);
     void CarryInto(Reading& reading);
     [[nodiscard]] std::size_t FilledCount(const Reading& reading, const RestoreReport& after) const;
+    static nlohmann::ordered_json JsonOf(const Result& result);
+    static void Print(const Console& console, const Result& result);
 
     const ConvertOptions& options_;
     const Console& style_;

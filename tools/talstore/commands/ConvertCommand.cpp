@@ -247,10 +247,14 @@ int ConvertMany(const ConvertOptions& options, const std::string& folder, const 
     return isComplete ? tally.worst : kInterrupted + InterruptingSignal();
 }
 
-bool IsOneFile(const ManyFilesOptions& files) {
+bool IsFolder(const std::string& name) {
     std::error_code ignored;
-    return files.listName.empty() && files.paths.size() == 1 && !fs::is_directory(files.paths.front(), ignored) &&
-           !IsArchive(files.paths.front());
+    return fs::is_directory(name, ignored);
+}
+
+bool IsOneFile(const ManyFilesOptions& files, const std::string& output) {
+    return files.listName.empty() && files.paths.size() == 1 && !IsFolder(files.paths.front()) &&
+           !IsArchive(files.paths.front()) && !IsFolder(output);
 }
 
 }  // namespace
@@ -273,7 +277,7 @@ int Convert(const ConvertOptions& options, const Console& console) {
     if (!options.isInPlace && output.empty()) {
         throw UseError("the folder to write is missing");
     }
-    if (!IsOneFile(converted.files)) {
+    if (!IsOneFile(converted.files, output)) {
         return ConvertMany(converted, output, console);
     }
     return options.isInPlace

@@ -5,6 +5,7 @@
 #include "commands/ManyFiles.h"
 #include "commands/Report.h"
 #include "commands/UseError.h"
+#include "common/Text.h"
 #include "files/InputError.h"
 
 namespace tal::talstore {
