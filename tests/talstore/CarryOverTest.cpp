@@ -284,7 +284,7 @@ TEST_F(Renamed, FileGoesIntoAFolderThatIsThere) {
 TEST_F(Renamed, FilesOfAListKeepTheirNamesInTheFolder) {
     StoreUnit("units/1.sbin", "1");
     StoreUnit("2.sbin", "2");
-    WriteFile("list", std::string("units/1.sbin\0") + '\0' + "2.sbin");
+    WriteFile("list", std::string("units/1.sbin") + '\0' + "2.sbin");
     EXPECT_EQ(Convert({"--files-from", "list", "-0", "upgraded"}, kRenames).status, 0);
     EXPECT_EQ(All("upgraded/units/1.sbin"), "1\n2\n3\n");
     EXPECT_EQ(All("upgraded/2.sbin"), "2\n2\n3\n");
