@@ -236,6 +236,25 @@ TEST_F(SurveyFiles, ThatAreDoneWhenItIsInterruptedAreTold) {
     EXPECT_TRUE(fs::is_empty("temporary"));
 }
 
+TEST_F(SurveyFiles, OfAnArchiveThatIsReadWhenItIsInterruptedGiveAnIncompleteAnswer) {
+    ASSERT_EQ(std::system("tar cf whole.tar -C units a.sbin b.sbin more/c.xml more/d.sbin"), 0);
+    ASSERT_EQ(mkfifo("pipe.tar", 0600), 0);
+    // Two processes want a file each, and the second one is still to come.
+    WriteFile("script",
+              "set -m\n"
+              "\"$@\" > answer &\n"
+              "exec 3> pipe.tar\n"
+              "head -c 1024 whole.tar >&3\n"
+              "sleep 0.3\n"
+              "kill -INT $!\n"
+              "tail -c +1025 whole.tar >&3\n"
+              "exec 3>&-\n"
+              "wait $!\n");
+    const int ended = std::system("bash script " TALSTORE_COMMAND " survey pipe.tar --jobs 2 --layout layout.json");
+    EXPECT_EQ(WEXITSTATUS(ended), 130);
+    EXPECT_THAT(ReadFile("answer"), testing::StartsWith("incomplete: "));
+}
+
 TEST_F(SurveyFiles, LeaveNothingInTheTemporaryDirectory) {
     fs::create_directory("temporary");
     setenv("TMPDIR", fs::absolute("temporary").c_str(), 1);

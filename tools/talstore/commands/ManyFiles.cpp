@@ -10,6 +10,7 @@
 #include "commands/UseError.h"
 #include "common/Text.h"
 #include "files/InputError.h"
+#include "files/Interrupt.h"
 #include "files/PrivateDirectory.h"
 #include "files/WholeFile.h"
 
@@ -110,7 +111,12 @@ bool DealOutFiles(const ManyFilesOptions& options, std::vector<ListedFile> files
     };
     jobs.tick = [&] { progress.Show(takenCount, source.Total()); };
     const std::size_t count = options.jobs != 0 ? options.jobs : std::max(1U, std::thread::hardware_concurrency());
-    return DealOut({count, std::chrono::seconds(options.timeout)}, jobs);
+    try {
+        return DealOut({count, std::chrono::seconds(options.timeout)}, jobs);
+    } catch (const Interrupted&) {
+        // What has been taken is told all the same.
+        return false;
+    }
 }
 
 }  // namespace tal::talstore

@@ -228,7 +228,6 @@ private:
     }
 
     void ReadUnit() {
-        StopIfInterrupted();
         const std::optional<UnitReport> before = std::exchange(unit_, std::nullopt);
         const std::string line = NextLine();
         if (line_ == lineCount_) {
@@ -376,7 +375,11 @@ SurveyFrame MergeUnits(const std::vector<std::string>& names, const TakeUnit& ta
     for (const auto& reader : readers) {
         frame.isComplete = frame.isComplete && reader->Frame().isComplete;
     }
-    while (AnswerReader* const first = FirstOf(readers)) {
+    for (AnswerReader* first = nullptr; (first = FirstOf(readers)) != nullptr;) {
+        if (InterruptingSignal() != 0) {
+            frame.isComplete = false;
+            break;
+        }
         take(first->Take());
     }
     return frame;
