@@ -548,6 +548,17 @@ TEST_F(SurveyFiles, OfAnAnswerWithAnUnknownFormatOrKindAreRefused) {
               "talstore: changed: line 1: the answer has more files than its summary says\n");
 }
 
+TEST_F(SurveyFiles, OfAnAnswerInAnotherOrderAreRefused) {
+    StoreFile("a.sbin");
+    StoreFile("b.sbin");
+    const std::string answer = Survey({"a.sbin", "b.sbin", "--partial"}).out;
+    const std::size_t second = answer.find('\n') + 1;
+    const std::size_t summary = answer.find('\n', second) + 1;
+    WriteFile("swapped", answer.substr(second, summary - second) + answer.substr(0, second) + answer.substr(summary));
+    EXPECT_EQ(Talstore({"survey", "--merge", "swapped"}).err,
+              "talstore: swapped: line 2: the file comes before the one above it\n");
+}
+
 TEST_F(SurveyFiles, WithNamesThatAreNotUtf8HaveTheSameOrderWhenTheyAreMerged) {
     // U+FFFD, which stands for the bytes in answers, is after U+4E2D and before U+1F4BE; the bytes are after all of
     // them.

@@ -228,7 +228,7 @@ private:
     }
 
     void ReadUnit() {
-        const std::optional<UnitReport> before = std::exchange(unit_, std::nullopt);
+        unit_.reset();
         const std::string line = NextLine();
         if (line_ == lineCount_) {
             if (unitsLeft_ != 0) {
@@ -241,17 +241,18 @@ private:
         if (unitsLeft_-- == 0) {
             Refuse("the answer has more files than its summary says");
         }
-        if (before && !MayFollow(*before, record.unit)) {
+        if (!MayFollow(placeBefore_, record.unit)) {
             Refuse("the file comes before the one above it");
         }
+        placeBefore_ = record.unit.Order();
         for (; record.lossCount > 0; --record.lossCount) {
             Understand(NextLine(), "loss", [&](const Json& json) { record.unit.losses.push_back(LossOf(json)); });
         }
         unit_ = std::move(record.unit);
     }
 
-    static bool MayFollow(const UnitReport& before, const UnitReport& unit) {
-        return before.Order() < unit.Order() || (before.Order() == unit.Order() && !unit.archive.empty());
+    static bool MayFollow(const std::string& placeBefore, const UnitReport& unit) {
+        return placeBefore < unit.Order() || (placeBefore == unit.Order() && !unit.archive.empty());
     }
 
     std::string NextLine() {
@@ -288,6 +289,7 @@ private:
     std::uint64_t unitsLeft_ = 0;  ///< Of those that the summary counts.
     SurveyFrame frame_;
     std::optional<UnitReport> unit_;
+    std::string placeBefore_;  ///< Where the unit before it stands among others.
 };
 
 void RequireTheSameSubject(const AnswerReader& first, const AnswerReader& other) {
