@@ -203,6 +203,15 @@ TEST(Salvage, LeavesOutEveryBrokenVariableOfALargeDocument) {
     EXPECT_EQ(talstore::SalvageDocument(Document(start + variables + end)), Document(start + whole + end));
 }
 
+TEST(Salvage, OfADocumentInAnotherEncodingReadsTheRestInIt) {
+    const std::string start =
+        "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><storage><region name = \"R\"><object name = \"O\">";
+    const std::string end = "</object></region></storage>";
+    const std::string after = Variable("after", "STRING", "caf\xE9");
+    EXPECT_EQ(talstore::SalvageDocument(start + Variable("broken", "STRING", "a & b") + after + end),
+              start + "\n" + after + end);
+}
+
 // ---- What is found after the damage
 
 class Recovering : public testing::Test {
