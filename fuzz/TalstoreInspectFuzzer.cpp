@@ -254,7 +254,7 @@ void CompareWithItself(const Files& files, Format format) {
 void ConvertToDocument(const Files& files, Format format) {
     Printed(
         [&](const Console& console) {
-            return Convert({WithLayout(files, format, 0), files.File(), files.Output(), "xml"}, console);
+            return Convert({WithLayout(files, format, 0), {{files.File(), files.Output()}}, "xml"}, console);
         },
         1);
 }

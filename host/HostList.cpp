@@ -5,20 +5,16 @@
 
 #include "Device/DeviceSupport/DeviceSupport.h"
 
-namespace {
-
-struct ItemNode {
-    ItemNode* next;
-    void* item;
-};
-
-}  // namespace
-
 /// All zero is an empty list, so memory that was cleared but never constructed serves as one. The iterator position is
 /// the node of the next item.
 struct CList {
-    ItemNode* head;
-    ItemNode* tail;
+    struct Node {
+        Node* next;
+        void* item;
+    };
+
+    Node* head;
+    Node* tail;
 };
 static_assert(sizeof(CList) <= 16 * sizeof(void*));
 static_assert(std::is_trivial_v<CList>);
@@ -35,7 +31,7 @@ QBFResult CList_PushTail(CList* list, void* item) {
     if (list == nullptr) {
         return QBF_E_INVALID_ARGUMENT;
     }
-    auto* const node = new (std::nothrow) ItemNode{nullptr, item};
+    auto* const node = new (std::nothrow) CList::Node{nullptr, item};
     if (node == nullptr) {
         return QBF_E_FAILED;
     }
@@ -56,7 +52,7 @@ QBFResult CList_GetNext(CList* list, void** item, HostIterator* iterator) {
     if (list == nullptr || item == nullptr || iterator == nullptr) {
         return QBF_E_INVALID_ARGUMENT;
     }
-    const auto* const node = static_cast<const ItemNode*>(*iterator);
+    const auto* const node = static_cast<const CList::Node*>(*iterator);
     if (node == nullptr) {
         return QBF_E_NO_NAME;
     }
@@ -69,8 +65,8 @@ QBFResult CList_Destruct(CList* list) {
     if (list == nullptr) {
         return QBF_E_INVALID_ARGUMENT;
     }
-    for (const ItemNode* node = list->head; node != nullptr;) {
-        const ItemNode* const next = node->next;
+    for (const CList::Node* node = list->head; node != nullptr;) {
+        const CList::Node* const next = node->next;
         delete node;
         node = next;
     }

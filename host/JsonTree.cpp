@@ -15,7 +15,7 @@ constexpr int kDeepestValue = 1000;
 
 constexpr const char* kTypeNames[] = {"null", "boolean", "number", "number", "number", "string", "array", "object"};
 
-std::uint32_t Checked32(std::size_t size) {
+std::uint32_t SizeOfNode(std::size_t size) {
     if (size > std::numeric_limits<std::uint32_t>::max()) {
         throw std::length_error("a text or list of a JSON document has less than 4294967296 items");
     }
@@ -88,7 +88,7 @@ public:
     [[nodiscard]] JsonTree Take() { return std::move(tree_); }
 
 private:
-    static void CountIn(Node& container) { container.size = Checked32(std::size_t{container.size} + 1); }
+    static void CountIn(Node& container) { container.size = SizeOfNode(std::size_t{container.size} + 1); }
 
     Node& Add(Kind kind) {
         if (!open_.empty() && tree_.nodes_[open_.back()].kind == Kind::Array) {
@@ -101,7 +101,7 @@ private:
     void AddText(const std::string& text) {
         Node& node = Add(Kind::String);
         node.textStart = tree_.texts_.size();
-        node.size = Checked32(text.size());
+        node.size = SizeOfNode(text.size());
         tree_.texts_ += text;
     }
 

@@ -5,6 +5,7 @@
 #include "Support.h"
 #include "commands/Commands.h"
 #include "files/PrivateDirectory.h"
+#include "support/CaseStep.h"
 
 namespace tal::test {
 
@@ -47,7 +48,7 @@ protected:
 };
 
 TEST_P(DamagedInput, CutAnywhereIsNoTrouble) {
-    for (std::size_t length = 0; length < whole_.size(); ++length) {
+    for (std::size_t length = 0; length < whole_.size(); length += CaseStep()) {
         WriteFile(damagedName_, whole_.substr(0, length));
         const std::string damage = "cut to " + std::to_string(length);
         Expect([&](const auto& console) { return talstore::Show({Common(), {damagedName_}}, console); }, damage);
@@ -61,7 +62,7 @@ TEST_P(DamagedInput, CutAnywhereIsNoTrouble) {
 }
 
 TEST_P(DamagedInput, WithAnyByteChangedIsNoTrouble) {
-    for (std::size_t i = 0; i < whole_.size(); ++i) {
+    for (std::size_t i = 0; i < whole_.size(); i += CaseStep()) {
         for (const char changed : {static_cast<char>(whole_[i] ^ 1), '<'}) {
             std::string bytes = whole_;
             bytes[i] = changed;
