@@ -203,6 +203,32 @@ TEST(Salvage, LeavesOutEveryBrokenVariableOfALargeDocument) {
     EXPECT_EQ(talstore::SalvageDocument(Document(start + variables + end)), Document(start + whole + end));
 }
 
+TEST(Salvage, LeavesOutEveryBrokenVariableAfterALongComment) {
+    constexpr int kBroken = 5000;
+    constexpr std::size_t kMebibyte = 1048576;
+    std::string variables;
+    for (int i = 0; i < kBroken; ++i) {
+        variables += Variable("b" + std::to_string(i), "STRING", "a & b");
+    }
+    const std::string start = "<?xml version=\"1.0\"?><!--" + std::string(kMebibyte, 'x') +
+                              "--><storage><region name = \"R\"><object name = \"O\">";
+    const std::string last = Variable("last", "STRING", "x") + "</object></region></storage>";
+    const std::string mended = talstore::SalvageDocument(start + variables + last);
+    EXPECT_EQ(mended.substr(0, start.size()), start);
+    EXPECT_EQ(mended.substr(mended.size() - last.size()), last);
+    EXPECT_EQ(mended.find("a & b"), std::string::npos);
+}
+
+TEST(Salvage, LeavesOutVariablesOfWhichNoneHasAnEnd) {
+    constexpr int kBroken = 20000;
+    const std::string start = "<?xml version=\"1.0\"?><storage><region name = \"R\"><object name = \"O\">";
+    std::string document = start;
+    for (int i = 0; i < kBroken; ++i) {
+        document += "<variable name=\"a\"><&";
+    }
+    EXPECT_EQ(talstore::SalvageDocument(document), start + "</object></region></storage>");
+}
+
 TEST(Salvage, OfADocumentInAnotherEncodingReadsTheRestInIt) {
     const std::string start =
         "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><storage><region name = \"R\"><object name = \"O\">";

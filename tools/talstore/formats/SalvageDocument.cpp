@@ -17,7 +17,7 @@ struct OpenElement {
 /// What is mended of a document so far.
 struct Mended {
     std::string text;
-    std::string prolog;  ///< What stands before the root.
+    std::string prolog;  ///< What has to stand before the root when that is opened again.
     std::vector<OpenElement> open;
 };
 
@@ -112,7 +112,7 @@ private:
         const std::size_t end = attempt.End();
         std::vector<OpenElement> open = attempt.TakeOpen();
         if (mended_.open.empty() && !open.empty()) {
-            mended_.prolog = rest_.substr(0, open.front().begin);
+            mended_.prolog = Declaration(rest_.substr(0, open.front().begin));
         }
         mended_.open = std::move(open);
         const std::size_t broken = BrokenPart();
@@ -121,6 +121,17 @@ private:
             return !SkipStrayEnd() && Close();
         }
         return !LeaveOut(broken, end) && Close();
+    }
+
+    /// Of what stands before the root, all that matters to the parser after it: the encoding.
+    static std::string_view Declaration(std::string_view prolog) {
+        constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+        constexpr std::string_view kBegin = "<?xml ";
+        constexpr std::string_view kEnd = "?>";
+        const std::size_t begin = prolog.substr(0, kByteOrderMark.size()) == kByteOrderMark ? kByteOrderMark.size() : 0;
+        const std::size_t end = prolog.find(kEnd);
+        const bool isDeclared = prolog.substr(begin, kBegin.size()) == kBegin && end != kNowhere;
+        return isDeclared ? prolog.substr(0, end + kEnd.size()) : prolog;
     }
 
     /// What stands before the root is no value.
@@ -176,13 +187,18 @@ private:
 
     /// @return the place in the rest after a broken variable: its own end, or what comes before that.
     [[nodiscard]] std::size_t PlaceAfterVariable(std::size_t from) const {
-        const std::size_t end = rest_.find(kVariableEnd, from);
-        std::size_t place = end == kNowhere ? end : end + kVariableEnd.size();
-        for (const std::string_view next : {"<variable ", "<object ", "</object>"}) {
-            const std::size_t found = rest_.substr(0, place).find(next, from);
-            place = std::min(place, found);
+        for (std::size_t place = rest_.find('<', from); place != kNowhere; place = rest_.find('<', place + 1)) {
+            const std::string_view tag = rest_.substr(place, kVariableEnd.size());
+            if (tag == kVariableEnd) {
+                return place + kVariableEnd.size();
+            }
+            for (const std::string_view next : {"<variable ", "<object ", "</object>"}) {
+                if (tag.substr(0, next.size()) == next) {
+                    return place;
+                }
+            }
         }
-        return place;
+        return kNowhere;
     }
 
     bool Close() {
