@@ -28,6 +28,7 @@ namespace {
 using tal::fuzz::Require;
 using tal::talstore::CommonOptions;
 using tal::talstore::Console;
+using tal::talstore::ConvertOptions;
 using tal::talstore::Fate;
 using tal::talstore::Format;
 using tal::talstore::LayoutOptions;
@@ -252,11 +253,9 @@ void CompareWithItself(const Files& files, Format format) {
 }
 
 void ConvertToDocument(const Files& files, Format format) {
-    Printed(
-        [&](const Console& console) {
-            return Convert({WithLayout(files, format, 0), {{files.File(), files.Output()}}, "xml"}, console);
-        },
-        1);
+    ConvertOptions options = {WithLayout(files, format, 0), {{files.File(), files.Output()}}, "xml"};
+    options.isForced = true;
+    Printed([&](const Console& console) { return Convert(options, console); }, 1);
 }
 
 void MakeLayout(const Files& files, Format format) {

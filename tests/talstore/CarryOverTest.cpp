@@ -28,7 +28,8 @@ protected:
         WriteFile("new.json", WithOneVariable(newType));
         EXPECT_EQ(Talstore({"store", "old.sbin", "--force", "--layout", "old.json", "--set", "R/O/v=" + value}).status,
                   0);
-        const Ended ended = Talstore({"convert", "old.sbin", "new.sbin", "--from", "old.json", "--layout", "new.json"});
+        const Ended ended =
+            Talstore({"convert", "old.sbin", "new.sbin", "--force", "--from", "old.json", "--layout", "new.json"});
         if (ended.status == 1) {
             return ended.out.substr(0, ended.out.find('\n'));
         }
@@ -225,6 +226,19 @@ TEST_F(Renamed, FolderIsReplacedFileByFile) {
     EXPECT_EQ(ReadFile("units/empty.xml"), "<svg/>");
 }
 
+TEST_F(Renamed, FolderIsWrittenOverByForce) {
+    StoreUnit("units/1.sbin", "1");
+    StoreUnit("units/2.sbin", "2");
+    std::filesystem::create_directory("upgraded");
+    WriteFile("upgraded/1.sbin", "stale");
+    WriteFile("outside.sbin", "precious");
+    std::filesystem::create_symlink("../outside.sbin", "upgraded/2.sbin");
+    const Ended ended = Convert({"units", "upgraded", "--force"}, kRenames);
+    EXPECT_EQ(ended.err, "talstore: upgraded/2.sbin: is there already, and units/2.sbin is not converted\n");
+    EXPECT_EQ(All("upgraded/1.sbin"), "1\n2\n3\n");
+    EXPECT_EQ(ReadFile("outside.sbin"), "precious");
+}
+
 TEST_F(Renamed, FileIsReplacedInPlace) {
     StoreUnit("unit.xml", "1");
     EXPECT_EQ(Convert({"unit.xml", "--in-place"}, kRenames).status, 0);
@@ -249,6 +263,128 @@ TEST_F(Renamed, FolderNeedsFilesAndAPlaceToGo) {
     EXPECT_THAT(Convert({"--files-from", "list"}, kRenames).err,
                 StartsWith("talstore: the folder to write is missing\n"));
     EXPECT_THAT(Convert({"--in-place"}, kRenames).err, StartsWith("talstore: a file to convert is missing\n"));
+}
+
+// ---- Damaged files
+
+class DamagedConversion : public Renamed {
+protected:
+    /// The last record is cut: what it held is not in the file any more.
+    static void Cut(const std::string& name) {
+        StoreUnit(name, "7");
+        const std::string whole = ReadFile(name);
+        WriteFile(name, whole.substr(0, whole.size() - 2));
+    }
+
+    /// The mark of the second record is another one: a board stops there, though all that follows is whole.
+    static void BreakSecondMark(const std::string& name) {
+        StoreUnit(name, "7");
+        std::string bytes = ReadFile(name);
+        const std::size_t second = bytes.find(bytes.substr(0, 4), 4);
+        ASSERT_NE(second, std::string::npos);
+        bytes[second] ^= 0x01;
+        WriteFile(name, bytes);
+    }
+
+    static Ended Run(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "convert");
+        arguments.insert(arguments.end(), {"--layout", "old.json"});
+        return Talstore(arguments);
+    }
+};
+
+TEST_F(DamagedConversion, TellsTheDamageAndWhatIsMissingOfACutFile) {
+    Cut("cut.sbin");
+    const Ended ended = Run({"cut.sbin", "new.xml"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.out,
+              "defaulted  R/Same/a  not in the file\n"
+              "cut.sbin (secure): 2 restored, 1 defaulted\n"
+              "cut.sbin: damaged: the file ends inside the record's path: 8 of 9 bytes; 'talstore recover' shows what "
+              "it holds\n"
+              "new.xml (xml): 358 bytes, 0 not carried, 0 not in the input and filled with defaults\n");
+    EXPECT_TRUE(std::filesystem::exists("new.xml"));
+}
+
+TEST_F(DamagedConversion, TellsTheDamageOfABadMark) {
+    BreakSecondMark("bad.sbin");
+    const Ended ended = Run({"bad.sbin", "new.xml"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.out,
+              "left  R/Old/b   the board gives up before it sets the defaults\n"
+              "left  R/Same/a  the board gives up before it sets the defaults\n"
+              "bad.sbin (secure): 1 restored, 2 left\n"
+              "bad.sbin: damaged: Start marker missing, binary file bad.sbin seems to be corrupt - FATAL, aborting "
+              "retrieval; 'talstore recover' shows what it holds\n"
+              "new.xml (xml): 358 bytes, 0 not carried, 0 not in the input and filled with defaults\n");
+}
+
+TEST_F(DamagedConversion, TellsTheDamageInJson) {
+    Cut("cut.sbin");
+    const nlohmann::json json = Run({"cut.sbin", "new.xml", "--json"}).Json();
+    EXPECT_EQ(json["damage"], "the file ends inside the record's path: 8 of 9 bytes");
+    EXPECT_EQ(json["written"], true);
+    EXPECT_EQ(json["filled"], 0);
+    EXPECT_EQ(json["notRead"], nlohmann::json::parse(R"([
+        {"kind": "defaulted", "path": "R/Same/a", "reason": "not in the file"}])"));
+    StoreUnit("whole.sbin", "7");
+    EXPECT_EQ(Run({"whole.sbin", "whole.xml", "--json"}).Json()["damage"], "");
+}
+
+TEST_F(DamagedConversion, NamesWhatIsMissingByItsOldPathAndDoesNotCountItAgain) {
+    StoreUnit("cut.sbin", "7");
+    WriteFile("cut.sbin", ReadFile("cut.sbin").substr(0, 40));
+    const Ended ended = Convert({"cut.sbin", "new.sbin"}, kRenames);
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.out,
+              "defaulted  R/Old/b   not in the file\n"
+              "defaulted  R/Same/a  not in the file\n"
+              "cut.sbin (secure): 1 restored, 2 defaulted\n"
+              "cut.sbin: damaged: the file ends inside a record header: 11 of 20 bytes; 'talstore recover' shows what "
+              "it holds\n"
+              "new.sbin (secure): 89 bytes, 0 not carried, 0 not in the input and filled with defaults\n");
+}
+
+TEST_F(DamagedConversion, DoesNotReplaceADamagedFileInPlace) {
+    Cut("cut.sbin");
+    BreakSecondMark("bad.sbin");
+    for (const std::string name : {"cut.sbin", "bad.sbin"}) {
+        const std::string before = ReadFile(name);
+        const Ended ended = Run({name, "--in-place"});
+        EXPECT_EQ(ended.status, 1) << name;
+        EXPECT_THAT(ended.out, HasSubstr("; 'talstore recover' shows what it holds\n"));
+        EXPECT_THAT(ended.out, testing::EndsWith("not written, since the damaged input would be lost\n"));
+        EXPECT_EQ(ReadFile(name), before);
+    }
+}
+
+TEST_F(DamagedConversion, DoesNotReplaceADamagedFileByItsOwnName) {
+    Cut("cut.sbin");
+    const std::string before = ReadFile("cut.sbin");
+    EXPECT_EQ(Run({"cut.sbin", "./cut.sbin", "--force"}).status, 1);
+    EXPECT_EQ(ReadFile("cut.sbin"), before);
+}
+
+TEST_F(DamagedConversion, DoesNotReplaceDamagedFilesOfAFolder) {
+    Cut("units/cut.sbin");
+    BreakSecondMark("units/bad.sbin");
+    StoreUnit("units/whole.sbin", "7");
+    const std::string cut = ReadFile("units/cut.sbin");
+    const std::string bad = ReadFile("units/bad.sbin");
+    const Ended ended = Convert({"units", "--in-place"}, kRenames);
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.out, testing::EndsWith("3 files: 1 written, 2 not written, 0 cannot be converted\n"));
+    EXPECT_EQ(ReadFile("units/cut.sbin"), cut);
+    EXPECT_EQ(ReadFile("units/bad.sbin"), bad);
+    EXPECT_EQ(All("units/whole.sbin"), "7\n2\n3\n");
+}
+
+TEST_F(DamagedConversion, WritesWhatIsLeftOfAFolderIntoAnother) {
+    Cut("units/cut.sbin");
+    const Ended ended = Convert({"units", "upgraded"}, kRenames);
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.out, HasSubstr("units/cut.sbin: damaged: "));
+    EXPECT_EQ(All("upgraded/cut.sbin"), "7\n2\n0\n");
 }
 
 // ---- Many files
@@ -312,6 +448,80 @@ TEST_F(Renamed, FilesNeverLeaveTheFolder) {
               "talstore: units/../../up.sbin: its name leads out of the folder to write\n");
 }
 
+TEST_F(Renamed, FilesDoNotLeaveTheFolderByLinks) {
+    std::filesystem::create_directories("units/sub");
+    std::filesystem::create_directories("target");
+    std::filesystem::create_directories("upgraded");
+    std::filesystem::create_symlink("../target", "upgraded/sub");
+    StoreUnit("units/sub/1.sbin", "1");
+    const Ended ended = Convert({"units", "upgraded"}, kRenames);
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_EQ(ended.err,
+              "talstore: upgraded/sub/1.sbin: a link leads out of the folder to write, and units/sub/1.sbin is not "
+              "converted\n");
+    EXPECT_TRUE(std::filesystem::is_empty("target"));
+}
+
+TEST_F(Renamed, FilesOutsideOfTheFolderAreNotReplacedByLinks) {
+    StoreUnit("outside.sbin", "1");
+    const std::string before = ReadFile("outside.sbin");
+    std::filesystem::create_symlink("../outside.sbin", "units/link.sbin");
+    const Ended ended = Convert({"units", "--in-place"}, kRenames);
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_EQ(ended.err, "talstore: units/link.sbin: a link in a folder is not followed to be changed in its place\n");
+    EXPECT_EQ(ReadFile("outside.sbin"), before);
+    EXPECT_EQ(Convert({"units/link.sbin", "--in-place"}, kRenames).status, 0) << "it is named";
+    EXPECT_EQ(All("outside.sbin"), "1\n2\n3\n");
+}
+
+TEST_F(Renamed, FilesKeepTheNumbersAtTheEndsOfTheirNames) {
+    StoreUnit("1.sbin", "1");
+    StoreUnit("2.sbin", "2");
+    std::filesystem::rename("1.sbin", "units/unit.0001");
+    std::filesystem::rename("2.sbin", "units/unit.0002");
+    EXPECT_EQ(Convert({"units", "upgraded", "--to", "xml"}, kRenames).status, 0);
+    EXPECT_EQ(All("upgraded/unit.0001.xml"), "1\n2\n3\n");
+    EXPECT_EQ(All("upgraded/unit.0002.xml"), "2\n2\n3\n");
+}
+
+TEST_F(Renamed, FilesThatAnEarlierRunHasWrittenAreNotConvertedAgain) {
+    StoreUnit("units/1.sbin", "1");
+    ASSERT_EQ(Convert({"units", "units/upgraded"}, kRenames).status, 0);
+    std::filesystem::rename("units/upgraded/1.sbin", "units/upgraded/0.sbin");
+    const Ended again = Convert({"units", "units/upgraded"}, kRenames);
+    EXPECT_EQ(again.status, 0) << again.err;
+    EXPECT_THAT(again.out, testing::EndsWith("\n1 file: 1 written, 0 not written, 0 cannot be converted\n"));
+    EXPECT_FALSE(std::filesystem::exists("units/upgraded/upgraded"));
+}
+
+TEST_F(Renamed, FilesGoIntoTheFolderThatTheirFolderIsIn) {
+    StoreUnit("units/1.sbin", "1");
+    EXPECT_EQ(Convert({"units", "."}, kRenames).status, 0);
+    EXPECT_EQ(All("1.sbin"), "1\n2\n3\n");
+    EXPECT_EQ(Convert({"units", "units", "--to", "xml"}, kRenames).status, 0);
+    EXPECT_EQ(All("units/1.xml"), "1\n2\n3\n");
+}
+
+TEST_F(Renamed, FilesDoNotGoIntoAFolderOfTheNameOfStandardOutput) {
+    StoreUnit("units/1.sbin", "1");
+    const Ended ended = Convert({"units", "-"}, kRenames);
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.err, StartsWith("talstore: several files go into a folder, and - is standard output\n"));
+    EXPECT_FALSE(std::filesystem::exists("-"));
+}
+
+TEST_F(Renamed, FileThatIsNotThereIsNamed) {
+    EXPECT_EQ(Convert({"units/nothere", "upgraded"}, kRenames).err,
+              "talstore: units/nothere: No such file or directory\n");
+}
+
+TEST_F(Renamed, RefusesAMapWithAnOldPathTwice) {
+    StoreUnit("unit.sbin", "1");
+    const Ended ended = Convert({"unit.sbin", "new.sbin"}, R"({"R/Old/a": "R/New/a", "R/Old/a": "R/Same/a"})");
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_EQ(ended.err, "talstore: renames.json: R/Old/a: stands there twice, and only one new path can be meant\n");
+}
+
 TEST_F(Renamed, FilesThatWouldGoToOnePlaceAreRefusedWithBothNames) {
     StoreUnit("units/1.sbin", "1");
     StoreUnit("units/1.xml", "2");
@@ -329,7 +539,7 @@ TEST_F(Renamed, FilesAreReplacedOnceAndArchivesNever) {
     const Ended ended = Convert({"units", "--in-place"}, kRenames);
     EXPECT_EQ(ended.status, 2);
     EXPECT_EQ(ended.err,
-              "talstore: units/2.sbin: this is where units/1.sbin goes, and units/2.sbin is not converted\n"
+              "talstore: units/2.sbin: a link in a folder is not followed to be changed in its place\n"
               "talstore: units/a.tar: an archive is not changed in its place\n");
     EXPECT_EQ(All("units/1.sbin"), "1\n2\n3\n");
     EXPECT_EQ(ReadFile("units/a.tar"), ReadFile("kept.tar"));

@@ -55,7 +55,9 @@ TEST_P(DamagedInput, CutAnywhereIsNoTrouble) {
         Expect([&](const auto& console) { return talstore::Check({Common(true), {damagedName_}}, console); }, damage);
         Expect(
             [&](const auto& console) {
-                return talstore::Convert({Common(), {{damagedName_, "converted.xml"}}, "xml"}, console);
+                talstore::ConvertOptions options = {Common(), {{damagedName_, "converted.xml"}}, "xml"};
+                options.isForced = true;
+                return talstore::Convert(options, console);
             },
             damage);
     }

@@ -452,7 +452,7 @@ TEST_F(Restoring, AnUnregisteredArrayOfObjectsHasNoElementsToTake) {
 
 TEST_F(Restoring, OfADocumentThatCannotBeParsedLosesWhatIsLeft) {
     static_cast<void>(Restore(Format::Xml, InObject(Variable("a", "U8", "5") + "<")));
-    const std::vector<talstore::Loss> losses = LossesOfReading(contents_, report_);
+    const std::vector<talstore::Loss> losses = LossesOfReading(contents_, report_, true);
     ASSERT_EQ(losses.size(), 1U);
     EXPECT_EQ(losses[0].kind, std::string("left"));
     EXPECT_EQ(losses[0].path, "R/O/b");

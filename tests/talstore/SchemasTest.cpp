@@ -46,7 +46,7 @@ TEST_F(Schemas, DescribeEveryAnswer) {
         }
         Ask({"retrieve", name, "--layout", "layout.json", "--trace"});
         Ask({"diff", name, "unit.bin", "--layout", "layout.json"});
-        Ask({"convert", name, "to.xml", "--layout", "layout.json"});
+        Ask({"convert", name, "to.xml", "--force", "--layout", "layout.json"});
         Ask({"get", name, "R", "other", "--layout", "layout.json"});
         Ask({"set", name, "R/O/u8=9", "R/O/text=a & b", "--layout", "layout.json"});
     }

@@ -304,7 +304,7 @@ TEST_F(Retrieve, DoesNotDependOnWhatWasRetrievedBefore) {
 class Convert : public StorageFiles {
 protected:
     static Ended Run(const std::string& from, const std::string& to) {
-        return Talstore({"convert", from, to, "--layout", "layout.json"});
+        return Talstore({"convert", from, to, "--force", "--layout", "layout.json"});
     }
 };
 
@@ -438,6 +438,17 @@ TEST_F(Convert, InPlaceReadsBeforeItWrites) {
     const std::string before = ReadFile("unit.xml");
     EXPECT_EQ(Run("unit.xml", "unit.xml").status, 0);
     EXPECT_EQ(ReadFile("unit.xml"), before);
+}
+
+TEST_F(Convert, ReplacesAFileOnlyByForce) {
+    StoreFile("unit.sbin", {"R/O/u8=9"});
+    WriteFile("other.sbin", "precious");
+    const Ended ended = Talstore({"convert", "unit.sbin", "other.sbin", "--layout", "layout.json"});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_THAT(ended.err, StartsWith("talstore: other.sbin: is there already, and --force replaces it\nusage: "));
+    EXPECT_EQ(ReadFile("other.sbin"), "precious");
+    EXPECT_EQ(Run("unit.sbin", "other.sbin").status, 0);
+    EXPECT_EQ(ReadFile("other.sbin"), ReadFile("unit.sbin"));
 }
 
 TEST_F(Convert, NeedsALayoutAndAKnownOutput) {

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
 
 #include "TypeTable.h"
 #include "board/Restore.h"
@@ -84,9 +85,20 @@ std::string CarryValue(const host::Variable& from, host::Variable& to) {
 }  // namespace
 
 Renames Renames::Parse(const std::string& name, std::string_view text) {
-    const nlohmann::json json = nlohmann::json::parse(text, nullptr, false);
+    std::set<std::string> oldPaths;
+    std::optional<std::string> repeated;
+    const auto keepKeys = [&](int /*depth*/, nlohmann::json::parse_event_t event, nlohmann::json& parsed) {
+        if (event == nlohmann::json::parse_event_t::key && !oldPaths.insert(parsed.get<std::string>()).second) {
+            repeated = parsed.get<std::string>();
+        }
+        return true;
+    };
+    const nlohmann::json json = nlohmann::json::parse(text, keepKeys, false);
     if (!json.is_object()) {
         RefuseFile(name, "has to be a JSON object of old and new paths");
+    }
+    if (repeated) {
+        RefuseFile(name, Printable(*repeated) + ": stands there twice, and only one new path can be meant");
     }
     Renames renames;
     for (const auto& [oldPath, newPath] : json.items()) {

@@ -40,11 +40,11 @@ std::vector<Loss> UnwritableTexts(const host::Database& stored) {
 
 }  // namespace
 
-std::vector<Loss> LossesOfReading(const StoredContents& contents, const RestoreReport& report) {
+std::vector<Loss> LossesOfReading(const StoredContents& contents, const RestoreReport& report, bool isDamaged) {
     std::vector<Loss> losses;
     for (const VariableReport& variable : report.variables) {
-        const bool isInFile = variable.item != kNone || variable.outcome == Outcome::Left;
-        if (isInFile && !IsAsExpected(variable.outcome)) {
+        const bool isOfFile = isDamaged || variable.item != kNone || variable.outcome == Outcome::Left;
+        if (isOfFile && !IsAsExpected(variable.outcome)) {
             losses.push_back({NameOf(variable.outcome), variable.variable->Path(), variable.reason});
         }
     }

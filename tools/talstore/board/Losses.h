@@ -18,7 +18,9 @@ struct Loss {
 };
 
 /// What the layout's board does not take from the file.
-[[nodiscard]] std::vector<Loss> LossesOfReading(const StoredContents& contents, const RestoreReport& report);
+/// @param isDamaged  Whether what the board does not find may have been in the file.
+[[nodiscard]] std::vector<Loss> LossesOfReading(const StoredContents& contents, const RestoreReport& report,
+                                                bool isDamaged);
 
 /// Whether it matters that the variable comes back.
 using IsOfInterest = bool (*)(const host::Variable& stored, const VariableReport& restored);

@@ -45,6 +45,18 @@ std::optional<Finding> FindNothingRestored(const StoredContents& contents, const
     return Finding{Severity::Error, "nothing-found", {}, {}, "nothing in it belongs to this layout"};
 }
 
+std::string DamageOf(const StoredContents& contents, const RestoreReport& report) {
+    if (!report.failure.empty()) {
+        return report.failure;
+    }
+    if (contents.isWhole) {
+        return {};
+    }
+    const auto error = std::find_if(contents.findings.begin(), contents.findings.end(),
+                                    [](const Finding& finding) { return finding.severity == Severity::Error; });
+    return error == contents.findings.end() ? "a reader stops before its end" : error->message;
+}
+
 std::vector<Finding> FindInValues(const StoredContents& contents, const RestoreReport& report) {
     std::vector<Finding> findings;
     std::size_t lostArray = kNone;

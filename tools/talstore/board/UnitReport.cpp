@@ -4,6 +4,7 @@
 #include <unordered_set>
 
 #include "TypeTable.h"
+#include "board/RestoreFindings.h"
 #include "board/Value.h"
 #include "common/Text.h"
 #include "files/Packed.h"
@@ -144,18 +145,6 @@ private:
     std::unordered_set<std::string> isKnown_;
     std::unordered_set<const host::Variable*> lostVariables_;
 };
-
-std::string DamageOf(const StoredContents& contents, const RestoreReport& report) {
-    if (!report.failure.empty()) {
-        return report.failure;
-    }
-    if (contents.isWhole) {
-        return {};
-    }
-    const auto error = std::find_if(contents.findings.begin(), contents.findings.end(),
-                                    [](const Finding& finding) { return finding.severity == Severity::Error; });
-    return error == contents.findings.end() ? "a reader stops before its end" : error->message;
-}
 
 /// The texts of a report, or of one that cannot be changed.
 template <class Report>

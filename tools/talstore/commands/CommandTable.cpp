@@ -283,15 +283,17 @@ CommandInfo ConvertRow(ConvertOptions& options) {
                 {"--rename", "MAP", "A JSON object of old and new paths, of variables, objects or regions",
                  &options.renames, Offer::Files},
                 {"--in-place", nullptr, "Replace every file by what it is converted to; no PATH is an output",
-                 &options.isInPlace}}),
+                 &options.isInPlace},
+                {"--force", nullptr, "Replace a file that is there", &options.isForced}}),
         "  talstore convert unit.bin unit.xml --layout board.json\n"
         "  talstore convert unit.xml unit.dat --to secure --layout board.json\n"
         "  talstore convert old.sbin new.sbin --from old.json --layout new.json \\\n"
         "      --rename renamed.json\n"
         "  talstore convert returned/ upgraded/ --from old.json --layout new.json\n"
         "  talstore convert returned.tar.gz upgraded/ --from old.json --layout new.json\n",
-        "An output that no board could read is not written. Of folders and archives every file is converted, into its "
-        "own format unless --to is given, and has its name in the folder to write; nothing that is there is replaced. "
+        "An output that no board could read is not written, and a file that is there is replaced with --force only. Of "
+        "folders and archives every file is converted, into its own format unless --to is given, and has its name in "
+        "the folder to write. A damaged file is not replaced by --in-place. "
         "The formats of their files are those of a survey.",
         [&](const Console& console) { return Convert(options, console); }};
 }

@@ -145,6 +145,7 @@ struct ConvertOptions {
     std::string oldLayout = {};              ///< Of the input, where it is another one.
     std::string renames = {};                ///< Name of the file of new paths; empty for none.
     bool isInPlace = false;
+    bool isForced = false;  ///< Replaces files that are there.
 };
 int Convert(const ConvertOptions& options, const Console& console);
 

@@ -33,6 +33,7 @@ Finding NothingFound(const char* message) {
 /// What the input's board has.
 struct Converter::Reading {
     std::vector<Loss> losses;
+    std::string damage;  ///< Empty when the input is whole.
     std::string counts;
     std::vector<Finding> findings;   ///< Of the input.
     std::optional<Finding> nothing;  ///< When nothing would arrive.
@@ -62,13 +63,14 @@ Converter::Reading Converter::Read(const ConversionJob& job) {
     StoredContents contents = Inspect(job.input, &layout);
     const ProviderSession session(ProviderOf(job.input.format), 0, job.channel, job.input.name);
     const RestoreReport report = Restore(session, job.input, contents, layout);
-    reading.losses = LossesOfReading(contents, report);
+    reading.damage = DamageOf(contents, report);
+    reading.losses = LossesOfReading(contents, report, !reading.damage.empty());
     reading.counts = CountsText(report);
     reading.nothing = FindNothingRestored(contents, report);
     reading.findings = std::move(contents.findings);
     for (const VariableReport& variable : report.variables) {
-        if (variable.outcome != Outcome::Defaulted) {
-            reading.unfilled.insert(variable.variable->Path());
+        if (variable.outcome != Outcome::Defaulted || !reading.damage.empty()) {
+            reading.unfilled.insert(renames_.NewPathOf(variable.variable->Path()));
         }
     }
     return reading;
@@ -106,14 +108,22 @@ struct Converter::Result {
     const ReadBack& after;
     std::size_t filledCount;
     std::size_t size;
-    bool isWritten;
+    const char* hindrance;  ///< Why it is not written; null when it is.
 };
+
+const char* Converter::HindranceOf(const ConversionJob& job, const Reading& reading, const ReadBack& after) {
+    return reading.nothing                                ? "nothing would arrive"
+           : !after.IsReadable()                          ? "no board could read it"
+           : job.replacesInput && !reading.damage.empty() ? "the damaged input would be lost"
+                                                          : nullptr;
+}
 
 Json Converter::JsonOf(const Result& result) {
     const ConversionJob& job = result.job;
     return {{"input", {{"file", job.input.name}, {"format", NameOf(job.input.format)}}},
             {"output", {{"file", job.output}, {"format", NameOf(job.format)}}},
-            {"written", result.isWritten},
+            {"written", result.hindrance == nullptr},
+            {"damage", result.reading.damage},
             {"filled", result.filledCount},
             {"notRead", LossesJson(result.reading.losses)},
             {"notCarried", LossesJson(result.after.losses)}};
@@ -126,14 +136,17 @@ void Converter::Print(const Console& console, const Result& result) {
     AddLosses(table, result.after.losses);
     table.Print(console);
     console.out << Printable(job.input.name) << " (" << NameOf(job.input.format) << "): " << result.reading.counts
-                << '\n'
-                << Printable(job.output) << " (" << NameOf(job.format) << "): ";
-    if (result.isWritten) {
+                << '\n';
+    if (!result.reading.damage.empty()) {
+        console.out << Printable(job.input.name) << ": damaged: " << Printable(result.reading.damage)
+                    << "; 'talstore recover' shows what it holds\n";
+    }
+    console.out << Printable(job.output) << " (" << NameOf(job.format) << "): ";
+    if (result.hindrance == nullptr) {
         console.out << Count(result.size, "byte") << ", " << result.after.losses.size() << " not carried, "
                     << result.filledCount << " not in the input and filled with defaults\n";
     } else {
-        console.out << "not written, since "
-                    << (result.reading.nothing ? "nothing would arrive" : "no board could read it") << '\n';
+        console.out << "not written, since " << result.hindrance << '\n';
     }
 }
 
@@ -151,12 +164,12 @@ Conversion Converter::Convert(const ConversionJob& job, bool isOneOfSeveral) {
     }
     back_->ResetToDefaults();
     const ReadBack after = ReadBackFrom(writing, {job.output, *bytes, job.format}, *after_, *back_, WasRetrieved);
-    const bool isWritten = after.IsReadable() && !reading.nothing;
+    const char* const hindrance = HindranceOf(job, reading, after);
 
     std::ostringstream out;
     std::ostringstream err;
     const Console told = {out, err, style_.hasColour, style_.width};
-    const Result result = {job, reading, after, FilledCount(reading, after.report), bytes->size(), isWritten};
+    const Result result = {job, reading, after, FilledCount(reading, after.report), bytes->size(), hindrance};
     if (options_.common.asJson) {
         constexpr std::size_t kSeveral = 2;
         PrintAnswer(told, "convert", JsonOf(result), isOneOfSeveral ? kSeveral : 1);
@@ -167,7 +180,8 @@ Conversion Converter::Convert(const ConversionJob& job, bool isOneOfSeveral) {
         TellFindings(told, job.input.name, reading.findings);
         TellFindings(told, job.input.name, {*reading.nothing});
     }
-    const bool isWhole = isWritten && reading.losses.empty() && after.losses.empty();
+    const bool isWritten = hindrance == nullptr;
+    const bool isWhole = isWritten && reading.damage.empty() && reading.losses.empty() && after.losses.empty();
     return {isWhole ? kFine : kProblems, isWritten ? std::move(bytes) : std::nullopt, out.str(), err.str()};
 }
 

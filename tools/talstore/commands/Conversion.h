@@ -12,6 +12,7 @@
 
 #include "ReferenceHost.h"
 #include "board/CarryOver.h"
+#include "board/Losses.h"
 #include "board/Restore.h"
 #include "commands/Commands.h"
 #include "formats/StorageFile.h"
@@ -23,6 +24,7 @@ struct ConversionJob {
     std::string output;  ///< Its name.
     Format format;       ///< Of the output.
     std::uint32_t channel = 0;
+    bool replacesInput = false;
 };
 
 struct Conversion {
@@ -49,6 +51,8 @@ private:
     [[nodiscard]] Reading Read(const ConversionJob& job);
     void CarryInto(Reading& reading);
     [[nodiscard]] std::size_t FilledCount(const Reading& reading, const RestoreReport& after) const;
+    /// @return why the output must not be written; null when it may be.
+    static const char* HindranceOf(const ConversionJob& job, const Reading& reading, const ReadBack& after);
     static nlohmann::ordered_json JsonOf(const Result& result);
     static void Print(const Console& console, const Result& result);
 

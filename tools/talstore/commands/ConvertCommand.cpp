@@ -31,14 +31,20 @@ void Print(const Console& console, const Conversion& conversion) {
 
 // ---- One file into another
 
+bool IsSameFile(const std::string& name, const std::string& other) {
+    std::error_code ignored;
+    return fs::is_regular_file(name, ignored) && fs::equivalent(name, other, ignored);
+}
+
 int ConvertFile(const ConvertOptions& options, const std::string& name, const std::string& output,
                 std::optional<Format> format, const Console& console) {
     const ChannelRule channels(options.files.channelPattern, options.common.channel);
     StorageFile input = LoadStorageFile(name, ParseFormat(options.common.format), true);
     Converter converter(options, console);
     const Format outputFormat = format.value_or(input.format);
+    const bool replacesInput = IsSameFile(name, output);
     const Conversion conversion =
-        converter.Convert({std::move(input), output, outputFormat, channels.ChannelOf(name)}, false);
+        converter.Convert({std::move(input), output, outputFormat, channels.ChannelOf(name), replacesInput}, false);
     if (conversion.bytes) {
         WriteWholeFile(output, *conversion.bytes, console.out);
     }
@@ -46,23 +52,63 @@ int ConvertFile(const ConvertOptions& options, const std::string& name, const st
     return conversion.status;
 }
 
+/// With a pattern of the shell for its files, the second one of two would otherwise be lost.
+void RefuseToReplace(const std::string& output) {
+    std::error_code ignored;
+    if (fs::is_regular_file(output, ignored) && !IsStandardOutput(output)) {
+        throw UseError(output + ": is there already, and --force replaces it");
+    }
+}
+
 int ConvertInto(const ConvertOptions& options, const std::string& output, const Console& console) {
+    const std::string& input = options.files.paths.front();
+    std::error_code error;
+    if (input != "-" && fs::status(input, error).type() == fs::file_type::not_found) {
+        RefuseFile(input, error.message());
+    }
+    if (!options.isForced) {
+        RefuseToReplace(output);
+    }
     const std::optional<Format> given = ParseFormat(options.outputFormat);
     const std::optional<Format> format = given ? given : FormatOfName(output);
     if (!format) {
         throw UseError(output + ": say with --to what kind of file this shall be");
     }
-    return ConvertFile(options, options.files.paths.front(), output, format, console);
+    return ConvertFile(options, input, output, format, console);
 }
 
 // ---- Many files into a folder, or each in its place
 
-/// Where each file goes. No two go to the same place, and none to one where something is.
+/// Where the name leads, be it there or not.
+fs::path PlaceOf(const fs::path& name) {
+    std::error_code ignored;
+    return fs::weakly_canonical(fs::absolute(name, ignored), ignored);
+}
+
+/// @param place, folder  As PlaceOf has them. A folder is in itself.
+bool IsIn(const fs::path& place, const fs::path& folder) {
+    const fs::path inside = place.lexically_relative(folder);
+    return !inside.empty() && *inside.begin() != "..";
+}
+
+/// Numbers at the end of a name are part of it: unit.0001 is another unit than unit.0002.
+fs::path WithEnding(fs::path name, Format format) {
+    if (FormatOfName(name.string())) {
+        name.replace_extension();
+    }
+    return name += InfoOf(format).ending;
+}
+
+/// Where each file goes. No two go to the same place, none out of the folder, and none to one where something is unless
+/// that may be replaced.
 class Outputs {
 public:
     /// @param folder  Empty: every file is replaced.
     /// @param format  None: each file keeps its own.
-    Outputs(std::string folder, std::optional<Format> format) : folder_(std::move(folder)), format_(format) {}
+    Outputs(std::string folder, std::optional<Format> format, bool isForced)
+        : folder_(std::move(folder)), format_(format), isForced_(isForced) {}
+
+    [[nodiscard]] bool ReplaceInputs() const { return folder_.empty(); }
 
     /// Throws InputError.
     [[nodiscard]] std::string Of(const SourceFile& file) const {
@@ -75,7 +121,7 @@ public:
         }
         fs::path name = fs::path(folder_) / inside;
         if (format_) {
-            name.replace_extension(InfoOf(*format_).ending);
+            name = WithEnding(std::move(name), *format_);
         }
         return name.string();
     }
@@ -83,13 +129,15 @@ public:
     /// Throws InputError when it must not be written there.
     void Reserve(const SourceFile& file) {
         const std::string output = Of(file);
-        std::error_code ignored;
-        const fs::path place = fs::weakly_canonical(output, ignored);
+        if (!folder_.empty() && !IsIn(PlaceOf(fs::path(output).parent_path()), PlaceOf(folder_))) {
+            RefuseFile(output, "a link leads out of the folder to write, and " + file.name + " is not converted");
+        }
+        const fs::path place = PlaceOf(output);
         const auto [earlier, isFree] = inputs_.emplace(place.empty() ? fs::path(output) : place, file.name);
         if (!isFree) {
             RefuseFile(output, "this is where " + earlier->second + " goes, and " + file.name + " is not converted");
         }
-        if (!folder_.empty() && fs::exists(fs::symlink_status(output, ignored))) {
+        if (!folder_.empty() && !MayBeWritten(output)) {
             RefuseFile(output, "is there already, and " + file.name + " is not converted");
         }
     }
@@ -107,8 +155,16 @@ public:
     }
 
 private:
+    /// A link is no file to replace: it may lead out of the folder.
+    [[nodiscard]] bool MayBeWritten(const std::string& output) const {
+        std::error_code ignored;
+        const fs::file_status status = fs::symlink_status(output, ignored);
+        return isForced_ ? !fs::exists(status) || fs::is_regular_file(status) : !fs::exists(status);
+    }
+
     std::string folder_;
     std::optional<Format> format_;
+    bool isForced_;
     std::map<fs::path, std::string> inputs_;  ///< By where they go.
 };
 
@@ -161,8 +217,9 @@ public:
             }
             StorageFile input = LoadSource(file, inputFormat_);
             const Format format = outputFormat_.value_or(input.format);
-            return converter_.Convert({std::move(input), outputs_.Of(file), format, channels_.ChannelOf(file.name)},
-                                      true);
+            return converter_.Convert(
+                {std::move(input), outputs_.Of(file), format, channels_.ChannelOf(file.name), outputs_.ReplaceInputs()},
+                true);
         } catch (const InputError& error) {
             return NotConverted(error.what());
         } catch (const std::bad_alloc&) {
@@ -198,10 +255,35 @@ struct Tally {
     }
 };
 
-std::vector<ListedFile> FilesToConvert(const ConvertOptions& options) {
+/// Whether the folder to write is in the one that was given, and this in it: an earlier run may have written it.
+bool IsOutput(const ListedFile& file, const fs::path& outputFolder) {
+    if (file.folder.empty()) {
+        return false;
+    }
+    const fs::path given = PlaceOf(file.folder);
+    return IsIn(outputFolder, given) && !IsIn(given, outputFolder) &&
+           IsIn(PlaceOf(fs::path(file.name).parent_path()), outputFolder);
+}
+
+std::vector<ListedFile> FilesBeside(const std::string& outputFolder, std::vector<ListedFile> files) {
+    const fs::path place = PlaceOf(outputFolder);
+    files.erase(
+        std::remove_if(files.begin(), files.end(), [&](const ListedFile& file) { return IsOutput(file, place); }),
+        files.end());
+    return files;
+}
+
+/// @param outputFolder  Empty: each in its place.
+std::vector<ListedFile> FilesToConvert(const ConvertOptions& options, const std::string& outputFolder) {
     std::vector<ListedFile> files = FilesOf(options.files, "to convert");
+    if (!options.isInPlace) {
+        return FilesBeside(outputFolder, std::move(files));
+    }
+    std::error_code ignored;
     for (ListedFile& file : files) {
-        if (options.isInPlace && IsArchive(file.name)) {
+        if (!file.folder.empty() && fs::is_symlink(file.name, ignored)) {
+            file.problem = "a link in a folder is not followed to be changed in its place";
+        } else if (IsArchive(file.name)) {
             file.problem = "an archive is not changed in its place";
         }
     }
@@ -209,7 +291,10 @@ std::vector<ListedFile> FilesToConvert(const ConvertOptions& options) {
 }
 
 int ConvertMany(const ConvertOptions& options, const std::string& folder, const Console& console) {
-    Outputs outputs(folder, ParseFormat(options.outputFormat));
+    if (folder == "-") {
+        throw UseError("several files go into a folder, and - is standard output");
+    }
+    Outputs outputs(folder, ParseFormat(options.outputFormat), options.isForced);
     ConverterOfFiles converter(options, outputs, console);
     Tally tally;
     FileFunctions functions;
@@ -240,7 +325,7 @@ int ConvertMany(const ConvertOptions& options, const std::string& folder, const 
         tally.Add(conversion);
     };
     functions.printsEach = true;
-    const bool isComplete = DealOutFiles(options.files, FilesToConvert(options), console, functions);
+    const bool isComplete = DealOutFiles(options.files, FilesToConvert(options, folder), console, functions);
     if (!options.common.asJson) {
         tally.Print(console, isComplete);
     }

@@ -33,7 +33,7 @@ public:
     void Add(const std::string& name, const std::filesystem::path& parent) {
         std::error_code ignored;
         if (std::filesystem::is_directory(name, ignored)) {
-            Walk(name, parent);
+            Walk(name, parent, name);
         } else {
             files_.push_back({name, InsideOf(name, parent), {}});
         }
@@ -51,20 +51,21 @@ private:
         return parent.empty() ? name.string() : name.lexically_relative(parent).string();
     }
 
-    void Walk(const std::filesystem::path& folder, const std::filesystem::path& parent) {
+    /// @param given  The folder that was named.
+    void Walk(const std::filesystem::path& folder, const std::filesystem::path& parent, const std::string& given) {
         StopIfInterrupted();
         std::error_code error;
         for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
              entry.increment(error)) {
             std::error_code ignored;
             if (entry->is_directory(ignored) && !entry->is_symlink(ignored)) {
-                Walk(entry->path(), parent);
+                Walk(entry->path(), parent, given);
             } else if (entry->is_regular_file(ignored)) {
-                files_.push_back({entry->path().string(), InsideOf(entry->path(), parent), {}});
+                files_.push_back({entry->path().string(), InsideOf(entry->path(), parent), {}, given});
             }
         }
         if (error) {
-            files_.push_back({folder.string(), {}, error.message()});
+            files_.push_back({folder.string(), {}, error.message(), given});
         }
     }
 

@@ -10,8 +10,9 @@ namespace tal::talstore {
 
 struct ListedFile {
     std::string name;
-    std::string inside;   ///< Its name in what was given: empty for an archive, which is taken for a folder.
-    std::string problem;  ///< Of a folder that cannot be walked; empty for a file.
+    std::string inside;       ///< Its name in what was given: empty for an archive, which is taken for a folder.
+    std::string problem;      ///< Of a folder that cannot be walked; empty for a file.
+    std::string folder = {};  ///< That was given, and in which it was found; empty for what was named itself.
 
     [[nodiscard]] bool operator<(const ListedFile& other) const { return name < other.name; }
     [[nodiscard]] bool operator==(const ListedFile& other) const { return name == other.name; }
