@@ -13,7 +13,7 @@ constexpr std::uint32_t kStringCapacity = 64;
 
 }  // namespace
 
-DocumentValues ReadDocumentValues(const StorageFile& file, const StoredContents& contents) {
+DocumentValues ReadDocumentValues(const StorageFile& file, const StoredContents& contents, Reported reported) {
     const ProviderSession session(ProviderOf(Format::Xml), 0, 0, file.name);
     DocumentValues values;
     LayoutWishes wishes;
@@ -21,7 +21,8 @@ DocumentValues ReadDocumentValues(const StorageFile& file, const StoredContents&
     std::vector<Finding> notOfInterest;
     for (;;) {
         values.layout = DeriveLayout(contents, wishes, notOfInterest);
-        values.report = Restore(session, file, contents, *values.layout);
+        values.report = reported == Reported::Items ? RestoreItems(session, file, contents, *values.layout)
+                                                    : Restore(session, file, contents, *values.layout);
         const std::size_t leftOutBefore = wishes.leftOut.size();
         for (const std::size_t index : contents.handedOn) {
             if (values.report.items[index].fate == Fate::Refused && wishes.leftOut.insert(index).second) {

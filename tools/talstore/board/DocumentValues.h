@@ -20,8 +20,12 @@ struct DocumentValues {
     std::map<std::size_t, std::string> refused;
 };
 
+/// Whether the report says what becomes of the variables, too, or of the items alone.
+enum class Reported { Items, ItemsAndVariables };
+
 /// Lets the library retrieve the document.
-[[nodiscard]] DocumentValues ReadDocumentValues(const StorageFile& file, const StoredContents& contents);
+[[nodiscard]] DocumentValues ReadDocumentValues(const StorageFile& file, const StoredContents& contents,
+                                                Reported reported = Reported::Items);
 
 }  // namespace tal::talstore
 

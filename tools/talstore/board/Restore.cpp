@@ -87,17 +87,28 @@ public:
 
     RestoreReport Report() {
         const std::vector<std::string> overFillers = RetrieveOverFillers();
-        if (QBF_IsFailure(report_.run.result)) {
-            report_.failure = ReasonForFailure();
-        }
-        report_.items.resize(contents_.items.size());
-        FollowItems();
+        ReportItems();
         ReportVariables(overFillers);
         ExplainStoredPaths();
         return std::move(report_);
     }
 
+    /// What becomes of variables is left out, and so is the look for it.
+    RestoreReport ReportOfItems() {
+        report_.run = session_.Retrieve(file_.bytes, layout_);
+        ReportItems();
+        return std::move(report_);
+    }
+
 private:
+    void ReportItems() {
+        if (QBF_IsFailure(report_.run.result)) {
+            report_.failure = ReasonForFailure();
+        }
+        report_.items.resize(contents_.items.size());
+        FollowItems();
+    }
+
     /// Retrieves over fillers and, if these do not tell what has been written, once more over the defaults.
     /// @return what the first retrieve left in each variable; nothing when it tells all.
     std::vector<std::string> RetrieveOverFillers() {
@@ -472,6 +483,11 @@ bool RestoreReport::IsClean() const {
 RestoreReport Restore(const ProviderSession& session, const StorageFile& file, const StoredContents& contents,
                       host::Database& layout, KnownPaths* paths) {
     return Restoration(session, file, contents, layout, paths).Report();
+}
+
+RestoreReport RestoreItems(const ProviderSession& session, const StorageFile& file, const StoredContents& contents,
+                           host::Database& layout) {
+    return Restoration(session, file, contents, layout, nullptr).ReportOfItems();
 }
 
 }  // namespace tal::talstore

@@ -90,6 +90,11 @@ struct RestoreReport {
                                     const StoredContents& contents, host::Database& layout,
                                     KnownPaths* paths = nullptr);
 
+/// Retrieves the file once, over what the variables hold, and reports no variables: that takes a third less time.
+/// @param layout  As when it was made, or set to its defaults.
+[[nodiscard]] RestoreReport RestoreItems(const ProviderSession& session, const StorageFile& file,
+                                         const StoredContents& contents, host::Database& layout);
+
 using VariableVisitor = std::function<void(host::Variable& variable, bool isWritable)>;
 
 /// Visits every variable that has a value, in the order in which all providers walk the tree.

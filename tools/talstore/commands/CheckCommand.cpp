@@ -34,7 +34,7 @@ std::string ChangedReason(const StoredItem& item) {
 
 /// Reports what does not come back as it stands in the document.
 void CheckValues(const StorageFile& file, StoredContents& contents) {
-    const DocumentValues values = ReadDocumentValues(file, contents);
+    const DocumentValues values = ReadDocumentValues(file, contents, Reported::ItemsAndVariables);
     for (const auto& [index, reason] : values.refused) {
         const StoredItem& item = contents.items[index];
         contents.findings.push_back({Severity::Error, "xml.refused", item.place, item.path,
