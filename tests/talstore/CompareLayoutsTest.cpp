@@ -162,6 +162,31 @@ TEST_F(CompareLayouts, AnswerInJUnitXml) {
               "</testsuites>\n");
 }
 
+TEST_F(CompareLayouts, ReplaceAJUnitReportAndNoOtherFile) {
+    const std::vector<std::pair<std::string, std::string>> others = {{"unit.sbin", Record("R/O/gain", "x")},
+                                                                     {"unit.xml", Document("")}};
+    for (const auto& [name, bytes] : others) {
+        WriteFile(name, bytes);
+        const Ended ended = Compare({"--junit", name});
+        EXPECT_EQ(ended.status, 2) << name;
+        EXPECT_EQ(ended.err, "talstore: " + name + ": is not replaced, for it is no JUnit report\n");
+        EXPECT_EQ(ended.out, "") << name;
+        EXPECT_EQ(ReadFile(name), bytes);
+    }
+    EXPECT_EQ(Compare({"--junit", "junit.xml"}).status, 1);
+    EXPECT_EQ(Compare({"--junit", "junit.xml"}).status, 1);
+}
+
+TEST_F(CompareLayouts, DoNotReplaceWhatTheyRead) {
+    WriteFile("accepted.json", R"({"accepted": []})");
+    for (const std::string read : {"old.json", "./new.json", "accepted.json"}) {
+        const std::string before = ReadFile(read);
+        EXPECT_EQ(Compare({"--accept", "accepted.json", "--junit", read}).err,
+                  "talstore: " + read + ": is not replaced, for it is read, too\n");
+        EXPECT_EQ(ReadFile(read), before);
+    }
+}
+
 TEST_F(CompareLayouts, EscapeNamesInJUnitXml) {
     WriteFile("old.json", WithVariables(R"({"name": "a<\"&>\u0001", "type": "U16"})"));
     ASSERT_EQ(Compare({"--format", "secure", "--junit", "-"}).status, 1);

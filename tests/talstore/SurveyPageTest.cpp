@@ -250,14 +250,14 @@ TEST_F(SurveyPages, AreRefusedBeforeTheSurveyWhereTheyCannotBeWritten) {
 }
 
 TEST_F(SurveyPages, ReplaceAFileInOneStepAndOnlyWhenTheyAreWhole) {
-    WriteFile("page.html", "old");
+    WriteFile("page.html", "<!DOCTYPE html>old");
     std::filesystem::create_hard_link("page.html", "same");
     std::filesystem::create_directory("empty");
     EXPECT_EQ(SurveyIntoPage({"empty"}).err, "talstore: there is no file to survey\n");
-    EXPECT_EQ(ReadFile("page.html"), "old");
+    EXPECT_EQ(ReadFile("page.html"), "<!DOCTYPE html>old");
     StoreFile("a.sbin");
     EXPECT_EQ(SurveyIntoPage({"a.sbin"}).status, 0);
-    EXPECT_EQ(ReadFile("same"), "old");
+    EXPECT_EQ(ReadFile("same"), "<!DOCTYPE html>old");
     EXPECT_THAT(ReadFile("page.html"), testing::EndsWith("</html>\n"));
     const auto drafts =
         std::count_if(std::filesystem::directory_iterator("."), {}, [](const std::filesystem::directory_entry& entry) {

@@ -2,11 +2,13 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <map>
 #include <random>
 #include <set>
 #include <sstream>
+#include <utility>
 
 #include "Support.h"
 #include "board/ProviderSession.h"
@@ -417,7 +419,7 @@ TEST_F(SurveyFiles, FillADatabase) {
     WriteFile("accepted.json",
               R"({"accepted": [{"variable": "R/O/u32", "kind": "refused", "reason": "carried over"}]})");
     ASSERT_EQ(std::system("tar cf b.tar units/b.sbin"), 0);
-    WriteFile("answer.db", "what was there before");
+    ASSERT_EQ(Survey({"units", "--sqlite", "answer.db"}).status, 1);
     const Ended ended = Survey({"units/a.sbin", "b.tar", "absent", "--accept", "accepted.json", "--from", "layout.json",
                                 "--values", "--sqlite", "answer.db"});
     EXPECT_EQ(ended.status, 2) << ended.err;
@@ -448,6 +450,183 @@ TEST_F(SurveyFiles, FillADatabaseThatIsNotThereUnlessTheyAreSurveyed) {
         return entry.path().filename().string().rfind("databases.", 0) == 0;
     });
     EXPECT_EQ(leftBeside, 0);
+}
+
+// ---- What is written beside the answer
+
+std::string FirstBytes(const std::string& name) {
+    return ReadFile(name).substr(0, 15);
+}
+
+TEST_F(SurveyFiles, FillADatabaseThatALinkLeadsToAndItsPermissionsStay) {
+    fs::create_directory("databases");
+    WriteFile("databases/answer.db", "");
+    fs::permissions("databases/answer.db", fs::perms::owner_read | fs::perms::owner_write);
+    fs::create_symlink("databases/answer.db", "link");
+    EXPECT_EQ(Survey({"units", "--sqlite", "link"}).status, 1);
+    EXPECT_TRUE(fs::is_symlink("link"));
+    EXPECT_EQ(FirstBytes("databases/answer.db"), "SQLite format 3");
+    EXPECT_EQ(fs::status("databases/answer.db").permissions(), fs::perms::owner_read | fs::perms::owner_write);
+}
+
+TEST_F(SurveyFiles, FillADatabaseThatIsSyncedBeforeItIsInPlaceAndItsDirectoryAfterwards) {
+    std::vector<std::string> steps;
+    onSync = [&](int descriptor) {
+        struct stat status = {};
+        fstat(descriptor, &status);
+        steps.push_back(std::string(S_ISDIR(status.st_mode) ? "directory" : "file") +
+                        (fs::exists("answer.db") ? ", in place" : ", not in place"));
+        return 0;
+    };
+    static_cast<void>(Survey({"units", "--sqlite", "answer.db"}));
+    onSync = nullptr;
+    EXPECT_THAT(steps, testing::ElementsAre("file, not in place", "directory, in place"));
+}
+
+TEST_F(SurveyFiles, FillNoDatabaseWhereNoRegularFileCanBe) {
+    fs::create_directory("folder");
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    fs::create_symlink("pipe", "link");
+    fs::create_symlink("/dev/stdout", "output");
+    const std::vector<std::pair<std::string, std::string>> refusals = {
+        {"-", "-: a database is not written to standard output"},
+        {"output", "output: a database is not written to standard output"},
+        {"pipe", "pipe: is no regular file"},
+        {"link", "link: is no regular file"},
+        {"folder", "folder: Is a directory"}};
+    for (const auto& [name, problem] : refusals) {
+        const Ended ended = Survey({"units", "--json", "--sqlite", name, "--html", "page.html"});
+        EXPECT_EQ(ended.status, 2) << name;
+        EXPECT_EQ(ended.err, "talstore: " + problem + '\n');
+        EXPECT_EQ(ended.out, "") << name;
+        EXPECT_FALSE(fs::exists("page.html")) << name;
+    }
+    EXPECT_FALSE(fs::exists("-"));
+    EXPECT_TRUE(fs::is_fifo("pipe"));
+    EXPECT_TRUE(fs::is_symlink("link"));
+}
+
+TEST_F(SurveyFiles, AreToldBeforeADatabaseThatCannotBeKeptEndsTheRun) {
+    bool isFirst = true;
+    onSync = [&](int /*descriptor*/) {
+        errno = EIO;
+        return std::exchange(isFirst, false) ? -1 : 0;
+    };
+    const Ended ended = Survey({"units", "--sqlite", "answer.db", "--html", "page.html"});
+    onSync = nullptr;
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_EQ(ended.err, "talstore: answer.db: Input/output error\n");
+    EXPECT_THAT(ended.out, testing::StartsWith("4 files for a board with layout.json: "));
+    EXPECT_FALSE(fs::exists("answer.db"));
+    EXPECT_THAT(ReadFile("page.html"), testing::EndsWith("</html>\n"));
+}
+
+TEST_F(SurveyFiles, AreToldThoughNeitherPageNorDatabaseCanBeKept) {
+    onSync = [](int /*descriptor*/) {
+        errno = EIO;
+        return -1;
+    };
+    const Ended ended = Survey({"units", "--sqlite", "answer.db", "--html", "page.html"});
+    onSync = nullptr;
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_EQ(ended.err,
+              "talstore: answer.db: Input/output error\n"
+              "talstore: page.html: Input/output error\n");
+    EXPECT_THAT(ended.out, testing::StartsWith("4 files for a board with layout.json: "));
+}
+
+TEST_F(SurveyFiles, AreToldThoughTheDatabaseOutgrowsWhatItMayTakeBeforeTheLastOfThem) {
+    std::vector<nlohmann::json> records = RecordsIn(Survey({"units", "--json"}).out);
+    ASSERT_EQ(records.at(1)["record"], "loss");
+    records[1]["reason"] = std::string(std::size_t{4} << 20U, 'x');
+    std::string answer;
+    for (const nlohmann::json& record : records) {
+        answer += record.dump() + '\n';
+    }
+    WriteFile("answer.jsonl", answer);
+    WriteFile("script",
+              "ulimit -f 64\n"
+              "trap '' XFSZ\n"
+              "\"$@\" 2> problem | grep -c xxx > lines\n"
+              "exit ${PIPESTATUS[0]}\n");
+    const int ended =
+        std::system("bash script " TALSTORE_COMMAND " survey --merge answer.jsonl --csv --sqlite answer.db");
+    EXPECT_EQ(WEXITSTATUS(ended), 2);
+    EXPECT_EQ(ReadFile("lines"), "1\n");
+    EXPECT_THAT(ReadFile("problem"), testing::StartsWith("talstore: answer.db: "));
+    EXPECT_FALSE(fs::exists("answer.db"));
+}
+
+TEST_F(SurveyFiles, AreNotWhatTheSurveyWrites) {
+    const std::string expected = Survey({"units"}).out;
+    const std::vector<std::string> arguments = {"units", "--html", "units/report.html", "--sqlite", "units/answer.db"};
+    EXPECT_EQ(Survey(arguments).out, expected);
+    EXPECT_EQ(Survey(arguments).out, expected) << "with the page and the database of a survey before";
+}
+
+TEST_F(SurveyFiles, AreNotWhatTheSurveyWritesByAnotherName) {
+    const std::string expected = Survey({"units"}).out;
+    fs::create_symlink("units/report.html", "link");
+    EXPECT_EQ(Survey({"units", "--html", "link"}).out, expected);
+    EXPECT_EQ(Survey({"units", "--html", "link"}).out, expected);
+}
+
+TEST_F(SurveyFiles, AreNotTheAnswerNorTheMessagesOfTheSurvey) {
+    ASSERT_EQ(WEXITSTATUS(
+                  std::system(TALSTORE_COMMAND " survey units --layout layout.json > units/answer 2> units/messages")),
+              1);
+    EXPECT_THAT(ReadFile("units/answer"), testing::StartsWith("4 files for a board with layout.json: "));
+}
+
+TEST_F(SurveyFiles, AreNotReplacedWhenTheNameOfAnOutputIsForgotten) {
+    const std::string before = ReadFile("units/a.sbin");
+    const std::vector<std::pair<std::string, std::string>> refusals = {
+        {"--html", "units/a.sbin: is not replaced, for it is no HTML page"},
+        {"--sqlite", "units/a.sbin: is not replaced, for it is no SQLite database"}};
+    for (const auto& [option, problem] : refusals) {
+        const Ended ended = Survey({option, "units/a.sbin", "units/b.sbin"});
+        EXPECT_EQ(ended.status, 2) << option;
+        EXPECT_EQ(ended.err, "talstore: " + problem + '\n');
+        EXPECT_EQ(ended.out, "") << option;
+        EXPECT_EQ(ReadFile("units/a.sbin"), before) << option;
+    }
+}
+
+TEST_F(SurveyFiles, ReplaceAnOutputOfItsOwnKindAlone) {
+    ASSERT_EQ(Survey({"units", "--html", "page", "--sqlite", "database"}).status, 1);
+    EXPECT_EQ(Survey({"units", "--html", "database"}).err,
+              "talstore: database: is not replaced, for it is no HTML page\n");
+    EXPECT_EQ(Survey({"units", "--sqlite", "page"}).err,
+              "talstore: page: is not replaced, for it is no SQLite database\n");
+    EXPECT_EQ(Survey({"units", "--html", "page", "--sqlite", "database"}).status, 1);
+}
+
+TEST_F(SurveyFiles, AreNotWrittenTwiceIntoOneFile) {
+    fs::create_symlink("x", "link");
+    for (const std::string same : {"x", "./x", "units/../x", "link"}) {
+        const Ended ended = Survey({"units", "--html", "x", "--sqlite", same});
+        EXPECT_EQ(ended.status, 2) << same;
+        EXPECT_EQ(ended.err, "talstore: " + same + ": is named for another output, too\n");
+        EXPECT_FALSE(fs::exists("x")) << same;
+    }
+}
+
+TEST_F(SurveyFiles, DoNotReplaceWhatTheSurveyReads) {
+    fs::copy_file("layout.json", "old.json");
+    WriteFile("accepted.json", R"({"accepted": []})");
+    for (const std::string read : {"layout.json", "./old.json", "accepted.json"}) {
+        const std::string before = ReadFile(read);
+        const Ended ended =
+            Survey({"units", "--from", "old.json", "--values", "--accept", "accepted.json", "--html", read});
+        EXPECT_EQ(ended.err, "talstore: " + read + ": is not replaced, for it is read, too\n");
+        EXPECT_EQ(ReadFile(read), before);
+    }
+}
+
+TEST_F(SurveyFiles, OfAListDoNotReplaceIt) {
+    WriteFile("list", "");
+    EXPECT_EQ(Survey({"units", "--files-from", "list", "--html", "list"}).err,
+              "talstore: list: is not replaced, for it is read, too\n");
 }
 
 // ---- Answers to merge

@@ -9,6 +9,7 @@
 #include "commands/JUnitReport.h"
 #include "commands/Report.h"
 #include "common/Text.h"
+#include "files/Outputs.h"
 #include "files/WholeFile.h"
 
 namespace tal::talstore {
@@ -162,6 +163,9 @@ std::string JUnitOf(const std::vector<JudgedPrediction>& predictions) {
 }  // namespace
 
 int CompareLayouts(const CompareLayoutsOptions& options, const Console& console) {
+    if (!options.junit.empty()) {
+        RequireReplaceable(options.junit, kJUnitReport, {options.before, options.after, options.accepted});
+    }
     const auto before = LoadLayout(options.before);
     const auto after = LoadLayout(options.after);
     AcceptedLosses accepted = AcceptedLosses::Load(options.accepted);

@@ -53,12 +53,17 @@ std::uint32_t ChannelRule::ChannelOf(const std::string& name) const {
     return static_cast<std::uint32_t>(std::stoul(text));
 }
 
-std::vector<ListedFile> FilesOf(const ManyFilesOptions& options, const char* purpose) {
+std::vector<ListedFile> FilesOf(const ManyFilesOptions& options, const char* purpose, const WrittenFiles& written) {
     std::vector<std::string> listed;
     if (!options.listName.empty()) {
         listed = ReadNames(options.listName, options.endsWithNul ? '\0' : '\n');
     }
     std::vector<ListedFile> files = ListFiles(options.paths, listed);
+    const auto isWritten = [&](const ListedFile& file) {
+        StopIfInterrupted();
+        return written.Hold(file.name);
+    };
+    files.erase(std::remove_if(files.begin(), files.end(), isWritten), files.end());
     if (files.empty()) {
         throw InputError(std::string("there is no file ") + purpose);
     }

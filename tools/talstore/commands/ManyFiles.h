@@ -13,6 +13,7 @@
 
 #include "commands/Commands.h"
 #include "files/FileSource.h"
+#include "files/Outputs.h"
 #include "files/WorkerProcesses.h"
 #include "formats/StorageFile.h"
 
@@ -38,7 +39,9 @@ private:
 
 /// The files that are named, in the order of their names. Throws InputError, also when there is none.
 /// @param purpose  For the message then: "to survey".
-[[nodiscard]] std::vector<ListedFile> FilesOf(const ManyFilesOptions& options, const char* purpose);
+/// @param written  Are left out.
+[[nodiscard]] std::vector<ListedFile> FilesOf(const ManyFilesOptions& options, const char* purpose,
+                                              const WrittenFiles& written = {});
 
 /// A file whose format its content or its name tells, unless it is given. Throws InputError.
 [[nodiscard]] StorageFile LoadSource(SourceFile& file, std::optional<Format> format);

@@ -3,13 +3,13 @@
 #include "commands/AcceptedLosses.h"
 #include "commands/Commands.h"
 #include "commands/Report.h"
-#include "commands/SurveyDatabase.h"
-#include "commands/SurveyPage.h"
+#include "commands/SurveyOutputs.h"
 #include "commands/SurveyRecords.h"
 #include "commands/SurveyText.h"
 #include "commands/SurveyTotals.h"
 #include "commands/SurveyUnits.h"
 #include "commands/UseError.h"
+#include "common/Text.h"
 #include "files/Interrupt.h"
 
 namespace tal::talstore {
@@ -52,14 +52,12 @@ private:
     std::set<std::string> formats_;
 };
 
-SurveyFrame SurveyFiles(const SurveyOptions& options, const Console& console, const TakeUnit& take) {
-    if (options.common.layout.empty()) {
-        throw UseError("--layout is missing");
-    }
+SurveyFrame SurveyFiles(const SurveyOptions& options, std::vector<ListedFile> files, const Console& console,
+                        const TakeUnit& take) {
     const auto layout = LoadLayout(options.common.layout);
     const auto before = LoadLayout(options.before);
     SurveyFrame frame = {options.common.layout, DigestOf(*layout), options.before};
-    frame.isComplete = JudgeUnits(options, console, *layout, before.get(), take);
+    frame.isComplete = JudgeUnits(options, std::move(files), console, *layout, before.get(), take);
     return frame;
 }
 
@@ -74,6 +72,26 @@ void RefuseWhatDoesNotGoTogether(const SurveyOptions& options) {
     if (options.asCsv && (options.common.asJson || options.isPartial)) {
         throw UseError("--csv prints no JSON");
     }
+}
+
+void RequireWhatIsNeeded(const SurveyOptions& options) {
+    if (options.merges) {
+        return;
+    }
+    if (options.common.layout.empty()) {
+        throw UseError("--layout is missing");
+    }
+    if (options.files.paths.empty() && options.files.listName.empty()) {
+        throw UseError("PATH or --files-from is needed");
+    }
+}
+
+/// @return whether there is none.
+bool TellProblems(const Console& console, const SurveyOutputs& outputs) {
+    for (const std::string& problem : outputs.Problems()) {
+        console.err << "talstore: " << tools::Printable(problem) << '\n';
+    }
+    return outputs.Problems().empty();
 }
 
 int StatusOf(const SurveyOptions& options, const SurveyFrame& frame, const SurveyTotals& totals) {
@@ -94,39 +112,28 @@ int StatusOf(const SurveyOptions& options, const SurveyFrame& frame, const Surve
 
 int Survey(const SurveyOptions& options, const Console& anyConsole) {
     RefuseWhatDoesNotGoTogether(options);
-    std::optional<SurveyPage> page;
-    if (!options.page.empty()) {
-        page.emplace(options.page, anyConsole.out);
-    }
-    const Console console = page ? BesideFile(anyConsole, options.page) : anyConsole;
+    RequireWhatIsNeeded(options);
+    RequireOutputs(options);
     const bool printsRecords = options.common.asJson || options.isPartial;
     Acceptance acceptance(options.accepted);
-    std::optional<SurveyDatabase> database;
-    if (!options.database.empty()) {
-        database.emplace(options.database);
-    }
+    // The drafts of what is written come later, so that they are not listed.
+    std::vector<ListedFile> files = options.merges ? std::vector<ListedFile>() : UnitsOf(options);
+    SurveyOutputs outputs(options, anyConsole.out);
+    const Console console = options.page.empty() ? anyConsole : BesideFile(anyConsole, options.page);
     SurveyTotals totals;
     const auto take = [&](UnitReport unit) {
         acceptance.Mark(unit);
         totals.Add(unit);
-        if (database) {
-            database->Add(unit);
-        }
-        if (page) {
-            page->Add(unit, totals);
-        }
+        outputs.Add(unit, totals);
         if (printsRecords) {
             PrintUnitRecords(console, unit);
         }
     };
-    SurveyFrame frame = options.merges ? MergeUnits(options.files.paths, take) : SurveyFiles(options, console, take);
+    SurveyFrame frame =
+        options.merges ? MergeUnits(options.files.paths, take) : SurveyFiles(options, std::move(files), console, take);
     frame.unmatched = acceptance.Unmatched();
-    if (database) {
-        database->PutInPlace();
-    }
-    if (page) {
-        page->PutInPlace(frame, totals);
-    }
+    // The reader of the answer may go after its first line, and this process with it.
+    outputs.PutInPlace(frame, totals);
     if (printsRecords) {
         PrintSummaryRecord(console, frame, totals);
     } else if (options.asCsv) {
@@ -134,7 +141,7 @@ int Survey(const SurveyOptions& options, const Console& anyConsole) {
     } else {
         PrintSurvey(console, frame, totals);
     }
-    return StatusOf(options, frame, totals);
+    return TellProblems(console, outputs) ? StatusOf(options, frame, totals) : kCannot;
 }
 
 }  // namespace tal::talstore

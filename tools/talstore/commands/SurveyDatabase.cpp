@@ -1,23 +1,16 @@
 #include "commands/SurveyDatabase.h"
 
 #include <sqlite3.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <optional>
 
 #include "files/InputError.h"
-#include "files/WholeFile.h"
 
 namespace tal::talstore {
 
 namespace {
 
-/// Nobody else reads the draft, and after a power cut there is none.
+/// Nobody else reads the draft, and it is synced before it is in place.
 constexpr char kTables[] =
     "PRAGMA journal_mode = OFF;"
     "PRAGMA synchronous = OFF;"
@@ -70,31 +63,19 @@ private:
 
 SurveyDatabase::SurveyDatabase(std::string fileName)
     : fileName_(std::move(fileName)),
-      draft_(fileName_ + ".XXXXXX"),
+      draft_(fileName_),
       database_(nullptr, sqlite3_close),
       addFile_(nullptr, sqlite3_finalize),
       addVariable_(nullptr, sqlite3_finalize),
       addOutcome_(nullptr, sqlite3_finalize) {
-    const int descriptor = mkstemp(draft_.data());
-    if (descriptor < 0) {
-        RefuseFile(fileName_, std::strerror(errno));
-    }
-    fchmod(descriptor, PermissionsOfNewFile());
-    close(descriptor);
     sqlite3* opened = nullptr;
-    const int result = sqlite3_open(draft_.c_str(), &opened);
+    const int result = sqlite3_open(draft_.Path().c_str(), &opened);
     database_.reset(opened);
     Require(result == SQLITE_OK);
     Execute(kTables);
     addFile_ = Prepare("INSERT INTO files VALUES (?, ?, ?, ?, ?, ?, ?, ?)");
     addVariable_ = Prepare("INSERT INTO variables VALUES (?, ?)");
     addOutcome_ = Prepare("INSERT INTO outcomes VALUES (?, ?, ?, ?, ?, ?, ?, ?)");
-}
-
-SurveyDatabase::~SurveyDatabase() {
-    if (!draft_.empty()) {
-        unlink(draft_.c_str());
-    }
 }
 
 void SurveyDatabase::Add(const UnitReport& unit) {
@@ -128,10 +109,7 @@ void SurveyDatabase::PutInPlace() {
     addVariable_.reset();
     addOutcome_.reset();
     Require(sqlite3_close(database_.release()) == SQLITE_OK);
-    if (std::rename(draft_.c_str(), fileName_.c_str()) != 0) {
-        RefuseFile(fileName_, std::strerror(errno));
-    }
-    draft_.clear();
+    draft_.PutInPlace();
 }
 
 void SurveyDatabase::Require(bool isFine) const {

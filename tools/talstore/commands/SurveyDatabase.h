@@ -9,6 +9,7 @@
 #include <unordered_map>
 
 #include "board/UnitReport.h"
+#include "files/WholeFile.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -18,12 +19,9 @@ namespace tal::talstore {
 /// Tables files, variables and outcomes, the last with a row per loss of a file.
 class SurveyDatabase {
 public:
-    /// @param fileName  Is there, or is replaced, once the survey is done. Throws InputError.
+    /// @param fileName  Of a regular file, or one that is not there; it is replaced once the survey is done. Throws
+    ///                  InputError.
     explicit SurveyDatabase(std::string fileName);
-    /// Leaves nothing behind unless it has been put in place.
-    ~SurveyDatabase();
-    SurveyDatabase(const SurveyDatabase&) = delete;
-    SurveyDatabase& operator=(const SurveyDatabase&) = delete;
 
     /// Throws InputError.
     void Add(const UnitReport& unit);
@@ -39,7 +37,7 @@ private:
     [[nodiscard]] std::int64_t NumberOf(const std::string& path);
 
     std::string fileName_;
-    std::string draft_;  ///< Empty when there is none any more.
+    Draft draft_;
     std::unique_ptr<sqlite3, int (*)(sqlite3*)> database_;
     Statement addFile_;
     Statement addVariable_;

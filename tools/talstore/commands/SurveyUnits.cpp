@@ -1,12 +1,13 @@
 #include "commands/SurveyUnits.h"
 
 #include <new>
+#include <utility>
 
 #include "commands/ManyFiles.h"
 #include "commands/Report.h"
-#include "commands/UseError.h"
 #include "common/Text.h"
 #include "files/InputError.h"
+#include "files/Outputs.h"
 
 namespace tal::talstore {
 
@@ -56,11 +57,12 @@ private:
 
 }  // namespace
 
-bool JudgeUnits(const SurveyOptions& options, const Console& console, host::Database& layout, host::Database* before,
-                const TakeUnit& take) {
-    if (options.files.paths.empty() && options.files.listName.empty()) {
-        throw UseError("PATH or --files-from is needed");
-    }
+std::vector<ListedFile> UnitsOf(const SurveyOptions& options) {
+    return FilesOf(options.files, "to survey", WrittenFiles({options.page, options.database}));
+}
+
+bool JudgeUnits(const SurveyOptions& options, std::vector<ListedFile> files, const Console& console,
+                host::Database& layout, host::Database* before, const TakeUnit& take) {
     JudgeOfFiles judge(options, layout, before);
     FileFunctions functions;
     functions.work = [&](SourceFile file) { return Packed(judge.Judge(std::move(file))); };
@@ -68,7 +70,7 @@ bool JudgeUnits(const SurveyOptions& options, const Console& console, host::Data
         take(result.failure.empty() ? UnpackedUnit(result.bytes) : UnreadableUnit(file, result.failure));
     };
     functions.printsEach = options.common.asJson || options.isPartial;
-    return DealOutFiles(options.files, FilesOf(options.files, "to survey"), console, functions);
+    return DealOutFiles(options.files, std::move(files), console, functions);
 }
 
 }  // namespace tal::talstore

@@ -58,20 +58,15 @@ std::optional<struct stat> StatusOf(const std::string& name) {
     return stat(name.c_str(), &status) == 0 ? std::optional(status) : std::nullopt;
 }
 
+mode_t PermissionsOfNewFile() {
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0666U & ~mask;
+}
+
 /// The permissions that the new file gets: those of the file that it replaces, or what a new file gets.
 mode_t PermissionsFor(const std::optional<struct stat>& replaced) {
     return replaced ? replaced->st_mode & 0777U : PermissionsOfNewFile();
-}
-
-/// The file that the name leads to, be it there or not, so that a link stays a link.
-std::filesystem::path TargetOf(const std::string& name) {
-    constexpr int kMostLinks = 40;
-    std::filesystem::path target = name;
-    std::error_code error;
-    for (int i = 0; i < kMostLinks && std::filesystem::is_symlink(target, error); ++i) {
-        target = target.parent_path() / std::filesystem::read_symlink(target, error);
-    }
-    return target;
 }
 
 void SyncDirectory(const std::filesystem::path& directory, const std::string& name) {
@@ -106,10 +101,14 @@ std::string ReadWholeFile(const std::string& name) {
     }
 }
 
-unsigned PermissionsOfNewFile() {
-    const mode_t mask = umask(0);
-    umask(mask);
-    return 0666U & ~mask;
+std::filesystem::path TargetOf(const std::string& name) {
+    constexpr int kMostLinks = 40;
+    std::filesystem::path target = name;
+    std::error_code error;
+    for (int i = 0; i < kMostLinks && std::filesystem::is_symlink(target, error); ++i) {
+        target = target.parent_path() / std::filesystem::read_symlink(target, error);
+    }
+    return target;
 }
 
 bool IsStandardOutput(const std::string& name) {
@@ -120,6 +119,37 @@ bool IsStandardOutput(const std::string& name) {
     return name == "-" || isSameFile;
 }
 
+Draft::Draft(std::string name) : name_(std::move(name)) {
+    const std::optional<struct stat> status = StatusOf(name_);
+    if (status && !S_ISREG(status->st_mode)) {
+        RefuseFile(name_, S_ISDIR(status->st_mode) ? std::strerror(EISDIR) : "is no regular file");
+    }
+    permissions_ = PermissionsFor(status);
+    target_ = TargetOf(name_);
+    path_ = target_ + ".XXXXXX";
+    descriptor_ = mkstemp(path_.data());
+    if (descriptor_ < 0) {
+        FailWithErrno(name_);
+    }
+}
+
+Draft::~Draft() {
+    close(descriptor_);
+    if (!path_.empty()) {
+        unlink(path_.c_str());
+    }
+}
+
+void Draft::PutInPlace() {
+    if (fchmod(descriptor_, permissions_) != 0 || fsync(descriptor_) != 0 ||
+        std::rename(path_.c_str(), target_.c_str()) != 0) {
+        FailWithErrno(name_);
+    }
+    path_.clear();
+    const std::filesystem::path directory = std::filesystem::path(target_).parent_path();
+    SyncDirectory(directory.empty() ? "." : directory, name_);
+}
+
 OutputFile::OutputFile(std::string name, std::ostream& standardOutput, bool stopsOnInterrupt)
     : name_(std::move(name)), stopsOnInterrupt_(stopsOnInterrupt) {
     if (IsStandardOutput(name_)) {
@@ -127,25 +157,19 @@ OutputFile::OutputFile(std::string name, std::ostream& standardOutput, bool stop
         return;
     }
     const std::optional<struct stat> status = StatusOf(name_);
-    if (status && !S_ISREG(status->st_mode)) {
-        descriptor_ = open(name_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
-    } else {
-        permissions_ = PermissionsFor(status);
-        target_ = TargetOf(name_);
-        draft_ = target_ + ".XXXXXX";
-        descriptor_ = mkstemp(draft_.data());
+    if (!status || S_ISREG(status->st_mode) || S_ISDIR(status->st_mode)) {
+        draft_.emplace(name_);
+        return;
     }
-    if (descriptor_ < 0) {
+    device_ = open(name_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
+    if (device_ < 0) {
         FailWithErrno(name_);
     }
 }
 
 OutputFile::~OutputFile() {
-    if (descriptor_ >= 0) {
-        close(descriptor_);
-    }
-    if (!draft_.empty()) {
-        unlink(draft_.c_str());
+    if (device_ >= 0) {
+        close(device_);
     }
 }
 
@@ -153,21 +177,14 @@ void OutputFile::Write(std::string_view bytes) {
     if (standardOutput_ != nullptr) {
         standardOutput_->write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     } else {
-        WriteBytes(descriptor_, bytes, name_, stopsOnInterrupt_);
+        WriteBytes(draft_ ? draft_->Descriptor() : device_, bytes, name_, stopsOnInterrupt_);
     }
 }
 
 void OutputFile::PutInPlace() {
-    if (draft_.empty()) {
-        return;
+    if (draft_) {
+        draft_->PutInPlace();
     }
-    if (fchmod(descriptor_, permissions_) != 0 || fsync(descriptor_) != 0 ||
-        std::rename(draft_.c_str(), target_.c_str()) != 0) {
-        FailWithErrno(name_);
-    }
-    draft_.clear();
-    const std::filesystem::path directory = std::filesystem::path(target_).parent_path();
-    SyncDirectory(directory.empty() ? "." : directory, name_);
 }
 
 void WriteWholeFile(const std::string& name, std::string_view bytes, std::ostream& standardOutput) {

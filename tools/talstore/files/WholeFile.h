@@ -4,7 +4,9 @@
 #define TALSTORE_WHOLE_FILE_H
 
 #include <cstddef>
+#include <filesystem>
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -20,8 +22,33 @@ constexpr const char* kTooLarge = "has more than 64 MiB, which no storage file h
 /// @return whether writing the file of that name is writing to standard output: "-", or a name that leads there.
 [[nodiscard]] bool IsStandardOutput(const std::string& name);
 
-/// What a new file gets.
-[[nodiscard]] unsigned PermissionsOfNewFile();
+/// @return the file that the name leads to, be it there or not, so that a link stays a link when it is replaced.
+[[nodiscard]] std::filesystem::path TargetOf(const std::string& name);
+
+/// The new file beside a regular one, or beside where one will be. It replaces that in one step and for good: whoever
+/// looks sees the old bytes or the new ones, also after a power cut. What a link leads to is replaced, the link stays,
+/// and so do the permissions. Each operation throws InputError.
+class Draft {
+public:
+    /// What is no regular file is refused, and where no file can be made.
+    explicit Draft(std::string name);
+    /// Leaves the file as it was unless the new one has been put in place.
+    ~Draft();
+    Draft(const Draft&) = delete;
+    Draft& operator=(const Draft&) = delete;
+
+    /// Empty when it is in place.
+    [[nodiscard]] const std::string& Path() const { return path_; }
+    [[nodiscard]] int Descriptor() const { return descriptor_; }
+    void PutInPlace();
+
+private:
+    std::string name_;
+    std::string target_;
+    std::string path_;
+    unsigned permissions_ = 0;
+    int descriptor_ = -1;
+};
 
 /// A file that is written piece by piece. A regular file, or one that is not there, is replaced in one step and for
 /// good at the end, as WriteWholeFile does it. Each operation throws InputError.
@@ -41,17 +68,13 @@ public:
 private:
     std::string name_;
     std::ostream* standardOutput_ = nullptr;  ///< Null when something else is written.
-    int descriptor_ = -1;
-    std::string target_;  ///< The regular file to replace; empty when there is none.
-    std::string draft_;   ///< The new file beside it until it is in place.
-    unsigned permissions_ = 0;
+    std::optional<Draft> draft_;              ///< Of a regular file.
+    int device_ = -1;                         ///< Or a pipe.
     bool stopsOnInterrupt_;
 };
 
-/// Replaces a regular file, or one that is not there, in one step and for good: whoever looks sees the old bytes or the
-/// new ones, also after a power cut. What a link leads to is replaced, the link stays. A device or a pipe is written
-/// to, a directory is refused. Throws InputError; a regular file is then as it was, unless only its directory could not
-/// be synced.
+/// Replaces a regular file, or one that is not there, as a Draft does. A device or a pipe is written to, a directory is
+/// refused. Throws InputError; a regular file is then as it was, unless only its directory could not be synced.
 void WriteWholeFile(const std::string& name, std::string_view bytes, std::ostream& standardOutput);
 
 }  // namespace tal::talstore
