@@ -721,10 +721,29 @@ TEST_F(SurveyFiles, OfAnAnswerWithAnUnknownFormatOrKindAreRefused) {
               "talstore: changed: line 2: \"lost\" is no kind of loss\n");
     EXPECT_EQ(merge("\"record\":\"file\",", "\"record\":\"file\",\"nameBytes\":\"f\","),
               "talstore: changed: line 1: nameBytes are no bytes in hexadecimal\n");
+    for (const std::string bytes : {"+1", " 1", "61-62", "61 ", "616263"}) {
+        EXPECT_EQ(merge("\"record\":\"file\",", "\"record\":\"file\",\"nameBytes\":\"" + bytes + "\","),
+                  "talstore: changed: line 1: nameBytes are no bytes in hexadecimal\n")
+            << bytes;
+    }
     EXPECT_EQ(merge("\"files\":1", "\"files\":2"),
               "talstore: changed: line 8: the answer lacks 1 file that its summary counts\n");
     EXPECT_EQ(merge("\"files\":1", "\"files\":0"),
               "talstore: changed: line 1: the answer has more files than its summary says\n");
+}
+
+TEST_F(SurveyFiles, OfAnswersThatAreNoRegularFilesAreNotMerged) {
+    WriteFile("a", Survey({"units/a.sbin", "--partial"}).out);
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    fs::create_directory("folder");
+    for (const std::string other : {"pipe", "folder", "-"}) {
+        EXPECT_EQ(Talstore({"survey", "--merge", "a", other}).err,
+                  "talstore: " + other + ": an answer to merge has to be a regular file\n");
+    }
+}
+
+TEST_F(SurveyFiles, AreNotNamedInAFolder) {
+    EXPECT_EQ(Survey({"--files-from", "units"}).err, "talstore: units: Is a directory\n");
 }
 
 TEST_F(SurveyFiles, OfAnAnswerInAnotherOrderAreRefused) {

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -129,12 +130,10 @@ std::optional<std::uint64_t> OptionalNumber(const Json& json, const char* key) {
 std::string BytesOfHex(const std::string& text) {
     std::string bytes;
     for (std::size_t i = 0; i < text.size(); i += 3) {
-        char* end = nullptr;
-        const std::string digits = text.substr(i, 2);
-        bytes += static_cast<char>(std::strtoul(digits.c_str(), &end, 16));
-        if (digits.size() != 2 || end != digits.c_str() + 2) {
-            throw RecordError("nameBytes are no bytes in hexadecimal");
-        }
+        bytes += static_cast<char>(std::strtoul(text.substr(i, 2).c_str(), nullptr, 16));
+    }
+    if (tools::HexBytes(bytes) != text) {
+        throw RecordError("nameBytes are no bytes in hexadecimal");
     }
     return bytes;
 }
@@ -190,7 +189,9 @@ SurveyFrame FrameOf(const Json& json) {
 class AnswerReader {
 public:
     /// Throws InputError.
-    explicit AnswerReader(const std::string& name) : name_(name), stream_(name, std::ios::binary) {
+    explicit AnswerReader(const std::string& name) : name_(name) {
+        RequireRereadable();
+        stream_.open(name_, std::ios::binary);
         if (!stream_) {
             RefuseFile(name_, std::strerror(errno));
         }
@@ -210,6 +211,16 @@ public:
     }
 
 private:
+    /// A pipe gives its lines once.
+    void RequireRereadable() const {
+        std::error_code ignored;
+        const std::filesystem::file_status status = std::filesystem::status(name_, ignored);
+        const bool isThere = std::filesystem::exists(status) || name_ == "-";
+        if (isThere && !std::filesystem::is_regular_file(status)) {
+            RefuseFile(name_, "an answer to merge has to be a regular file");
+        }
+    }
+
     /// What the answer is about is said at its end.
     void ReadFrame() {
         std::string last;

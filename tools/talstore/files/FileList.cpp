@@ -78,6 +78,11 @@ std::vector<std::string> ReadNames(const std::string& listName, char end) {
     if (listName == "-") {
         return SplitNames(std::cin, end);
     }
+    std::error_code ignored;
+    if (std::filesystem::is_directory(listName, ignored)) {
+        // Opening one succeeds.
+        RefuseFile(listName, std::strerror(EISDIR));
+    }
     std::ifstream list(listName, std::ios::binary);
     if (!list) {
         RefuseFile(listName, std::strerror(errno));

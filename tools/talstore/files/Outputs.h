@@ -19,7 +19,7 @@ struct FileKind {
     std::string_view mark = {};  ///< Stands soon after the start.
 };
 constexpr FileKind kHtmlPage = {"HTML page", "<!DOCTYPE html>"};
-constexpr FileKind kSqliteDatabase = {"SQLite database", {"SQLite format 3", 16}};
+constexpr FileKind kSqliteDatabase = {"SQLite database", {"SQLite format 3\0", 16}};
 constexpr FileKind kJUnitReport = {"JUnit report", "<?xml", "<testsuites"};
 
 /// Where the next word is a file, a forgotten name makes an input an output. Replaced is what is empty or of the kind.
