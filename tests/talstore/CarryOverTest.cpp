@@ -598,6 +598,28 @@ TEST_F(Renamed, FilesThatAreDoneWhenItIsInterruptedAreWrittenAndTold) {
     EXPECT_TRUE(std::filesystem::is_empty("temporary"));
 }
 
+TEST_F(Renamed, FilesThatHaveComeInBetweenAreKept) {
+    StoreUnit("units/1.sbin", "1");
+    ASSERT_EQ(mkfifo("units/pipe", 0600), 0);
+    WriteFile("list", "units/pipe\n");
+    WriteFile("renames.json", kRenames);
+    // The pipe opens when the process that converts has come to it: the place has been found free before.
+    WriteFile("script",
+              "\"$@\" > answer 2> messages &\n"
+              "exec 3> units/pipe\n"
+              "mkdir -p out/units\n"
+              "printf precious > out/units/pipe\n"
+              "cat units/1.sbin >&3\n"
+              "exec 3>&-\n"
+              "wait $!\n");
+    const int ended = std::system("bash script " TALSTORE_COMMAND
+                                  " convert --files-from list out --jobs 1 --from old.json --layout new.json "
+                                  "--rename renames.json");
+    EXPECT_EQ(WEXITSTATUS(ended), 2);
+    EXPECT_EQ(ReadFile("messages"), "talstore: out/units/pipe: is there already\n");
+    EXPECT_EQ(ReadFile("out/units/pipe"), "precious");
+}
+
 }  // namespace
 
 }  // namespace tal::test

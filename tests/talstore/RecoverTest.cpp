@@ -379,6 +379,17 @@ TEST_F(Recovering, AnswersInJsonWhatADocumentHasAndWhatIsMissing) {
     EXPECT_EQ(answer["missing"], nlohmann::json::parse(R"(["R/O/site"])"));
 }
 
+TEST_F(Recovering, RefusesWhatNothingRecognisesUnlessTheFormatIsGiven) {
+    WriteFile("notes.txt", ReadFile("unit.bin"));
+    const Ended ended = Talstore({"recover", "notes.txt", "--layout", "small.json"});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_EQ(ended.err,
+              "talstore: notes.txt: neither an XML document nor a secure binary file; --format says what a raw or a "
+              "damaged file is\n");
+    EXPECT_EQ(Talstore({"recover", "notes.txt", "--layout", "small.json", "--format", "binary"}).out.substr(0, 9),
+              "notes.txt");
+}
+
 }  // namespace
 
 }  // namespace tal::test

@@ -257,6 +257,25 @@ TEST_F(WrittenFile, ThatIsALinkToStandardOutputIsPrintedAndTheAnswerIsNot) {
               "xml, location 0: QBF_OK, " + std::to_string(document.size()) + " bytes stored in /dev/stdout\n");
 }
 
+TEST_F(WrittenFile, DoesNotReplaceOneThatHasComeInBetweenWhenThatIsKept) {
+    std::filesystem::create_directory("units");
+    {
+        std::ostringstream nothing;
+        talstore::OutputFile file("units/1.xml", nothing, true, talstore::Existing::Kept);
+        file.Write("new");
+        WriteFile("units/1.xml", "precious");
+        EXPECT_THAT([&] { file.PutInPlace(); }, testing::ThrowsMessage<InputError>("units/1.xml: is there already"));
+    }
+    EXPECT_EQ(ReadFile("units/1.xml"), "precious");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator("units"), {}), 1) << "the draft has gone";
+}
+
+TEST_F(WrittenFile, TakesAFreeNameWhenWhatIsThereIsKept) {
+    std::ostringstream nothing;
+    talstore::WriteWholeFile("new.xml", "new", nothing, talstore::Existing::Kept);
+    EXPECT_EQ(ReadFile("new.xml"), "new");
+}
+
 TEST_F(WrittenFile, GoesThroughAPipe) {
     const std::string document = StoredDocument();
     EXPECT_EQ(TalstoreProcess("store /dev/stdout --provider xml --layout layout.json | cat").out, document);

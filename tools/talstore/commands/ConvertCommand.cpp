@@ -46,7 +46,8 @@ int ConvertFile(const ConvertOptions& options, const std::string& name, const st
     const Conversion conversion =
         converter.Convert({std::move(input), output, outputFormat, channels.ChannelOf(name), replacesInput}, false);
     if (conversion.bytes) {
-        WriteWholeFile(output, *conversion.bytes, console.out);
+        const bool mayReplace = options.isInPlace || options.isForced;
+        WriteWholeFile(output, *conversion.bytes, console.out, mayReplace ? Existing::Replaced : Existing::Kept);
     }
     Print(BesideFile(console, output), conversion);
     return conversion.status;
@@ -85,9 +86,9 @@ fs::path PlaceOf(const fs::path& name) {
     return fs::weakly_canonical(fs::absolute(name, ignored), ignored);
 }
 
-/// @param place, folder  As PlaceOf has them. A folder is in itself.
-bool IsIn(const fs::path& place, const fs::path& folder) {
-    const fs::path inside = place.lexically_relative(folder);
+/// @param inner, outer  As PlaceOf has them. A folder is in itself.
+bool IsIn(const fs::path& inner, const fs::path& outer) {
+    const fs::path inside = inner.lexically_relative(outer);
     return !inside.empty() && *inside.begin() != "..";
 }
 
@@ -151,7 +152,8 @@ public:
                 RefuseFile(output, error.message());
             }
         }
-        WriteWholeFile(output, bytes, console.out);
+        const bool mayReplace = folder_.empty() || isForced_;
+        WriteWholeFile(output, bytes, console.out, mayReplace ? Existing::Replaced : Existing::Kept);
     }
 
 private:

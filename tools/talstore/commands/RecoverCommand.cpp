@@ -5,6 +5,7 @@
 #include "board/Recover.h"
 #include "board/Value.h"
 #include "commands/Commands.h"
+#include "commands/ManyFiles.h"
 #include "commands/Report.h"
 #include "common/Text.h"
 
@@ -97,7 +98,9 @@ Json RecoveryJson(const StorageFile& file, const Recovery& recovery) {
 int RecoverFile(const RecoverOptions& options, const Console& console) {
     const CommonOptions& common = options.common;
     const auto layout = LoadLayout(common.layout);
-    const StorageFile file = LoadStorageFile(options.file, ParseFormat(common.format), true);
+    // A raw image has no mark: a text that is taken for one has values for every variable, and none is true.
+    SourceFile source = {options.file, options.file};
+    const StorageFile file = LoadSource(source, ParseFormat(common.format));
     const ProviderSession session(ProviderOf(file.format), 0, common.channel, file.name);
     const Recovery recovery = Recover(session, file, *layout);
     if (common.asJson) {

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -69,6 +70,26 @@ mode_t PermissionsFor(const std::optional<struct stat>& replaced) {
     return replaced ? replaced->st_mode & 0777U : PermissionsOfNewFile();
 }
 
+/// As rename, but fails with EEXIST when there is something of the new name.
+int RenameToFreeName(const char* from, const char* to) {
+    if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) {
+        return 0;
+    }
+    if (errno != EINVAL && errno != ENOSYS) {
+        return -1;
+    }
+    // Network file systems have links instead, and few have neither.
+    if (link(from, to) == 0) {
+        return unlink(from);
+    }
+    struct stat status = {};
+    if (errno == EEXIST || lstat(to, &status) == 0) {
+        errno = EEXIST;
+        return -1;
+    }
+    return std::rename(from, to);
+}
+
 void SyncDirectory(const std::filesystem::path& directory, const std::string& name) {
     const Descriptor opened(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (opened.Number() < 0 || fsync(opened.Number()) != 0) {
@@ -119,7 +140,7 @@ bool IsStandardOutput(const std::string& name) {
     return name == "-" || isSameFile;
 }
 
-Draft::Draft(std::string name) : name_(std::move(name)) {
+Draft::Draft(std::string name, Existing existing) : name_(std::move(name)), existing_(existing) {
     const std::optional<struct stat> status = StatusOf(name_);
     if (status && !S_ISREG(status->st_mode)) {
         RefuseFile(name_, S_ISDIR(status->st_mode) ? std::strerror(EISDIR) : "is no regular file");
@@ -141,8 +162,12 @@ Draft::~Draft() {
 }
 
 void Draft::PutInPlace() {
+    const auto rename = existing_ == Existing::Replaced ? std::rename : RenameToFreeName;
     if (fchmod(descriptor_, permissions_) != 0 || fsync(descriptor_) != 0 ||
-        std::rename(path_.c_str(), target_.c_str()) != 0) {
+        rename(path_.c_str(), target_.c_str()) != 0) {
+        if (existing_ == Existing::Kept && errno == EEXIST) {
+            RefuseFile(name_, "is there already");
+        }
         FailWithErrno(name_);
     }
     path_.clear();
@@ -150,7 +175,7 @@ void Draft::PutInPlace() {
     SyncDirectory(directory.empty() ? "." : directory, name_);
 }
 
-OutputFile::OutputFile(std::string name, std::ostream& standardOutput, bool stopsOnInterrupt)
+OutputFile::OutputFile(std::string name, std::ostream& standardOutput, bool stopsOnInterrupt, Existing existing)
     : name_(std::move(name)), stopsOnInterrupt_(stopsOnInterrupt) {
     if (IsStandardOutput(name_)) {
         standardOutput_ = &standardOutput;
@@ -158,7 +183,7 @@ OutputFile::OutputFile(std::string name, std::ostream& standardOutput, bool stop
     }
     const std::optional<struct stat> status = StatusOf(name_);
     if (!status || S_ISREG(status->st_mode) || S_ISDIR(status->st_mode)) {
-        draft_.emplace(name_);
+        draft_.emplace(name_, existing);
         return;
     }
     device_ = open(name_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
@@ -187,8 +212,8 @@ void OutputFile::PutInPlace() {
     }
 }
 
-void WriteWholeFile(const std::string& name, std::string_view bytes, std::ostream& standardOutput) {
-    OutputFile file(name, standardOutput, true);
+void WriteWholeFile(const std::string& name, std::string_view bytes, std::ostream& standardOutput, Existing existing) {
+    OutputFile file(name, standardOutput, true, existing);
     file.Write(bytes);
     file.PutInPlace();
 }

@@ -25,13 +25,17 @@ constexpr const char* kTooLarge = "has more than 64 MiB, which no storage file h
 /// @return the file that the name leads to, be it there or not, so that a link stays a link when it is replaced.
 [[nodiscard]] std::filesystem::path TargetOf(const std::string& name);
 
+/// What becomes of a regular file that is where one is to be written.
+enum class Existing { Replaced, Kept };
+
 /// The new file beside a regular one, or beside where one will be. It replaces that in one step and for good: whoever
 /// looks sees the old bytes or the new ones, also after a power cut. What a link leads to is replaced, the link stays,
 /// and so do the permissions. Each operation throws InputError.
 class Draft {
 public:
     /// What is no regular file is refused, and where no file can be made.
-    explicit Draft(std::string name);
+    /// @param existing  A file that is kept is refused when the new one is put in place, however late it has come.
+    explicit Draft(std::string name, Existing existing = Existing::Replaced);
     /// Leaves the file as it was unless the new one has been put in place.
     ~Draft();
     Draft(const Draft&) = delete;
@@ -48,6 +52,7 @@ private:
     std::string path_;
     unsigned permissions_ = 0;
     int descriptor_ = -1;
+    Existing existing_;
 };
 
 /// A file that is written piece by piece. A regular file, or one that is not there, is replaced in one step and for
@@ -56,7 +61,9 @@ class OutputFile {
 public:
     /// A directory is refused, and where no file can be made.
     /// @param stopsOnInterrupt  Whether Ctrl-C ends the writing, too.
-    OutputFile(std::string name, std::ostream& standardOutput, bool stopsOnInterrupt);
+    /// @param existing          As for a Draft.
+    OutputFile(std::string name, std::ostream& standardOutput, bool stopsOnInterrupt,
+               Existing existing = Existing::Replaced);
     /// Leaves a regular file as it was unless the new one has been put in place.
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
@@ -74,8 +81,10 @@ private:
 };
 
 /// Replaces a regular file, or one that is not there, as a Draft does. A device or a pipe is written to, a directory is
-/// refused. Throws InputError; a regular file is then as it was, unless only its directory could not be synced.
-void WriteWholeFile(const std::string& name, std::string_view bytes, std::ostream& standardOutput);
+/// refused, and so is a regular file that is to be kept. Throws InputError; a regular file is then as it was, unless
+/// only its directory could not be synced.
+void WriteWholeFile(const std::string& name, std::string_view bytes, std::ostream& standardOutput,
+                    Existing existing = Existing::Replaced);
 
 }  // namespace tal::talstore
 
