@@ -189,7 +189,7 @@ SurveyFrame FrameOf(const Json& json) {
 class AnswerReader {
 public:
     /// Throws InputError.
-    explicit AnswerReader(const std::string& name) : name_(name) {
+    explicit AnswerReader(std::string name) : name_(std::move(name)) {
         RequireRereadable();
         stream_.open(name_, std::ios::binary);
         if (!stream_) {
