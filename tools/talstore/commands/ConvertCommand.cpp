@@ -259,10 +259,10 @@ struct Tally {
 
 /// Whether the folder to write is in the one that was given, and this in it: an earlier run may have written it.
 bool IsOutput(const ListedFile& file, const fs::path& outputFolder) {
-    if (file.folder.empty()) {
+    if (file.given->folder.empty()) {
         return false;
     }
-    const fs::path given = PlaceOf(file.folder);
+    const fs::path given = PlaceOf(file.given->folder);
     return IsIn(outputFolder, given) && !IsIn(given, outputFolder) &&
            IsIn(PlaceOf(fs::path(file.name).parent_path()), outputFolder);
 }
@@ -283,7 +283,7 @@ std::vector<ListedFile> FilesToConvert(const ConvertOptions& options, const std:
     }
     std::error_code ignored;
     for (ListedFile& file : files) {
-        if (!file.folder.empty() && fs::is_symlink(file.name, ignored)) {
+        if (!file.given->folder.empty() && fs::is_symlink(file.name, ignored)) {
             file.problem = "a link in a folder is not followed to be changed in its place";
         } else if (IsArchive(file.name)) {
             file.problem = "an archive is not changed in its place";

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <memory>
 
 #include "files/Archive.h"
 #include "files/InputError.h"
@@ -30,12 +31,15 @@ std::vector<std::string> SplitNames(std::istream& stream, char end) {
 class Lister {
 public:
     /// @param parent  What is left out of the names in what was given.
-    void Add(const std::string& name, const std::filesystem::path& parent) {
+    void Add(const std::string& name, const std::string& parent) {
         std::error_code ignored;
         if (std::filesystem::is_directory(name, ignored)) {
-            Walk(name, parent, name);
+            Walk(name, std::make_shared<const GivenPlace>(GivenPlace{parent, name}));
         } else {
-            files_.push_back({name, InsideOf(name, parent), {}});
+            if (named_ == nullptr || named_->parent != parent) {
+                named_ = std::make_shared<const GivenPlace>(GivenPlace{parent, {}});
+            }
+            files_.push_back({name, {}, named_});
         }
     }
 
@@ -47,32 +51,32 @@ public:
     }
 
 private:
-    static std::string InsideOf(const std::filesystem::path& name, const std::filesystem::path& parent) {
-        return parent.empty() ? name.string() : name.lexically_relative(parent).string();
-    }
-
-    /// @param given  The folder that was named.
-    void Walk(const std::filesystem::path& folder, const std::filesystem::path& parent, const std::string& given) {
+    void Walk(const std::filesystem::path& folder, const std::shared_ptr<const GivenPlace>& given) {
         StopIfInterrupted();
         std::error_code error;
         for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
              entry.increment(error)) {
             std::error_code ignored;
             if (entry->is_directory(ignored) && !entry->is_symlink(ignored)) {
-                Walk(entry->path(), parent, given);
+                Walk(entry->path(), given);
             } else if (entry->is_regular_file(ignored)) {
-                files_.push_back({entry->path().string(), InsideOf(entry->path(), parent), {}, given});
+                files_.push_back({entry->path().string(), {}, given});
             }
         }
         if (error) {
-            files_.push_back({folder.string(), {}, error.message(), given});
+            files_.push_back({folder.string(), error.message(), given});
         }
     }
 
     std::vector<ListedFile> files_;
+    std::shared_ptr<const GivenPlace> named_;  ///< Of the file that was named last.
 };
 
 }  // namespace
+
+std::string ListedFile::Inside() const {
+    return given->parent.empty() ? name : std::filesystem::path(name).lexically_relative(given->parent).string();
+}
 
 std::vector<std::string> ReadNames(const std::string& listName, char end) {
     if (listName == "-") {
@@ -95,8 +99,7 @@ std::vector<ListedFile> ListFiles(const std::vector<std::string>& paths, const s
     for (const std::string& path : paths) {
         std::error_code ignored;
         const bool isLikeFolder = std::filesystem::is_directory(path, ignored) || IsArchive(path);
-        const std::filesystem::path parent = std::filesystem::path(path).parent_path();
-        lister.Add(path, isLikeFolder ? std::filesystem::path(path) : parent);
+        lister.Add(path, isLikeFolder ? path : std::filesystem::path(path).parent_path().string());
     }
     for (const std::string& name : listed) {
         lister.Add(name, {});

@@ -3,16 +3,25 @@
 #ifndef TALSTORE_FILE_LIST_H
 #define TALSTORE_FILE_LIST_H
 
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace tal::talstore {
 
+/// What was given. It is kept once for all files in it, of which there may be very many.
+struct GivenPlace {
+    std::string parent;  ///< What the names of files in it begin with and are known without; may be empty.
+    std::string folder;  ///< In which the files were found; empty for what was named itself.
+};
+
 struct ListedFile {
     std::string name;
-    std::string inside;       ///< Its name in what was given: empty for an archive, which is taken for a folder.
-    std::string problem;      ///< Of a folder that cannot be walked; empty for a file.
-    std::string folder = {};  ///< That was given, and in which it was found; empty for what was named itself.
+    std::string problem;  ///< Of a folder that cannot be walked; empty for a file.
+    std::shared_ptr<const GivenPlace> given;
+
+    /// @return its name in what was given.
+    [[nodiscard]] std::string Inside() const;
 
     [[nodiscard]] bool operator<(const ListedFile& other) const { return name < other.name; }
     [[nodiscard]] bool operator==(const ListedFile& other) const { return name == other.name; }

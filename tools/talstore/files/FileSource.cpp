@@ -17,7 +17,7 @@ auto TextsOf(File& file) {
 }
 
 SourceFile Unreadable(const ListedFile& file, std::string problem, std::string archive = {}) {
-    return {file.name, file.inside, std::move(archive), std::move(problem)};
+    return {file.name, file.Inside(), std::move(archive), std::move(problem)};
 }
 
 }  // namespace
@@ -99,9 +99,9 @@ std::optional<SourceFile> FileSource::NextMember() {
         if (member->name.empty()) {
             return Unreadable(file, std::move(member->problem), file.name);
         }
-        return SourceFile{file.name + ':' + member->name,
-                          file.inside.empty() ? member->name : file.inside + '/' + member->name, file.name,
-                          std::move(member->problem), std::move(member->bytes)};
+        const std::string inside = file.Inside();
+        return SourceFile{file.name + ':' + member->name, inside.empty() ? member->name : inside + '/' + member->name,
+                          file.name, std::move(member->problem), std::move(member->bytes)};
     } catch (const InputError& error) {
         archive_.reset();
         return Unreadable(file, ProblemOf(file.name, error.what()), file.name);
