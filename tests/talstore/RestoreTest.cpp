@@ -5,6 +5,7 @@
 #include "board/Losses.h"
 #include "board/RestoreFindings.h"
 #include "board/StoredPaths.h"
+#include "board/Value.h"
 
 namespace tal::test {
 
@@ -456,6 +457,36 @@ TEST_F(Restoring, OfADocumentThatCannotBeParsedLosesWhatIsLeft) {
     ASSERT_EQ(losses.size(), 1U);
     EXPECT_EQ(losses[0].kind, std::string("left"));
     EXPECT_EQ(losses[0].path, "R/O/b");
+}
+
+TEST(RestoringItemsAlone, EndsForItemsAndContentsAsRestoringDoes) {
+    const char* const variables = R"({"name": "a", "type": "U8", "default": 5},
+        {"name": "s", "type": "STRING", "count": 8, "default": "longer"},
+        {"name": "b", "type": "BOOL", "default": true}, {"name": "c", "type": "U8", "default": 7})";
+    const talstore::StorageFile file = {
+        "file",
+        Document("<region name = \"R\"><object name = \"O\">" + Variable("a", "U8", "1") +
+                 Variable("s", "STRING", "x") + Variable("gone", "U8", "2") + Variable("b", "BOOL", "perhaps") +
+                 Variable("c", "U8", "3") + "</object></region>"),
+        Format::Xml};
+    const talstore::StoredContents contents = Inspect(file, nullptr);
+    const talstore::ProviderSession session(talstore::ProviderOf(Format::Xml), 0, 0, "file");
+    const auto whole = LayoutOf(variables);
+    const auto alone = LayoutOf(variables);
+    const RestoreReport expected = talstore::Restore(session, file, contents, *whole);
+
+    const RestoreReport report = talstore::RestoreItems(session, file, contents, *alone);
+
+    ASSERT_EQ(report.items.size(), 5U);
+    const Fate fates[] = {Fate::Taken, Fate::Taken, Fate::Ignored, Fate::Refused, Fate::Dropped};
+    for (std::size_t i = 0; i < report.items.size(); ++i) {
+        EXPECT_EQ(report.items[i].fate, fates[i]) << i;
+        EXPECT_EQ(report.items[i].reason, expected.items[i].reason) << i;
+    }
+    for (const char* const path : {"R/O/a", "R/O/s", "R/O/b", "R/O/c"}) {
+        EXPECT_EQ(talstore::BytesOf(alone->At(path)), talstore::BytesOf(whole->At(path))) << path;
+        EXPECT_EQ(alone->At(path).Retrieved(), whole->At(path).Retrieved()) << path;
+    }
 }
 
 }  // namespace

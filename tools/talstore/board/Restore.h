@@ -90,7 +90,8 @@ struct RestoreReport {
                                     const StoredContents& contents, host::Database& layout,
                                     KnownPaths* paths = nullptr);
 
-/// Retrieves the file once, over what the variables hold, and reports no variables: that takes a third less time.
+/// Retrieves the file once, over what the variables hold, and reports no variables, for those who do not ask for them:
+/// to find out which bytes of them the file does not set is a large part of the work.
 /// @param layout  As when it was made, or set to its defaults.
 [[nodiscard]] RestoreReport RestoreItems(const ProviderSession& session, const StorageFile& file,
                                          const StoredContents& contents, host::Database& layout);
