@@ -130,8 +130,7 @@ void RemoveChannel(char (&name)[Size], const ChannelPattern& pattern) {
 }
 
 /// Selects the location's file into CurrentFileName and opens it. For reading, also takes its size and allocates
-/// readBuffer, which is left null for a file that does not fit into memory or is larger than the
-/// largest document. The
+/// readBuffer, which is left null for a file that does not fit into memory or is larger than the largest document. The
 /// caller releases it, also after a failure.
 /// @return QBF_OK; QBF_E_INVALID_ARGUMENT for a bad location or mode; QBF_E_FAILED for a read-only location or a file
 ///         that cannot be read; QBF_E_OPEN_FAILED for one that cannot be written. `errno` is that of the failed call.

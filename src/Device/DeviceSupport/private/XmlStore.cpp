@@ -15,7 +15,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-StreamBuffer outputBuffer;
+StreamBuffer streamBuffer;
 
 /// Collects the document's text in front of the stream, which has no buffer of its own. Write errors are not tested: of
 /// a full disk nothing is reported but a failure to close the file.
@@ -57,12 +57,12 @@ public:
     }
 
     void Flush() {
-        std::fwrite(outputBuffer, 1, static_cast<std::size_t>(end_ - outputBuffer), file_);
-        end_ = outputBuffer;
+        std::fwrite(streamBuffer, 1, static_cast<std::size_t>(end_ - streamBuffer), file_);
+        end_ = streamBuffer;
     }
 
 private:
-    [[nodiscard]] std::size_t Room() const { return static_cast<std::size_t>(std::end(outputBuffer) - end_); }
+    [[nodiscard]] std::size_t Room() const { return static_cast<std::size_t>(std::end(streamBuffer) - end_); }
 
     void Reserve(std::size_t length) {
         if (Room() < length) {
@@ -76,7 +76,7 @@ private:
     }
 
     std::FILE* file_;
-    char* end_ = outputBuffer;
+    char* end_ = streamBuffer;
 };
 
 template <class Number>
