@@ -62,7 +62,7 @@ private:
         contents_.findings.push_back({severity, code, {offset}, std::move(path), std::move(message)});
     }
 
-    /// @return whether the reader goes on behind the record.
+    /// @return whether the reader goes on after the record.
     bool InspectRecord() {
         if (Remaining() < kHeaderSize) {
             Report(Severity::Error, "secure.header-cut", position_, {},
