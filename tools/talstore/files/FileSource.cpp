@@ -16,7 +16,8 @@ auto TextsOf(File& file) {
     return std::array{&file.name, &file.inside, &file.archive, &file.problem};
 }
 
-SourceFile Unreadable(const ListedFile& file, std::string problem, std::string archive = {}) {
+/// What was listed itself: a file, or an archive that is told of.
+SourceFile SourceOf(const ListedFile& file, std::string problem, std::string archive = {}) {
     return {file.name, file.Inside(), std::move(archive), std::move(problem)};
 }
 
@@ -62,14 +63,13 @@ std::optional<SourceFile> FileSource::Next() {
             if (std::optional<SourceFile> member = NextMember()) {
                 return member;
             }
-            archive_.reset();
         }
         if (count_ == files_.size()) {
             return std::nullopt;
         }
         const ListedFile& file = files_[count_++];
         if (!file.problem.empty() || !IsArchive(file.name)) {
-            return Unreadable(file, file.problem);
+            return SourceOf(file, file.problem);
         }
         if (std::optional<SourceFile> unreadable = Open(file)) {
             return unreadable;
@@ -83,7 +83,7 @@ std::optional<SourceFile> FileSource::Open(const ListedFile& file) {
         isEmpty_ = true;
         return std::nullopt;
     } catch (const InputError& error) {
-        return Unreadable(file, ProblemOf(file.name, error.what()), file.name);
+        return SourceOf(file, ProblemOf(file.name, error.what()), file.name);
     }
 }
 
@@ -93,18 +93,18 @@ std::optional<SourceFile> FileSource::NextMember() {
         std::optional<ArchiveMember> member = archive_->Next();
         if (!member) {
             archive_.reset();
-            return isEmpty_ ? std::optional(Unreadable(file, "there is no file in it", file.name)) : std::nullopt;
+            return isEmpty_ ? std::optional(SourceOf(file, "there is no file in it", file.name)) : std::nullopt;
         }
         isEmpty_ = false;
         if (member->name.empty()) {
-            return Unreadable(file, std::move(member->problem), file.name);
+            return SourceOf(file, std::move(member->problem), file.name);
         }
         const std::string inside = file.Inside();
         return SourceFile{file.name + ':' + member->name, inside.empty() ? member->name : inside + '/' + member->name,
                           file.name, std::move(member->problem), std::move(member->bytes)};
     } catch (const InputError& error) {
         archive_.reset();
-        return Unreadable(file, ProblemOf(file.name, error.what()), file.name);
+        return SourceOf(file, ProblemOf(file.name, error.what()), file.name);
     }
 }
 

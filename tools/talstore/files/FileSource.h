@@ -43,6 +43,7 @@ public:
 private:
     /// @return the archive itself when it cannot be opened.
     [[nodiscard]] std::optional<SourceFile> Open(const ListedFile& file);
+    /// @return none after the last one. The archive is closed then.
     [[nodiscard]] std::optional<SourceFile> NextMember();
 
     std::vector<ListedFile> files_;

@@ -22,7 +22,7 @@ std::shared_ptr<const PrivateDirectory> PrivateDirectory::Shared() {
 PrivateDirectory::PrivateDirectory() {
     std::string name = (std::filesystem::temp_directory_path() / "talstore-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) {
-        throw InputError(name + ": " + std::strerror(errno));
+        RefuseFile(name, std::strerror(errno));
     }
     path_ = name;
 }
