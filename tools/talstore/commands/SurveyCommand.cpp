@@ -3,6 +3,7 @@
 #include "commands/AcceptedLosses.h"
 #include "commands/Commands.h"
 #include "commands/Report.h"
+#include "commands/SurveyAnswers.h"
 #include "commands/SurveyOutputs.h"
 #include "commands/SurveyRecords.h"
 #include "commands/SurveyText.h"

@@ -12,7 +12,6 @@
 #include "commands/AcceptedLosses.h"
 #include "commands/Console.h"
 #include "commands/SurveyTotals.h"
-#include "commands/SurveyUnits.h"
 
 namespace tal::talstore {
 
@@ -32,12 +31,6 @@ struct SurveyFrame {
 void PrintUnitRecords(const Console& console, const UnitReport& unit);
 
 void PrintSummaryRecord(const Console& console, const SurveyFrame& frame, const SurveyTotals& totals);
-
-/// Reads answers back that were printed so.
-/// @param names  Of regular files.
-/// @param take   Gets the reports of all of them in the order in which one survey would have had them.
-/// @return what they were all about. Throws InputError, also when they are not about the same.
-[[nodiscard]] SurveyFrame MergeUnits(const std::vector<std::string>& names, const TakeUnit& take);
 
 }  // namespace tal::talstore
 
