@@ -1,14 +1,12 @@
 #include "board/LayoutFromXml.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 
 #include "TypeTable.h"
-#include "board/Value.h"
 #include "common/Text.h"
 
 namespace tal::talstore {
@@ -17,8 +15,6 @@ using tools::Count;
 using tools::Quoted;
 
 namespace {
-
-using nlohmann::ordered_json;
 
 // What a description may have at most.
 constexpr std::size_t kMostElements = 1048576;
@@ -203,58 +199,11 @@ private:
     std::size_t stringCount_ = 0;
 };
 
-// ---- Descriptions
-
-ordered_json DescribeObject(const host::Object& object, host::Database* values);
-
-ordered_json DescribeObjects(const std::vector<std::unique_ptr<host::Object>>& objects, host::Database* values) {
-    ordered_json descriptions = ordered_json::array();
-    for (const auto& object : objects) {
-        descriptions.push_back(DescribeObject(*object, values));
-    }
-    return descriptions;
-}
-
-ordered_json DescribeVariable(const host::Variable& variable, host::Database* values) {
-    const host::TypeInfo& type = *host::FindType(variable.Type());
-    ordered_json description = {{"name", variable.Name()}, {"type", type.name}};
-    if (type.kind == host::TypeKind::Object) {
-        description[type.isArray ? "objects" : "object"] = type.isArray
-                                                               ? DescribeObjects(variable.Objects(), values)
-                                                               : DescribeObject(*variable.Objects().front(), values);
-        return description;
-    }
-    if (host::HasElementCount(type)) {
-        description["count"] = variable.ElementCount();
-    }
-    const host::Variable* const value = values == nullptr ? nullptr : values->Find(variable.Path());
-    if (value != nullptr && value->Type() == type.code) {
-        description["default"] = ValueJson(type.code, BytesOf(*value));
-    }
-    return description;
-}
-
-ordered_json DescribeObject(const host::Object& object, host::Database* values) {
-    ordered_json variables = ordered_json::array();
-    for (const auto& variable : object.Variables()) {
-        variables.push_back(DescribeVariable(*variable, values));
-    }
-    return {{"name", object.Name()}, {"variables", std::move(variables)}};
-}
-
 }  // namespace
 
 std::unique_ptr<host::Database> DeriveLayout(const StoredContents& contents, const LayoutWishes& wishes,
                                              std::vector<Finding>& findings) {
     return LayoutBuilder(contents, wishes, findings).Build();
-}
-
-ordered_json DescribeLayout(const host::Database& layout, host::Database* values) {
-    ordered_json regions = ordered_json::array();
-    for (const auto& region : layout.Regions()) {
-        regions.push_back({{"name", region->Name()}, {"objects", DescribeObjects(region->Objects(), values)}});
-    }
-    return {{"regions", std::move(regions)}};
 }
 
 }  // namespace tal::talstore

@@ -1,11 +1,10 @@
 /// @file
-/// A board's database made from what an XML document holds, and its description.
+/// A board's database made from what an XML document holds.
 #ifndef TALSTORE_LAYOUT_FROM_XML_H
 #define TALSTORE_LAYOUT_FROM_XML_H
 
 #include <cstdint>
 #include <memory>
-#include <nlohmann/json_fwd.hpp>
 #include <set>
 #include <vector>
 
@@ -25,11 +24,6 @@ struct LayoutWishes {
 /// @return a database that no description of host::LoadDatabase would be refused for; every default is zero or empty.
 [[nodiscard]] std::unique_ptr<host::Database> DeriveLayout(const StoredContents& contents, const LayoutWishes& wishes,
                                                            std::vector<Finding>& findings);
-
-/// @param layout  As DeriveLayout makes it.
-/// @param values  What it holds become the defaults; null for a description without defaults.
-/// @return a description that host::LoadDatabase understands.
-[[nodiscard]] nlohmann::ordered_json DescribeLayout(const host::Database& layout, host::Database* values);
 
 }  // namespace tal::talstore
 

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ReferenceHost.h"
@@ -17,6 +18,9 @@ struct Effect {
     Outcome outcome;  ///< Changed, Partly, Refused or Defaulted.
     bool isCertain;   ///< It happens to every value; otherwise to some and not to others.
     std::string reason;
+
+    static Effect Certain(Outcome outcome, std::string reason) { return {outcome, true, std::move(reason)}; }
+    static Effect Possible(Outcome outcome, std::string reason) { return {outcome, false, std::move(reason)}; }
 };
 
 /// None when no value is lost. What a certain one leaves no room for is left out.

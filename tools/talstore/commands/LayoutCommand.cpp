@@ -1,6 +1,7 @@
 #include <nlohmann/json.hpp>
 
 #include "DatabaseDescription.h"
+#include "board/DescribeLayout.h"
 #include "board/DocumentValues.h"
 #include "board/LayoutFromXml.h"
 #include "commands/Commands.h"

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <limits>
 
 #include "TypeTable.h"
+#include "board/NumberRange.h"
 #include "board/Value.h"
 #include "common/Text.h"
 
@@ -20,14 +20,6 @@ using host::TypeKind;
 
 const TypeInfo& TypeOf(const host::Variable& variable) {
     return *host::FindType(variable.Type());
-}
-
-Effect Certain(Outcome outcome, std::string reason) {
-    return {outcome, true, std::move(reason)};
-}
-
-Effect Possible(Outcome outcome, std::string reason) {
-    return {outcome, false, std::move(reason)};
 }
 
 bool HasCertain(const Effects& effects, Outcome outcome) {
@@ -56,60 +48,22 @@ Effects Settled(Effects effects) {
     return effects;
 }
 
-// ---- Whole numbers
-
-struct Range {
-    std::int64_t least;
-    std::int64_t most;
-};
-
-template <class Number>
-constexpr Range RangeOf() {
-    return {std::numeric_limits<Number>::min(), std::numeric_limits<Number>::max()};
-}
-
 bool IsU32(const TypeInfo& type) {
     return type.kind == TypeKind::Unsigned && type.elementSize == sizeof(std::uint32_t);
 }
 
-/// The whole numbers that an element can be.
-Range RangeOfElements(const TypeInfo& type) {
-    const bool isSigned = type.kind == TypeKind::Signed;
-    switch (type.elementSize) {
-        case 1:
-            return isSigned ? RangeOf<std::int8_t>() : RangeOf<std::uint8_t>();
-        case 2:
-            return isSigned ? RangeOf<std::int16_t>() : RangeOf<std::uint16_t>();
-        default:
-            return isSigned ? RangeOf<std::int32_t>() : RangeOf<std::uint32_t>();
-    }
-}
-
 /// The whole numbers that come out of a document as they were.
-Range RangeOfTexts(const TypeInfo& from, const TypeInfo& to) {
+NumberRange RangeOfTexts(const TypeInfo& from, const TypeInfo& to) {
     constexpr std::int64_t kMostOfAFloat = 1 << 24;
-    Range range = to.kind != TypeKind::Real         ? RangeOfElements(to)
-                  : to.elementSize == sizeof(float) ? Range{-kMostOfAFloat, kMostOfAFloat}
-                                                    : RangeOf<std::int64_t>();
+    NumberRange range = to.kind != TypeKind::Real         ? RangeOfElements(to)
+                        : to.elementSize == sizeof(float) ? NumberRange{-kMostOfAFloat, kMostOfAFloat}
+                                                          : RangeOf<std::int64_t>();
     // The writer shows the larger half of them as negative numbers.
     if (IsU32(from) && !IsU32(to)) {
         range.most = std::min(range.most, RangeOf<std::int32_t>().most);
     }
     return range;
 }
-
-Effects OutsideOf(Range kept, Range possible) {
-    std::string which;
-    if (possible.least < kept.least) {
-        which = "below " + std::to_string(kept.least);
-    }
-    if (possible.most > kept.most) {
-        which += (which.empty() ? "above " : " and above ") + std::to_string(kept.most);
-    }
-    return which.empty() ? Effects() : Effects{Possible(Outcome::Changed, "numbers " + which + " become others")};
-}
-
-// ---- Texts of a document
 
 /// How long the texts of a type are that the writer writes.
 struct Lengths {
@@ -125,7 +79,7 @@ Lengths LengthsOf(const TypeInfo& type) {
         // "-3.402823e+38" and "-1.797693e+308".
         return {1, type.elementSize == sizeof(float) ? std::size_t{13} : std::size_t{14}};
     }
-    const Range range = IsU32(type) ? RangeOf<std::int32_t>() : RangeOfElements(type);
+    const NumberRange range = IsU32(type) ? RangeOf<std::int32_t>() : RangeOfElements(type);
     return {1, std::max(std::to_string(range.least).size(), std::to_string(range.most).size())};
 }
 
@@ -135,21 +89,22 @@ std::size_t RoomOf(const host::Variable& string) {
 }
 
 Effect Cut(std::size_t room) {
-    return Possible(Outcome::Changed, "texts of more than " + Count(room, "byte") + " are cut");
+    return Effect::Possible(Outcome::Changed, "texts of more than " + Count(room, "byte") + " are cut");
 }
 
 Effects TextOfNumber(const TypeInfo& from, const host::Variable& to) {
     const Lengths lengths = LengthsOf(from);
     const std::size_t room = RoomOf(to);
     if (room < lengths.least) {
-        return {Certain(Outcome::Changed, "no text of its value fits")};
+        return {Effect::Certain(Outcome::Changed, "no text of its value fits")};
     }
     Effects effects;
     if (room < lengths.most) {
         effects.push_back(Cut(room));
     }
     if (IsU32(from)) {
-        effects.push_back(Possible(Outcome::Changed, "numbers above 2147483647 become the texts of negative ones"));
+        effects.push_back(
+            Effect::Possible(Outcome::Changed, "numbers above 2147483647 become the texts of negative ones"));
     }
     return effects;
 }
@@ -159,12 +114,12 @@ Effects TextOfText(const host::Variable& from, const host::Variable& to) {
     constexpr std::size_t kLongestText = 2046;
     const std::size_t longest = std::min(RoomOf(from), kLongestText);
     if (longest == 0 && RoomOf(to) > 0) {
-        return {Certain(Outcome::Changed, "an empty text comes back as the text before it in the document")};
+        return {Effect::Certain(Outcome::Changed, "an empty text comes back as the text before it in the document")};
     }
     if (longest <= RoomOf(to)) {
         return {};
     }
-    return {RoomOf(to) == 0 ? Certain(Outcome::Changed, "it has no room for a text") : Cut(RoomOf(to))};
+    return {RoomOf(to) == 0 ? Effect::Certain(Outcome::Changed, "it has no room for a text") : Cut(RoomOf(to))};
 }
 
 Effects NumberOfText(const host::Variable& from, const TypeInfo& to) {
@@ -189,21 +144,21 @@ bool IsScannedUnsigned(const TypeInfo& to) {
 Effects NumberOfBool(const TypeInfo& to) {
     const bool isScannedFloat = to.kind == TypeKind::Real && to.elementSize == sizeof(float);
     if (isScannedFloat || IsScannedUnsigned(to)) {
-        return {Certain(Outcome::Partly, "TRUE and FALSE are no numbers and leave what the board held")};
+        return {Effect::Certain(Outcome::Partly, "TRUE and FALSE are no numbers and leave what the board held")};
     }
-    return {Possible(Outcome::Changed, "TRUE becomes 0")};
+    return {Effect::Possible(Outcome::Changed, "TRUE becomes 0")};
 }
 
 Effects NumberOfReal(const TypeInfo& from, const TypeInfo& to) {
     if (to.kind == TypeKind::Real) {
         return to.elementSize >= from.elementSize
                    ? Effects()
-                   : Effects{Possible(Outcome::Changed, "numbers beyond a FLOAT become inf or 0")};
+                   : Effects{Effect::Possible(Outcome::Changed, "numbers beyond a FLOAT become inf or 0")};
     }
-    Effects effects = {
-        Possible(Outcome::Changed, "only the digit before the point is taken: 12 stands there as 1.200000e+01")};
+    Effects effects = {Effect::Possible(Outcome::Changed,
+                                        "only the digit before the point is taken: 12 stands there as 1.200000e+01")};
     if (IsScannedUnsigned(to)) {
-        effects.push_back(Possible(Outcome::Partly, "nan and inf leave what the board held"));
+        effects.push_back(Effect::Possible(Outcome::Partly, "nan and inf leave what the board held"));
     }
     return effects;
 }
@@ -221,26 +176,24 @@ Effects EffectsOnText(const host::Variable& fromVariable, const host::Variable& 
     if (from.kind == TypeKind::Bool || to.kind == TypeKind::Bool) {
         return from.kind == to.kind ? Effects()
                : to.kind == TypeKind::Bool
-                   ? Effects{Certain(Outcome::Refused, "a number is no BOOL, which takes TRUE and FALSE")}
+                   ? Effects{Effect::Certain(Outcome::Refused, "a number is no BOOL, which takes TRUE and FALSE")}
                    : NumberOfBool(to);
     }
     return from.kind == TypeKind::Real ? NumberOfReal(from, to)
-                                       : OutsideOf(RangeOfTexts(from, to), RangeOfElements(from));
+                                       : EffectsOutsideOf(RangeOfTexts(from, to), RangeOfElements(from));
 }
-
-// ---- What a variable of a document takes
 
 /// Of an array, or an object array, which have no value.
 Effects EffectsOnNoValue(const host::Variable& from, const TypeInfo& to) {
     if (to.kind == TypeKind::Bool) {
-        return {Certain(Outcome::Refused, "the document has elements and no value for it")};
+        return {Effect::Certain(Outcome::Refused, "the document has elements and no value for it")};
     }
     if (to.kind == TypeKind::Real && to.elementSize == sizeof(float)) {
-        return {
-            Certain(Outcome::Partly, "the document has elements and no value for it: it keeps what the board held")};
+        return {Effect::Certain(Outcome::Partly,
+                                "the document has elements and no value for it: it keeps what the board held")};
     }
     if (to.kind == TypeKind::String) {
-        return {Certain(Outcome::Changed, "the document has elements and no value for it: it becomes empty")};
+        return {Effect::Certain(Outcome::Changed, "the document has elements and no value for it: it becomes empty")};
     }
     // An only element may happen to be 0.
     return {{Outcome::Changed, TypeOf(from).kind == TypeKind::Object || from.ElementCount() != 1,
@@ -253,10 +206,10 @@ Effects EffectsOnElements(const host::Variable* elements, const host::Variable& 
     Effects effects = taken == 0 ? Effects() : EffectsOnText(*elements, to);
     const std::string inTheLayout = ", " + std::to_string(to.ElementCount()) + " in the layout";
     if (count < to.ElementCount()) {
-        effects.push_back(Certain(Outcome::Partly, Count(count, "element") + " in the file" + inTheLayout +
-                                                       ": the rest keeps what the board held"));
+        effects.push_back(Effect::Certain(Outcome::Partly, Count(count, "element") + " in the file" + inTheLayout +
+                                                               ": the rest keeps what the board held"));
     } else if (count > to.ElementCount()) {
-        effects.push_back(Certain(Outcome::Changed, Count(count, "element") + " in the file" + inTheLayout));
+        effects.push_back(Effect::Certain(Outcome::Changed, Count(count, "element") + " in the file" + inTheLayout));
     }
     return effects;
 }
@@ -270,47 +223,7 @@ Effects OfAnother(Effects effects, const host::Variable& other, bool isCertain) 
     return effects;
 }
 
-// ---- Bytes
-
-Effects EffectsOnOtherKind(const TypeInfo& from, const TypeInfo& to) {
-    if (from.kind == TypeKind::Real || to.kind == TypeKind::Real) {
-        return {Possible(Outcome::Changed, std::string("its bytes are taken for those of ") + to.name +
-                                               ", where little but 0 means the same")};
-    }
-    if (to.kind == TypeKind::Bool) {
-        return {Possible(Outcome::Changed, "numbers other than 0 and 1 become TRUE")};
-    }
-    if (from.kind == TypeKind::Bool) {
-        return {Possible(Outcome::Changed, "TRUE may be stored as another number than 1")};
-    }
-    return OutsideOf(RangeOfElements(to), RangeOfElements(from));
-}
-
 }  // namespace
-
-Effects EffectsOnBytes(const host::Variable& fromVariable, const host::Variable& toVariable) {
-    const TypeInfo& from = TypeOf(fromVariable);
-    const TypeInfo& to = TypeOf(toVariable);
-    if (from.kind == to.kind && from.elementSize == to.elementSize) {
-        return {};
-    }
-    const auto isText = [](const TypeInfo& type) {
-        return type.kind == TypeKind::String || type.kind == TypeKind::Char;
-    };
-    if (isText(from) && isText(to)) {
-        return to.kind == TypeKind::String
-                   ? Effects{Possible(Outcome::Changed, "without a 0 among them, they are a text without an end")}
-                   : Effects();
-    }
-    const bool isString = from.kind == TypeKind::String || to.kind == TypeKind::String;
-    if (toVariable.SizeInBytes() == 0) {
-        return {};
-    }
-    if (isString || from.elementSize != to.elementSize) {
-        return {Certain(Outcome::Changed, "its bytes are taken for those of " + TypeText(toVariable))};
-    }
-    return EffectsOnOtherKind(from, to);
-}
 
 Effects EffectsOnTexts(const host::Variable& from, const TextsAtHand& texts, const host::Variable& to) {
     const TypeInfo& toType = TypeOf(to);
@@ -322,7 +235,7 @@ Effects EffectsOnTexts(const host::Variable& from, const TextsAtHand& texts, con
             // An only element may happen to be the value.
             effects = OfAnother(effects, *texts.elements, isObjectArray || to.ElementCount() != 1);
         } else if (!TypeOf(from).isArray && to.ElementCount() == 0) {
-            effects = {Certain(Outcome::Changed, "a value in the file, 0 elements in the layout")};
+            effects = {Effect::Certain(Outcome::Changed, "a value in the file, 0 elements in the layout")};
         }
     } else {
         effects = texts.value == nullptr ? EffectsOnNoValue(from, toType) : EffectsOnText(*texts.value, to);
