@@ -5,8 +5,9 @@
 #include <utility>
 
 #include "TypeTable.h"
+#include "board/ExplainStoredPaths.h"
 #include "board/Fillers.h"
-#include "board/StoredPaths.h"
+#include "board/ItemReports.h"
 #include "board/Value.h"
 #include "common/Text.h"
 
@@ -19,8 +20,6 @@ namespace {
 constexpr const char* kOutcomeNames[] = {"restored", "changed", "partly", "refused", "defaulted", "read-only", "left"};
 static_assert(std::size(kOutcomeNames) == kOutcomeCount);
 
-// ---- The layout's variables
-
 void VisitObject(const host::Object& object, bool isWritable, const VariableVisitor& visit) {
     const bool isObjectWritable = isWritable && object.Writable();
     for (const auto& variable : object.Variables()) {
@@ -31,24 +30,6 @@ void VisitObject(const host::Object& object, bool isWritable, const VariableVisi
             VisitObject(*nested, isObjectWritable, visit);
         }
     }
-}
-
-bool HasNestedObjects(const host::Database& layout) {
-    const auto holdsSome = [](const auto& object) {
-        const auto& variables = object->Variables();
-        return std::any_of(variables.begin(), variables.end(),
-                           [](const auto& variable) { return host::HoldsObjects(variable->Type()); });
-    };
-    return std::any_of(layout.Regions().begin(), layout.Regions().end(), [&](const auto& region) {
-        return std::any_of(region->Objects().begin(), region->Objects().end(), holdsSome);
-    });
-}
-
-/// The message in one line.
-std::string Reason(std::string message) {
-    std::replace(message.begin(), message.end(), '\n', ' ');
-    const std::size_t start = message.find_first_not_of(' ');
-    return start == std::string::npos ? message : message.substr(start, message.find_last_not_of(' ') - start + 1);
 }
 
 /// Of the items that were stored for a variable, the last one.
@@ -89,7 +70,7 @@ public:
         const std::vector<std::string> overFillers = RetrieveOverFillers();
         ReportItems();
         ReportVariables(overFillers);
-        ExplainStoredPaths();
+        ExplainStoredPaths(report_, session_, contents_, layout_, knownPaths_);
         return std::move(report_);
     }
 
@@ -105,8 +86,7 @@ private:
         if (QBF_IsFailure(report_.run.result)) {
             report_.failure = ReasonForFailure();
         }
-        report_.items.resize(contents_.items.size());
-        FollowItems();
+        report_.items = ReportsOfItems(session_, contents_, report_.run, layout_);
     }
 
     /// Retrieves over fillers and, if these do not tell what has been written, once more over the defaults.
@@ -119,7 +99,7 @@ private:
         Expected expected = {contents_, fillers};
         report_.run = session_.Retrieve(file_.bytes, layout_, &expected);
         std::vector<std::string> values;
-        if (IsKnownWhatIsWritten(fillers)) {
+        if (ReplaceFillers(fillers)) {
             return values;
         }
         VisitVariables(layout_,
@@ -139,7 +119,8 @@ private:
     }
 
     /// Gives the variables that nobody has looked up the defaults that a board has held all the time.
-    [[nodiscard]] bool IsKnownWhatIsWritten(const Fillers& fillers) {
+    /// @return false when a filler is in another variable, too, of which nobody knows then what has been written.
+    [[nodiscard]] bool ReplaceFillers(const Fillers& fillers) {
         std::vector<host::Variable*> filled;
         VisitVariables(layout_, [&](host::Variable& variable, bool /*isWritable*/) {
             if (fillers.AreIn(variable)) {
@@ -170,105 +151,6 @@ private:
                    return std::binary_search(found.begin(), found.end(), variable);
                });
     }
-
-    // ---- Items
-
-    void FollowItems() {
-        if (format_ == nullptr || format_->looksItemsUp) {
-            FollowLookUps();
-        } else {
-            FollowItemsInTheirPlaces();
-        }
-    }
-
-    /// A provider that looks items up does so in the order in which the reader hands them on.
-    void FollowLookUps() {
-        const std::vector<LookUp>& lookUps = report_.run.seen.lookUps;
-        for (ItemReport& item : report_.items) {
-            item.reason = "the reader does not take it";
-        }
-        auto unregisteredPath = report_.run.seen.unregisteredPaths.begin();
-        for (std::size_t i = 0; i < lookUps.size() && i < contents_.handedOn.size(); ++i) {
-            ItemReport& report = report_.items[contents_.handedOn[i]];
-            report = {};
-            report.variable = lookUps[i].variable;
-            if (report.variable == nullptr) {
-                report.unregisteredPath = *unregisteredPath++;
-                report.reason = UnregisteredReason(report.unregisteredPath);
-            } else {
-                report.fate = FateOf(i);
-                report.reason = report.fate == Fate::Refused ? RefusedReason(i) : "";
-            }
-            listEmptiedAt_ = report.variable == nullptr ? listEmptiedAt_ : ItemOf(i).listEnd;
-        }
-    }
-
-    [[nodiscard]] const StoredItem& ItemOf(std::size_t lookUp) const {
-        return contents_.items[contents_.handedOn[lookUp]];
-    }
-
-    /// What becomes of an item whose variable has been found.
-    [[nodiscard]] Fate FateOf(std::size_t lookUp) {
-        const bool isMarked = report_.run.seen.lookUps[lookUp].isMarked;
-        if (isMarked || !format_->hasTexts) {
-            return isMarked ? Fate::Taken : Fate::Refused;
-        }
-        // The first failure keeps all variables after it from being marked, whether they are taken or not.
-        const bool isFirstFailure = !hasFailed_ && lookUp < contents_.handedOnInTime;
-        hasFailed_ = true;
-        return isFirstFailure || IsRefused(lookUp) ? Fate::Refused : Fate::Dropped;
-    }
-
-    /// Whether a board refuses the text, or the elements in its list, for the type of the variable.
-    [[nodiscard]] bool IsRefused(std::size_t lookUp) const {
-        const LookUp& seen = report_.run.seen.lookUps[lookUp];
-        const host::TypeInfo* const type = host::FindType(seen.variable->Type());
-        if (type == nullptr || type->code == VARIABLE_TYPE_OBJECT) {
-            return true;
-        }
-        const StoredItem& item = ItemOf(lookUp);
-        const std::uint32_t texts = type->isArray ? item.listEnd - std::max(item.listBegin, listEmptiedAt_) : 1;
-        return type->kind == host::TypeKind::Bool && seen.setWords < std::min(texts, seen.variable->ElementCount());
-    }
-
-    [[nodiscard]] std::string RefusedReason(std::size_t lookUp) const {
-        const std::uint32_t size = report_.run.seen.lookUps[lookUp].variable->SizeInBytes();
-        if (format_->comparesSizes && ItemOf(lookUp).bytes.size() != size) {
-            return Count(ItemOf(lookUp).bytes.size(), "byte") + " in the file, " + std::to_string(size) +
-                   " in the layout";
-        }
-        const auto& lookUps = report_.run.seen.lookUps;
-        const auto& trace = report_.run.trace;
-        const std::size_t end = lookUp + 1 < lookUps.size() ? lookUps[lookUp + 1].firstRecord : trace.size();
-        // The first failure is the cause; those after it pass it on.
-        for (std::size_t i = lookUps[lookUp].firstRecord; i < end; ++i) {
-            if (QBF_IsFailure(trace[i].code)) {
-                return Reason(trace[i].message);
-            }
-        }
-        return {};
-    }
-
-    /// A raw image has one item per variable, as far as it reaches.
-    void FollowItemsInTheirPlaces() {
-        std::size_t index = 0;
-        VisitVariables(layout_, [&](host::Variable& variable, bool /*isWritable*/) {
-            if (index < report_.items.size()) {
-                report_.items[index++] = {variable.Retrieved() ? Fate::Taken : Fate::Dropped, {}, &variable, {}};
-            }
-        });
-    }
-
-    [[nodiscard]] std::string UnregisteredReason(const std::string& path) const {
-        const bool hasPlaceholder =
-            std::any_of(format_->placeholders.begin(), format_->placeholders.end(),
-                        [&](const char* placeholder) { return path.find(placeholder) != std::string::npos; });
-        return session_.Channel() == 0 && hasPlaceholder
-                   ? "not in the layout: the path holds a placeholder for a channel, try --channel"
-                   : "not in the layout";
-    }
-
-    // ---- Variables
 
     void ReportVariables(const std::vector<std::string>& overFillers) {
         const LastItems lastItems(report_.items);
@@ -351,7 +233,7 @@ private:
         const auto record = std::find_if(trace.rbegin(), trace.rend(), [&](const TraceRecord& candidate) {
             return QBF_IsFailure(candidate.code) && candidate.operation != report_.run.operation;
         });
-        return record == trace.rend() ? "it does not say why" : Reason(record->message);
+        return record == trace.rend() ? "it does not say why" : record->MessageInOneLine();
     }
 
     [[nodiscard]] std::string FirstRefused() const {
@@ -363,67 +245,6 @@ private:
         return "one that is not in the file's list";
     }
 
-    // ---- Paths that are stored in one way and looked up in another
-
-    void ExplainStoredPaths() {
-        if (format_ == nullptr || !format_->looksItemsUp || IsEverythingFound() || !MayBeStoredElsewhere()) {
-            return;
-        }
-        KnownPaths ofThisFile;
-        const StoredPaths& stored =
-            (knownPaths_ == nullptr ? ofThisFile : *knownPaths_).Of(*format_, session_.Channel(), layout_);
-        auto path = stored.inTreeOrder.begin();
-        for (VariableReport& report : report_.variables) {
-            if (path != stored.inTreeOrder.end() && path->variable == report.variable) {
-                ExplainDefaulted(report, path->path);
-                ++path;
-            }
-        }
-        for (std::size_t i = 0; i < report_.items.size(); ++i) {
-            if (report_.items[i].fate == Fate::Ignored && !report_.items[i].BoardPath().empty()) {
-                const auto found = stored.byPath.find(contents_.items[i].path);
-                if (found != stored.byPath.end()) {
-                    ExplainIgnored(report_.items[i], found->first, found->second->Path());
-                }
-            }
-        }
-    }
-
-    [[nodiscard]] bool IsEverythingFound() const {
-        return std::none_of(report_.items.begin(), report_.items.end(),
-                            [](const ItemReport& item) { return item.fate == Fate::Ignored; }) &&
-               std::none_of(report_.variables.begin(), report_.variables.end(),
-                            [](const VariableReport& variable) { return variable.outcome == Outcome::Defaulted; });
-    }
-
-    /// A channel has its number in the paths that are looked up; what follows a nested object has another path in a
-    /// secure file.
-    [[nodiscard]] bool MayBeStoredElsewhere() const {
-        return session_.Channel() != 0 || (format_->format == Format::Secure && HasNestedObjects(layout_));
-    }
-
-    void ExplainDefaulted(VariableReport& report, const std::string& storedPath) const {
-        if (report.outcome != Outcome::Defaulted || storedPath == report.variable->Path()) {
-            return;
-        }
-        if (session_.Channel() != 0) {
-            report.reason += "; it is stored under a placeholder, as " + storedPath;
-        } else if (format_->format == Format::Secure) {
-            report.reason = "the secure format stores it as " + storedPath +
-                            ", as it follows a nested object; no board finds it there";
-        }
-    }
-
-    void ExplainIgnored(ItemReport& item, const std::string& storedPath, const std::string& variable) const {
-        if (session_.Channel() != 0 && storedPath != variable) {
-            item.reason =
-                "stored under a placeholder, looked up as " + item.BoardPath() + ", while the layout has " + variable;
-        } else if (format_->format == Format::Secure && session_.Channel() == 0) {
-            item.reason = "this is where the secure format stores " + variable +
-                          ", which follows a nested object; no board finds it there";
-        }
-    }
-
     const ProviderSession& session_;
     const FormatInfo* format_;  ///< Null for a provider without files.
     const StorageFile& file_;
@@ -431,8 +252,6 @@ private:
     host::Database& layout_;
     KnownPaths* knownPaths_;  ///< Null for none.
     RestoreReport report_;
-    bool hasFailed_ = false;           ///< Whether the reader marks nothing any more.
-    std::uint32_t listEmptiedAt_ = 0;  ///< Of all elements in the document, how many have left the reader's list.
 };
 
 }  // namespace

@@ -53,6 +53,13 @@ TraceCapture* activeCapture = nullptr;
 
 }  // namespace
 
+std::string TraceRecord::MessageInOneLine() const {
+    std::string line = message;
+    std::replace(line.begin(), line.end(), '\n', ' ');
+    const std::size_t start = line.find_first_not_of(' ');
+    return start == std::string::npos ? line : line.substr(start, line.find_last_not_of(' ') - start + 1);
+}
+
 /// What the trace library's functions do to the capture. No exception may reach the library.
 struct TraceLibrary {
     static int LevelOf(QBFResult code) { return QBF_IsFailure(code) ? kFailureLevel : kOtherLevel; }

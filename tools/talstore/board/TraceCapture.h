@@ -16,6 +16,8 @@ struct TraceRecord {
     QBFResult code;  ///< The level, as a result code.
     std::string operation;
     std::string message;
+
+    [[nodiscard]] std::string MessageInOneLine() const;
 };
 
 /// What a capture keeps. To put every record of a large file into words takes longer than all the rest.
