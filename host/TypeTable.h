@@ -50,8 +50,8 @@ struct TypeInfo {
     return type.isArray || type.kind == TypeKind::String;
 }
 
-// ---- Elements as C++ values: std::uint8_t to std::int32_t, float and double; bool for a BOOL, std::uint8_t for a
-// CHAR.
+// An element is a C++ value of the type std::uint8_t to std::int32_t, float or double; a BOOL is a bool, and a CHAR a
+// std::uint8_t.
 
 /// How an element lies in memory.
 template <class Element>
