@@ -2,10 +2,9 @@
 #include <nlohmann/json.hpp>
 #include <unordered_set>
 
-#include "TypeTable.h"
-#include "board/DocumentValues.h"
 #include "board/Value.h"
 #include "commands/Commands.h"
+#include "commands/DiffSide.h"
 #include "commands/Input.h"
 #include "commands/PathFilter.h"
 #include "commands/Report.h"
@@ -15,132 +14,9 @@
 namespace tal::talstore {
 
 using tools::Count;
-using tools::HexBytes;
 using tools::Printable;
-using tools::Quoted;
 
 namespace {
-
-/// One variable's value on one side. What it refers to is kept by its side.
-struct Entry {
-    KeptText path;
-    std::optional<VariableType> type;
-    /// As a board reads it; none for a document's value that no board takes.
-    std::optional<std::string_view> bytes;
-    TextList texts;  ///< Of a document's value that no board takes.
-
-    /// Of a variable whose type may be known only on the other side.
-    [[nodiscard]] std::string Text(std::optional<VariableType> knownType) const {
-        if (!bytes) {
-            return texts.empty() ? "" : Quoted(texts.front());
-        }
-        return knownType ? ValueText(*knownType, *bytes) : PaddedHex(*bytes);
-    }
-    [[nodiscard]] Json ToJson(std::optional<VariableType> knownType) const {
-        if (!bytes) {
-            return texts;
-        }
-        return knownType ? Json(ValueJson(*knownType, *bytes)) : Json({{"hex", HexBytes(*bytes)}});
-    }
-};
-
-/// One of the two files. It keeps no more than what is compared: all of one file beside all of the other would take
-/// twice the memory.
-class Side {
-public:
-    /// @param layout  Null for none; both sides may have the same one after each other.
-    Side(const StorageFile& file, StoredContents contents, std::uint32_t channel, host::Database* layout,
-         PathFilter& filter)
-        : name_(file.name), format_(InfoOf(file.format)), isWhole_(contents.isWhole) {
-        RestoreReport restored;
-        // Only a channel makes a board look a document's variables up in another place.
-        if (layout != nullptr && (!IsXml() || channel != 0)) {
-            const ProviderSession session(ProviderOf(file.format), 0, channel, file.name);
-            restored = Restore(session, file, contents, *layout);
-        }
-        RestoreReport read;
-        std::unique_ptr<host::Database> document;
-        if (IsXml()) {
-            DocumentValues values = ReadDocumentValues(file, contents);
-            read = std::move(values.report);
-            document = std::move(values.layout);
-        }
-        KeepEntries(contents, restored, read, filter);
-        findings_ = std::move(contents.findings);
-    }
-
-    [[nodiscard]] const std::string& Name() const { return name_; }
-    [[nodiscard]] const FormatInfo& Format() const { return format_; }
-    [[nodiscard]] bool IsXml() const { return format_.hasTexts; }
-    [[nodiscard]] bool IsWhole() const { return isWhole_; }
-    [[nodiscard]] const std::vector<Finding>& Findings() const { return findings_; }
-    /// In the order of the file.
-    [[nodiscard]] const std::vector<Entry>& Entries() const { return entries_; }
-    /// @return null when there is none.
-    [[nodiscard]] const Entry* Find(std::string_view path) const {
-        const std::size_t found = index_.Find(entries_, path);
-        return found == PathIndex::kNotFound ? nullptr : &entries_[found];
-    }
-
-private:
-    static bool HasValue(const StoredItem& item) {
-        VariableType type = 0;
-        return !item.holdsObjects && !(host::FindTypeByName(item.type, type) && host::HoldsObjects(type));
-    }
-
-    /// @param restored  With the layout; empty for none.
-    /// @param read      Of a document, as a board reads it that has its variables.
-    void KeepEntries(const StoredContents& contents, const RestoreReport& restored, const RestoreReport& read,
-                     PathFilter& filter) {
-        entries_.reserve(contents.items.size());
-        for (std::size_t i = 0; i < contents.items.size(); ++i) {
-            const StoredItem& item = contents.items[i];
-            const bool isElsewhere = !restored.items.empty() && !restored.items[i].BoardPath().empty();
-            const std::string_view path = isElsewhere ? restored.items[i].BoardPath() : std::string_view(item.path);
-            if (HasValue(item) && (filter.TakesAll() || filter.Takes(std::string(path)))) {
-                Entry entry = IsXml()
-                                  ? EntryOfTexts(item, read.items[i].variable)
-                                  : EntryOfBytes(item, restored.items.empty() ? nullptr : restored.items[i].variable);
-                entry.path = kept_.Keep(path);
-                Add(entry);
-            }
-        }
-    }
-
-    Entry EntryOfTexts(const StoredItem& item, const host::Variable* variable) {
-        if (variable != nullptr && variable->Retrieved()) {
-            return {{}, variable->Type(), kept_.Keep(BytesOf(*variable)), {}};
-        }
-        std::vector<KeptText> texts;
-        for (const std::string_view text : item.texts) {
-            texts.push_back(kept_.Keep(text));
-        }
-        return {{}, std::nullopt, std::nullopt, kept_.KeepList(texts)};
-    }
-
-    Entry EntryOfBytes(const StoredItem& item, const host::Variable* variable) {
-        const bool hasType = variable != nullptr && variable->SizeInBytes() == item.bytes.size();
-        return {{}, hasType ? std::optional(variable->Type()) : std::nullopt, kept_.Keep(item.bytes), {}};
-    }
-
-    /// Of two variables with the same path the last one counts, in the place of the first.
-    void Add(const Entry& entry) {
-        entries_.push_back(entry);
-        const std::size_t before = index_.Add(entries_, entries_.size() - 1);
-        if (before != PathIndex::kNotFound) {
-            entries_[before] = entry;
-            entries_.pop_back();
-        }
-    }
-
-    std::string name_;
-    const FormatInfo& format_;
-    bool isWhole_;
-    std::vector<Finding> findings_;
-    KeptTexts kept_;
-    std::vector<Entry> entries_;
-    PathIndex index_;
-};
 
 enum class Difference { OnlyInFirst, OnlyInSecond, Value, Size };
 
@@ -155,11 +31,11 @@ constexpr DifferenceStyle kDifferences[] = {{"only in A", "onlyInA", Colour::Red
                                             {"size differs", "sizeDiffers", Colour::Yellow}};
 
 struct Comparison {
-    const Side& first;
-    const Side& second;
+    const DiffSide& first;
+    const DiffSide& second;
 
     /// What a document cannot tell apart is the same when one of the files is a document.
-    [[nodiscard]] std::optional<Difference> Compare(const Entry& a, const Entry& b) const {
+    [[nodiscard]] std::optional<Difference> Compare(const DiffEntry& a, const DiffEntry& b) const {
         if (!a.bytes || !b.bytes) {
             const bool isSame =
                 !a.bytes && !b.bytes && std::equal(a.texts.begin(), a.texts.end(), b.texts.begin(), b.texts.end());
@@ -184,14 +60,14 @@ class Differences {
 public:
     explicit Differences(const DiffOptions& options) : options_(options) {}
 
-    void Add(Difference difference, const Entry* a, const Entry* b) {
+    void Add(Difference difference, const DiffEntry* a, const DiffEntry* b) {
         ++counts_[static_cast<std::size_t>(difference)];
         if (options_.IsBrief()) {
             return;
         }
         const DifferenceStyle& style = kDifferences[static_cast<std::size_t>(difference)];
-        const Entry& any = a != nullptr ? *a : *b;
-        const auto typeOf = [&](const Entry* entry, const Entry* other) {
+        const DiffEntry& any = a != nullptr ? *a : *b;
+        const auto typeOf = [&](const DiffEntry* entry, const DiffEntry* other) {
             return entry->type || other == nullptr ? entry->type : other->type;
         };
         if (options_.common.asJson) {
@@ -200,7 +76,7 @@ public:
                              {"a", a == nullptr ? Json(nullptr) : a->ToJson(typeOf(a, b))},
                              {"b", b == nullptr ? Json(nullptr) : b->ToJson(typeOf(b, a))}});
         } else {
-            const auto textOf = [&](const Entry* entry, const Entry* other) {
+            const auto textOf = [&](const DiffEntry* entry, const DiffEntry* other) {
                 return entry == nullptr ? "-" : SizeText(difference, *entry) + entry->Text(typeOf(entry, other));
             };
             shown_.Add({{style.text, style.colour}, Printable(any.path), textOf(a, b), textOf(b, a)});
@@ -214,7 +90,7 @@ public:
         return std::all_of(std::begin(counts_), std::end(counts_), [](std::size_t count) { return count == 0; });
     }
 
-    void Print(const Console& console, const Side& first, const Side& second) const {
+    void Print(const Console& console, const DiffSide& first, const DiffSide& second) const {
         if (options_.common.asJson) {
             PrintAsJson(console, first, second);
             return;
@@ -236,15 +112,15 @@ public:
     }
 
 private:
-    static std::string SizeText(Difference difference, const Entry& entry) {
+    static std::string SizeText(Difference difference, const DiffEntry& entry) {
         return difference == Difference::Size && entry.bytes ? Count(entry.bytes->size(), "byte") + ": " : "";
     }
 
-    static Json SideJson(const Side& side) {
+    static Json SideJson(const DiffSide& side) {
         return {{"file", side.Name()}, {"format", side.Format().name}, {"whole", side.IsWhole()}};
     }
 
-    void PrintAsJson(const Console& console, const Side& first, const Side& second) const {
+    void PrintAsJson(const Console& console, const DiffSide& first, const DiffSide& second) const {
         Json counts = {{"same", sameCount_}};
         for (std::size_t i = 0; i < std::size(kDifferences); ++i) {
             counts[kDifferences[i].code] = counts_[i];
@@ -285,6 +161,33 @@ std::unique_ptr<const StorageFile> Load(const std::string& name, const std::stri
         LoadBesideLayout(name, format.empty() ? options.format : format, options.layout));
 }
 
+void CompareSides(const DiffSide& first, const DiffSide& second, const std::unordered_set<std::string>& neverStored,
+                  Differences& differences) {
+    const auto isNeverStored = [&](const DiffEntry& entry, const DiffSide& holder) {
+        return holder.Format().storesReadOnlyObjects && neverStored.count(entry.path) != 0;
+    };
+    const Comparison comparison = {first, second};
+    for (const DiffEntry& a : first.Entries()) {
+        const DiffEntry* const b = second.Find(a.path);
+        if (b == nullptr && isNeverStored(a, first)) {
+            differences.CountReadOnly();
+        } else if (b == nullptr) {
+            differences.Add(Difference::OnlyInFirst, &a, nullptr);
+        } else if (const auto difference = comparison.Compare(a, *b)) {
+            differences.Add(*difference, &a, b);
+        } else {
+            differences.CountSame();
+        }
+    }
+    for (const DiffEntry& b : second.Entries()) {
+        if (first.Find(b.path) == nullptr && isNeverStored(b, second)) {
+            differences.CountReadOnly();
+        } else if (first.Find(b.path) == nullptr) {
+            differences.Add(Difference::OnlyInSecond, nullptr, &b);
+        }
+    }
+}
+
 }  // namespace
 
 int Diff(const DiffOptions& options, const Console& console) {
@@ -302,37 +205,14 @@ int Diff(const DiffOptions& options, const Console& console) {
     StoredContents firstContents = ofFirst.Take();
     // While the library retrieves the first file, the second one is inspected.
     Inspection ofSecond(*secondFile, layout);
-    const Side first(*firstFile, std::move(firstContents), options.common.channel, layout.get(), filter);
+    const DiffSide first(*firstFile, std::move(firstContents), options.common.channel, layout.get(), filter);
     firstFile.reset();
-    const Side second(*secondFile, ofSecond.Take(), options.common.channel, layout.get(), filter);
+    const DiffSide second(*secondFile, ofSecond.Take(), options.common.channel, layout.get(), filter);
     secondFile.reset();
-    const auto neverStored = NeverStored(options, layout.get(), first.Format(), second.Format());
-    const auto isNeverStored = [&](const Entry& entry, const Side& holder) {
-        return holder.Format().storesReadOnlyObjects && neverStored.count(entry.path) != 0;
-    };
-    const Comparison comparison = {first, second};
     Differences differences(options);
-    for (const Entry& a : first.Entries()) {
-        const Entry* const b = second.Find(a.path);
-        if (b == nullptr && isNeverStored(a, first)) {
-            differences.CountReadOnly();
-        } else if (b == nullptr) {
-            differences.Add(Difference::OnlyInFirst, &a, nullptr);
-        } else if (const auto difference = comparison.Compare(a, *b)) {
-            differences.Add(*difference, &a, b);
-        } else {
-            differences.CountSame();
-        }
-    }
-    for (const Entry& b : second.Entries()) {
-        if (first.Find(b.path) == nullptr && isNeverStored(b, second)) {
-            differences.CountReadOnly();
-        } else if (first.Find(b.path) == nullptr) {
-            differences.Add(Difference::OnlyInSecond, nullptr, &b);
-        }
-    }
+    CompareSides(first, second, NeverStored(options, layout.get(), first.Format(), second.Format()), differences);
     differences.Print(console, first, second);
-    for (const Side* const side : {&first, &second}) {
+    for (const DiffSide* const side : {&first, &second}) {
         if (!side->IsWhole()) {
             TellFindings(console, side->Name(), side->Findings());
         }
