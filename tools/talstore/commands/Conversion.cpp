@@ -11,6 +11,7 @@
 #include "commands/Settings.h"
 #include "common/Text.h"
 #include "files/InputError.h"
+#include "files/Packed.h"
 #include "files/WholeFile.h"
 
 namespace tal::talstore {
@@ -29,6 +30,35 @@ Finding NothingFound(const char* message) {
 }
 
 }  // namespace
+
+std::string Packed(const Conversion& conversion) {
+    Packer packer;
+    packer.Number(static_cast<std::uint64_t>(conversion.status));
+    packer.Number(conversion.bytes ? 1 : 0);
+    packer.Text(conversion.bytes ? std::string_view(*conversion.bytes) : std::string_view());
+    packer.Text(conversion.out);
+    packer.Text(conversion.err);
+    return packer.Take();
+}
+
+Conversion UnpackedConversion(std::string_view bytes) {
+    Unpacker unpacker(bytes);
+    Conversion conversion;
+    conversion.status = static_cast<int>(unpacker.Number());
+    const bool hasBytes = unpacker.Number() != 0;
+    std::string content = unpacker.Text();
+    if (hasBytes) {
+        conversion.bytes = std::move(content);
+    }
+    conversion.out = unpacker.Text();
+    conversion.err = unpacker.Text();
+    return conversion;
+}
+
+void PrintConversion(const Console& console, const Conversion& conversion) {
+    console.out << conversion.out;
+    console.err << conversion.err;
+}
 
 /// What the input's board has.
 struct Converter::Reading {

@@ -9,6 +9,7 @@
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "ReferenceHost.h"
 #include "board/CarryOver.h"
@@ -33,6 +34,12 @@ struct Conversion {
     std::string out;                   ///< What is to be printed once it is written.
     std::string err;
 };
+
+/// For another process.
+[[nodiscard]] std::string Packed(const Conversion& conversion);
+[[nodiscard]] Conversion UnpackedConversion(std::string_view bytes);
+
+void PrintConversion(const Console& console, const Conversion& conversion);
 
 /// Converts one file after another. Copies in other processes do so, too.
 class Converter {
