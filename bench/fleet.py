@@ -58,49 +58,67 @@ def fleet(folder, ending, count):
     return units
 
 
+def processor_time_of_one_check(talstore, layout, file):
+    """In seconds, of many runs."""
+    command = [talstore, "check", "--layout", layout, file]
+    start = resource.getrusage(resource.RUSAGE_CHILDREN)
+    for _ in range(CHECKED):
+        subprocess.call(command, stdout=subprocess.DEVNULL)
+    end = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return (end.ru_utime + end.ru_stime - start.ru_utime - start.ru_stime) / CHECKED
+
+
+class Rows:
+    """What was measured, a line each as soon as it is known."""
+
+    def __init__(self):
+        self.missed = []
+
+    def add(self, name, value, limit, unit, is_met):
+        print(f"{name:<44} {value:>9.2f} {unit:<4} limit {limit:g}{'' if is_met else '   MISSED'}")
+        self.missed += [] if is_met else [name]
+
+    def at_most(self, name, value, limit, unit):
+        self.add(name, value, limit, unit, value <= limit)
+
+    def at_least(self, name, value, limit, unit):
+        self.add(name, value, limit, unit, value >= limit)
+
+
+def measure(rows, folder, talstore, files):
+    layout = folder / "new.json"
+
+    def survey(units):
+        """Processor and clock time in seconds, and the memory of all processes that there are at a time."""
+        processor, clock, mebibytes = used_by([talstore, "survey", units, "--layout", layout, "--jobs", CORES])
+        return processor, clock, mebibytes * (CORES + 1)
+
+    for ending, seconds in SECONDS.items():
+        units = fleet(folder, ending, files)
+        processor, clock, mebibytes = survey(units)
+        rows.at_most(f"{files} files, {ending}, on {CORES} idle cores", processor / CORES, seconds * files / 10000, "s")
+        print(f"{'':<44} {clock:>9.2f} s    by the clock, with what else ran")
+        checks = files * processor_time_of_one_check(talstore, layout, units / f"unit0.{ending}")
+        rows.at_least(f"as many checks, {ending}, take so many times it", checks / processor, LEAST_GAIN, "")
+        rows.at_most(f"memory at most, {ending}", mebibytes, MOST_MEBIBYTES, "MiB")
+    for ending in SECONDS:
+        _, _, mebibytes = survey(fleet(folder, ending, 10 * files))
+        rows.at_most(f"memory at most, {10 * files} files, {ending}", mebibytes, MOST_MEBIBYTES, "MiB")
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("talstore", type=pathlib.Path)
     parser.add_argument("large_files", type=pathlib.Path)
     parser.add_argument("--files", type=int, default=10000)
     arguments = parser.parse_args()
-    talstore = arguments.talstore.resolve()
-    missed = []
-
-    def row(name, value, limit, unit, is_met):
-        print(f"{name:<44} {value:>9.2f} {unit:<4} limit {limit:g}{'' if is_met else '   MISSED'}")
-        missed.extend([] if is_met else [name])
-
+    rows = Rows()
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         prepare(folder, arguments.large_files.resolve())
-        for ending, seconds in SECONDS.items():
-            units = fleet(folder, ending, arguments.files)
-            survey = [talstore, "survey", units, "--layout", folder / "new.json", "--jobs", CORES]
-            processor, clock, mebibytes = used_by(survey)
-            limit = seconds * arguments.files / 10000
-            row(f"{arguments.files} files, {ending}, on {CORES} idle cores", processor / CORES, limit, "s",
-                processor / CORES <= limit)
-            print(f"{'':<44} {clock:>9.2f} s    by the clock, with what else ran")
-            check = [talstore, "check", "--layout", folder / "new.json", units / f"unit0.{ending}"]
-            start = resource.getrusage(resource.RUSAGE_CHILDREN)
-            for _ in range(CHECKED):
-                subprocess.call(check, stdout=subprocess.DEVNULL)
-            end = resource.getrusage(resource.RUSAGE_CHILDREN)
-            single = (end.ru_utime + end.ru_stime - start.ru_utime - start.ru_stime) / CHECKED
-            gain = single * arguments.files / processor
-            row(f"as many checks, {ending}, take so many times it", gain, LEAST_GAIN, "", gain >= LEAST_GAIN)
-            # Of every process that there is at a time.
-            most = mebibytes * (CORES + 1)
-            row(f"memory at most, {ending}", most, MOST_MEBIBYTES, "MiB", most <= MOST_MEBIBYTES)
-        for ending in SECONDS:
-            units = fleet(folder, ending, 10 * arguments.files)
-            _, _, mebibytes = used_by([talstore, "survey", units, "--layout", folder / "new.json", "--jobs", CORES])
-            most = mebibytes * (CORES + 1)
-            row(f"memory at most, {10 * arguments.files} files, {ending}", most, MOST_MEBIBYTES, "MiB",
-                most <= MOST_MEBIBYTES)
-    if missed:
-        sys.exit("fleet.py: missed: " + ", ".join(missed))
+        measure(rows, folder, arguments.talstore.resolve(), arguments.files)
+    if rows.missed:
+        sys.exit("fleet.py: missed: " + ", ".join(rows.missed))
 
 
 main()
