@@ -141,12 +141,12 @@ std::vector<Loss> CarryOver(const host::Database& before, host::Database& after,
         const std::string newPath = renames.NewPathOf(from.Path());
         host::Variable* const to = after.Find(newPath);
         if (to == nullptr || host::HoldsObjects(to->Type())) {
-            losses.push_back({"ignored", from.Path(),
-                              newPath == from.Path() ? "not in the layout" : "the layout has no " + newPath});
+            losses.push_back(
+                {kIgnored, from.Path(), newPath == from.Path() ? "not in the layout" : "the layout has no " + newPath});
             return;
         }
         if (to->Retrieved()) {
-            losses.push_back({"refused", newPath, "it has the value of another variable already"});
+            losses.push_back({NameOf(Outcome::Refused), newPath, "it has the value of another variable already"});
             return;
         }
         std::string problem = CarryValue(from, *to);
@@ -154,7 +154,7 @@ std::vector<Loss> CarryOver(const host::Database& before, host::Database& after,
             to->SetRetrieved(true);
         } else {
             to->SetToDefault();
-            losses.push_back({"refused", newPath, std::move(problem)});
+            losses.push_back({NameOf(Outcome::Refused), newPath, std::move(problem)});
         }
     });
     return losses;

@@ -121,7 +121,7 @@ private:
     }
 
     void Refuse(const std::string& path, const std::string& reason) {
-        changed_.refused.push_back({"refused", path, reason});
+        changed_.refused.push_back({NameOf(Outcome::Refused), path, reason});
     }
 
     /// Finds what the board takes for each variable.

@@ -5,11 +5,8 @@
 #include <utility>
 
 #include "TypeTable.h"
-#include "common/Text.h"
 
 namespace tal::talstore {
-
-using tools::Count;
 
 namespace {
 
@@ -87,8 +84,7 @@ private:
     [[nodiscard]] std::string RefusedReason(std::size_t lookUp) const {
         const std::uint32_t size = run_.seen.lookUps[lookUp].variable->SizeInBytes();
         if (format_->comparesSizes && ItemOf(lookUp).bytes.size() != size) {
-            return Count(ItemOf(lookUp).bytes.size(), "byte") + " in the file, " + std::to_string(size) +
-                   " in the layout";
+            return SizesText(ItemOf(lookUp).bytes.size(), size);
         }
         const auto& lookUps = run_.seen.lookUps;
         const auto& trace = run_.trace;

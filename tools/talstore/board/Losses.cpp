@@ -49,7 +49,7 @@ std::vector<Loss> LossesOfReading(const StoredContents& contents, const RestoreR
         }
     }
     for (const std::size_t index : report.LostItems()) {
-        losses.push_back({"ignored", contents.items[index].path, report.items[index].reason});
+        losses.push_back({kIgnored, contents.items[index].path, report.items[index].reason});
     }
     return losses;
 }

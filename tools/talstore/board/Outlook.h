@@ -9,6 +9,7 @@
 
 #include "ReferenceHost.h"
 #include "board/PredictLosses.h"
+#include "board/Restore.h"
 #include "board/TypeChange.h"
 #include "formats/StorageFile.h"
 #include "formats/StoredContents.h"
@@ -16,9 +17,6 @@
 namespace tal::talstore {
 
 class ProviderSession;
-
-/// The kind of a loss that concerns no variable of the board.
-constexpr const char* kIgnored = "ignored";
 
 struct Outlook {
     std::vector<PredictedLoss> losses;

@@ -5,11 +5,8 @@
 #include "board/Outlook.h"
 #include "board/ProviderSession.h"
 #include "board/Restore.h"
-#include "common/Text.h"
 
 namespace tal::talstore {
-
-using tools::Count;
 
 namespace {
 
@@ -179,9 +176,7 @@ Outlook ReadRecords(const LookUps& lookUps, const host::Database& stored) {
         if (host::HoldsObjects(found->Type())) {
             outlook.Add(found->Path(), {{Outcome::Refused, true, "the layout has objects there"}});
         } else if (from.SizeInBytes() != found->SizeInBytes()) {
-            outlook.Add(found->Path(), {{Outcome::Refused, true,
-                                         Count(from.SizeInBytes(), "byte") + " in the file, " +
-                                             std::to_string(found->SizeInBytes()) + " in the layout"}});
+            outlook.Add(found->Path(), {{Outcome::Refused, true, SizesText(from.SizeInBytes(), found->SizeInBytes())}});
         } else {
             outlook.Add(found->Path(), EffectsOnBytes(from, *found));
         }

@@ -24,7 +24,7 @@ enum class Certainty {
 
 struct PredictedLoss {
     std::string path;
-    const char* kind;  ///< "ignored", or the name of an Outcome.
+    const char* kind;  ///< kIgnored, or the name of an Outcome.
     bool isCertain;    ///< It happens to every value; otherwise to some and not to others.
     std::string reason;
 };

@@ -268,6 +268,10 @@ const char* NameOf(Outcome outcome) {
     return kOutcomeNames[static_cast<std::size_t>(outcome)];
 }
 
+std::string SizesText(std::size_t bytesInFile, std::size_t bytesInLayout) {
+    return Count(bytesInFile, "byte") + " in the file, " + std::to_string(bytesInLayout) + " in the layout";
+}
+
 std::array<std::size_t, kOutcomeCount> RestoreReport::Counts() const {
     std::array<std::size_t, kOutcomeCount> counts = {};
     for (const VariableReport& variable : variables) {

@@ -33,6 +33,9 @@ constexpr std::size_t kOutcomeCount = 7;
 /// "restored", "changed" and so on.
 [[nodiscard]] const char* NameOf(Outcome outcome);
 
+/// What is said of an item of the file for which the layout has no variable.
+constexpr const char* kIgnored = "ignored";
+
 /// Whether nothing is lost.
 [[nodiscard]] constexpr bool IsAsExpected(Outcome outcome) {
     return outcome == Outcome::Restored || outcome == Outcome::ReadOnly;
@@ -64,6 +67,8 @@ struct ItemReport {
     [[nodiscard]] const std::string& BoardPath() const {
         return variable == nullptr ? unregisteredPath : variable->Path();
     }
+    /// What is said of one that is lost.
+    [[nodiscard]] const char* KindOfLoss() const { return fate == Fate::Refused ? NameOf(Outcome::Refused) : kIgnored; }
 };
 
 struct RestoreReport {
@@ -95,6 +100,9 @@ struct RestoreReport {
 /// @param layout  As when it was made, or set to its defaults.
 [[nodiscard]] RestoreReport RestoreItems(const ProviderSession& session, const StorageFile& file,
                                          const StoredContents& contents, host::Database& layout);
+
+/// "2 bytes in the file, 4 in the layout"
+[[nodiscard]] std::string SizesText(std::size_t bytesInFile, std::size_t bytesInLayout);
 
 using VariableVisitor = std::function<void(host::Variable& variable, bool isWritable)>;
 

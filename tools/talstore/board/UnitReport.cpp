@@ -15,8 +15,6 @@ using tools::ValidUtf8;
 
 namespace {
 
-constexpr const char* kIgnoredItem = "ignored";
-
 /// What a unit has with the layout before, and what it gets.
 class ValuesBefore {
 public:
@@ -69,9 +67,7 @@ public:
         }
         for (const std::size_t index : report_.LostItems()) {
             const ItemReport& item = report_.items[index];
-            Add({item.fate == Fate::Refused ? NameOf(Outcome::Refused) : kIgnoredItem, contents_.items[index].path,
-                 item.reason},
-                item.BoardPath());
+            Add({item.KindOfLoss(), contents_.items[index].path, item.reason}, item.BoardPath());
         }
         AddSurplusItems();
         return std::move(losses_);
@@ -83,7 +79,7 @@ private:
     void Add(UnitLoss loss, const std::string& boardPath) {
         loss.path = ValidUtf8(loss.path);
         loss.reason = ValidUtf8(loss.reason);
-        if (isKnown_.insert(loss.kind + '\0' + loss.path + '\0' + loss.Cause()).second) {
+        if (known_.insert(loss.kind + '\0' + loss.path + '\0' + loss.Cause()).second) {
             loss.differs = valuesBefore_.Differs(boardPath);
             losses_.push_back(std::move(loss));
         }
@@ -142,7 +138,7 @@ private:
     const RestoreReport& report_;
     const ValuesBefore& valuesBefore_;
     std::vector<UnitLoss> losses_;
-    std::unordered_set<std::string> isKnown_;
+    std::unordered_set<std::string> known_;
     std::unordered_set<const host::Variable*> lostVariables_;
 };
 

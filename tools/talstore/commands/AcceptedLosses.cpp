@@ -87,7 +87,7 @@ const std::vector<std::string>& KindsOfLoss() {
                 kinds.emplace_back(NameOf(outcome));
             }
         }
-        kinds.emplace_back("ignored");
+        kinds.emplace_back(kIgnored);
         return kinds;
     }();
     return known;

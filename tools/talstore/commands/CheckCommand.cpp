@@ -101,8 +101,7 @@ void PrintRestore(const Console& console, const std::string& layoutName, const S
         AddLeftVariables(table, report);
     }
     for (const std::size_t index : report.LostItems()) {
-        const bool isRefused = report.items[index].fate == Fate::Refused;
-        table.Add({{isRefused ? "refused" : "ignored", Colour::Yellow},
+        table.Add({{report.items[index].KindOfLoss(), Colour::Yellow},
                    Printable(contents.items[index].path),
                    MessageCell(Printable(report.items[index].reason))});
     }

@@ -177,7 +177,7 @@ std::string CountsText(const RestoreReport& report) {
     for (std::size_t i = 0; i < counts.size(); ++i) {
         add(counts[i], NameOf(static_cast<Outcome>(i)));
     }
-    add(report.IgnoredCount(), "ignored");
+    add(report.IgnoredCount(), kIgnored);
     return text.empty() ? "nothing" : text;
 }
 
@@ -187,7 +187,7 @@ Json CountsJson(const RestoreReport& report) {
     for (std::size_t i = 0; i < counts.size(); ++i) {
         json[NameOf(static_cast<Outcome>(i))] = counts[i];
     }
-    json["ignored"] = report.IgnoredCount();
+    json[kIgnored] = report.IgnoredCount();
     return json;
 }
 
