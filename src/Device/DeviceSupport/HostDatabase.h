@@ -47,8 +47,8 @@ typedef struct HostListNode {
 enum HostIterationCode {
     /// From CList_StartIterationFromHead: the list is empty. From CList_GetNext: this item is the last one.
     QBF_W_END_OF_LIST = 0x1002,
-    /// From CStorageObject_GetVariableIterator: no variables. From CStorageObject_GetNextVariable: this is the last
-    /// one.
+    /// From CStorageObject_GetVariableIterator: there is no variable. From CStorageObject_GetNextVariable: this one is
+    /// the last one.
     QBF_W_END_OF_VARIABLES = 0x1004
 };
 
@@ -141,8 +141,9 @@ uint32_t CVariable_GetNoOfElements(CVariable* variable);
 /// @return the size of the content in bytes.
 uint32_t CVariable_GetSizeInBytes(CVariable* variable);
 
-/// Hands out where the value lives; for VARIABLE_TYPE_OBJECT the nested `CStorageObject*` itself. Null is allowed where
-/// nothing is needed, of an array without elements; the secure retrieve passes over any variable without an address.
+/// Hands out where the value lives; for VARIABLE_TYPE_OBJECT the nested `CStorageObject*` itself. Null is allowed for an
+/// array without elements, of which nothing is read or written; the secure retrieve passes over any variable without an
+/// address.
 QBFResult CVariable_GetContentAddress(CVariable* variable, void** address);
 
 /// Marks the variable as restored, so that defaulting leaves it alone. `retrieved` is always 1; the result is ignored.
