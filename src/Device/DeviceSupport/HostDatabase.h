@@ -141,9 +141,9 @@ uint32_t CVariable_GetNoOfElements(CVariable* variable);
 /// @return the size of the content in bytes.
 uint32_t CVariable_GetSizeInBytes(CVariable* variable);
 
-/// Hands out where the value lives; for VARIABLE_TYPE_OBJECT the nested `CStorageObject*` itself. Null is allowed for an
-/// array without elements, of which nothing is read or written; the secure retrieve passes over any variable without an
-/// address.
+/// Hands out where the value lives; for VARIABLE_TYPE_OBJECT the nested `CStorageObject*` itself. Null is allowed for
+/// an array without elements, of which nothing is read or written. The secure retrieve passes over any variable without
+/// an address.
 QBFResult CVariable_GetContentAddress(CVariable* variable, void** address);
 
 /// Marks the variable as restored, so that defaulting leaves it alone. `retrieved` is always 1; the result is ignored.
