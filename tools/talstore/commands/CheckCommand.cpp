@@ -108,26 +108,22 @@ void PrintRestore(const Console& console, const std::string& layoutName, const S
     table.Print(console);
 }
 
-int CheckFile(const std::string& name, const CheckOptions& options, const Console& console) {
-    Input input(name, options.common);
-    const auto& layout = input.layout;
-    const StorageFile& file = input.file;
-    StoredContents& contents = input.contents;
-    if (InfoOf(file.format).hasTexts) {
-        CheckValues(file, contents);
+/// What a board makes of the file; what is noteworthy there is added to the findings.
+RestoreReport RestoreInto(host::Database& layout, const StorageFile& file, std::uint32_t channel,
+                          StoredContents& contents) {
+    const ProviderSession session(ProviderOf(file.format), 0, channel, file.name);
+    RestoreReport report = Restore(session, file, contents, layout);
+    for (Finding& finding : FindInValues(contents, report)) {
+        contents.findings.push_back(std::move(finding));
     }
-    RestoreReport report;
-    if (layout != nullptr) {
-        const ProviderSession session(ProviderOf(file.format), 0, options.common.channel, file.name);
-        report = Restore(session, file, contents, *layout);
-        for (Finding& finding : FindInValues(contents, report)) {
-            contents.findings.push_back(std::move(finding));
-        }
-        if (const auto nothing = FindNothingRestored(contents, report)) {
-            contents.findings.push_back(*nothing);
-        }
+    if (const auto nothing = FindNothingRestored(contents, report)) {
+        contents.findings.push_back(*nothing);
     }
-    PathFilter filter(options.common.paths);
+    return report;
+}
+
+/// Leaves what the filter takes, the findings in the order of their places.
+void KeepOnlyTaken(PathFilter& filter, StoredContents& contents, RestoreReport& report) {
     if (!filter.TakesAll()) {
         for (const StoredItem& item : contents.items) {
             static_cast<void>(filter.Takes(item.path));
@@ -137,27 +133,47 @@ int CheckFile(const std::string& name, const CheckOptions& options, const Consol
     KeepOnly(filter, contents, report);
     std::stable_sort(contents.findings.begin(), contents.findings.end(),
                      [](const Finding& a, const Finding& b) { return a.place.offset < b.place.offset; });
+}
+
+void PrintChecked(const CheckOptions& options, const Console& console, const Input& input,
+                  const RestoreReport& report) {
+    const StorageFile& file = input.file;
+    const StoredContents& contents = input.contents;
     if (options.common.asJson) {
         Json json = {{"file", file.name},
                      {"format", NameOf(file.format)},
                      {"size", file.bytes.size()},
                      {"whole", contents.isWhole},
                      {"findings", FindingsJson(contents.findings)}};
-        if (layout != nullptr) {
+        if (input.layout != nullptr) {
             json["restore"] = RestoreJson(options.common.layout, contents, report);
         }
         PrintAnswer(console, "check", std::move(json), options.files.size());
-    } else {
-        console.out << Printable(file.name) << ": " << Describe(file, contents) << ", "
-                    << Count(contents.findings.size(), "finding") << '\n';
-        PrintFindings(console, contents.findings);
-        if (layout != nullptr) {
-            PrintRestore(console, options.common.layout, contents, report, options.showsAll);
-        }
+        return;
     }
-    TellUnmatched(console, file.name, filter);
-    const bool isRestored = layout == nullptr || (report.IsClean() && !QBF_IsFailure(report.run.result));
-    return isRestored && !HasProblem(contents.findings) && filter.Unmatched().empty() ? kFine : kProblems;
+    console.out << Printable(file.name) << ": " << Describe(file, contents) << ", "
+                << Count(contents.findings.size(), "finding") << '\n';
+    PrintFindings(console, contents.findings);
+    if (input.layout != nullptr) {
+        PrintRestore(console, options.common.layout, contents, report, options.showsAll);
+    }
+}
+
+int CheckFile(const std::string& name, const CheckOptions& options, const Console& console) {
+    Input input(name, options.common);
+    if (InfoOf(input.file.format).hasTexts) {
+        CheckValues(input.file, input.contents);
+    }
+    RestoreReport report;
+    if (input.layout != nullptr) {
+        report = RestoreInto(*input.layout, input.file, options.common.channel, input.contents);
+    }
+    PathFilter filter(options.common.paths);
+    KeepOnlyTaken(filter, input.contents, report);
+    PrintChecked(options, console, input, report);
+    TellUnmatched(console, input.file.name, filter);
+    const bool isRestored = input.layout == nullptr || (report.IsClean() && !QBF_IsFailure(report.run.result));
+    return isRestored && !HasProblem(input.contents.findings) && filter.Unmatched().empty() ? kFine : kProblems;
 }
 
 }  // namespace

@@ -39,7 +39,7 @@ int ConvertFile(const ConvertOptions& options, const std::string& name, const st
 }
 
 /// With a pattern of the shell for its files, the second one of two would otherwise be lost.
-void RefuseToReplace(const std::string& output) {
+void RequireFreeName(const std::string& output) {
     std::error_code ignored;
     if (fs::is_regular_file(output, ignored) && !IsStandardOutput(output)) {
         throw UseError(output + ": is there already, and --force replaces it");
@@ -53,7 +53,7 @@ int ConvertInto(const ConvertOptions& options, const std::string& output, const 
         RefuseFile(input, error.message());
     }
     if (!options.isForced) {
-        RefuseToReplace(output);
+        RequireFreeName(output);
     }
     const std::optional<Format> given = ParseFormat(options.outputFormat);
     const std::optional<Format> format = given ? given : FormatOfName(output);

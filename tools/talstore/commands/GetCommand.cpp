@@ -39,16 +39,8 @@ Json ValueOf(const StoredItem& item, const host::Variable* variable, std::string
     return item.texts.empty() ? Json({{"hex", HexBytes(bytes)}}) : Json(item.texts);
 }
 
-}  // namespace
-
-int Get(const GetOptions& options, const Console& console) {
-    Input input(options.file, options.common);
-    const StorageFile& file = input.file;
-    const StoredContents& contents = input.contents;
-    const ShownItems shown(file, contents, options.common.channel, std::move(input.layout), true);
-
-    PathFilter filter(options.paths);
-    // Of two items with the same path the last one counts, in the place of the first.
+/// The items that are asked for. Of two with the same path the last one counts, in the place of the first.
+std::vector<std::size_t> ItemsToGet(const StoredContents& contents, const ShownItems& shown, PathFilter& filter) {
     std::vector<std::size_t> found;
     std::unordered_map<std::string, std::size_t> places;
     for (std::size_t i = 0; i < contents.items.size(); ++i) {
@@ -62,9 +54,19 @@ int Get(const GetOptions& options, const Console& console) {
             found[place->second] = i;
         }
     }
+    return found;
+}
 
+}  // namespace
+
+int Get(const GetOptions& options, const Console& console) {
+    Input input(options.file, options.common);
+    const StorageFile& file = input.file;
+    const StoredContents& contents = input.contents;
+    const ShownItems shown(file, contents, options.common.channel, std::move(input.layout), true);
+    PathFilter filter(options.paths);
     Json values = Json::array();
-    for (const std::size_t index : found) {
+    for (const std::size_t index : ItemsToGet(contents, shown, filter)) {
         const StoredItem& item = contents.items[index];
         const host::Variable* const variable = shown.VariableOf(index);
         const std::string_view bytes = variable == nullptr ? item.bytes : shown.BytesOf(index, *variable);

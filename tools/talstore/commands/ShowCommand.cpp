@@ -93,6 +93,50 @@ Json VariableJson(const Shown& shown, const FormatInfo& format) {
     return json;
 }
 
+/// The items of the file that are shown.
+struct Selection {
+    const StoredContents& contents;
+    const ShownItems& items;
+    std::vector<std::size_t> indices;
+
+    template <class Use>
+    void ForEach(const Use& use) const {
+        for (const std::size_t index : indices) {
+            use(Shown{contents.items[index], items.PathOf(index), items.VariableOf(index)});
+        }
+    }
+};
+
+Selection Select(const StoredContents& contents, const ShownItems& items, PathFilter& filter) {
+    Selection selection = {contents, items, {}};
+    for (std::size_t i = 0; i < contents.items.size(); ++i) {
+        if (filter.TakesAll() || filter.Takes(items.PathOf(i))) {
+            selection.indices.push_back(i);
+        }
+    }
+    return selection;
+}
+
+void PrintAsJson(const Console& console, const StorageFile& file, const Selection& selection, std::size_t fileCount) {
+    Json variables = Json::array();
+    selection.ForEach([&](const Shown& shown) { variables.push_back(VariableJson(shown, InfoOf(file.format))); });
+    PrintAnswer(console, "show",
+                {{"file", file.name},
+                 {"format", NameOf(file.format)},
+                 {"size", file.bytes.size()},
+                 {"whole", selection.contents.isWhole},
+                 {"variables", std::move(variables)}},
+                fileCount);
+}
+
+void PrintAsTable(const Console& console, const FormatInfo& format, const Selection& selection) {
+    Table table({"PATH", "TYPE", "SIZE", "VALUE"});
+    selection.ForEach([&](const Shown& shown) { table.Add(Row(shown, format)); });
+    if (!table.IsEmpty()) {
+        table.Print(console);
+    }
+}
+
 int ShowFile(const std::string& name, const ShowOptions& options, const Console& console) {
     Input input(name, options.common);
     const StorageFile& file = input.file;
@@ -100,37 +144,14 @@ int ShowFile(const std::string& name, const ShowOptions& options, const Console&
     const bool showsValues = options.common.asJson || input.layout != nullptr;
     const ShownItems items(file, contents, options.common.channel, std::move(input.layout), showsValues);
     PathFilter filter(options.common.paths);
-    const FormatInfo& format = InfoOf(file.format);
-
-    Table table({"PATH", "TYPE", "SIZE", "VALUE"});
-    Json variables = Json::array();
-    for (std::size_t i = 0; i < contents.items.size(); ++i) {
-        const StoredItem& item = contents.items[i];
-        const Shown shown = {item, items.PathOf(i), items.VariableOf(i)};
-        if (!filter.Takes(shown.path)) {
-            continue;
-        }
-        if (options.common.asJson) {
-            variables.push_back(VariableJson(shown, format));
-        } else {
-            table.Add(Row(shown, format));
-        }
-    }
+    const Selection selection = Select(contents, items, filter);
     if (options.common.asJson) {
-        PrintAnswer(console, "show",
-                    {{"file", file.name},
-                     {"format", NameOf(file.format)},
-                     {"size", file.bytes.size()},
-                     {"whole", contents.isWhole},
-                     {"variables", std::move(variables)}},
-                    options.files.size());
+        PrintAsJson(console, file, selection, options.files.size());
     } else {
         if (options.files.size() > 1) {
             console.out << Printable(file.name) << ": " << Describe(file, contents) << '\n';
         }
-        if (!table.IsEmpty()) {
-            table.Print(console);
-        }
+        PrintAsTable(console, InfoOf(file.format), selection);
     }
     TellUnmatched(console, file.name, filter);
     if (!contents.isWhole) {

@@ -72,6 +72,29 @@ std::string FindUnlikely(const host::TypeInfo* type, std::string_view bytes) {
     return value.empty() ? "" : value + " is unlikely for a " + type->name + kCause;
 }
 
+/// What is wrong with one variable's bytes, if something is.
+void AddFindings(StoredContents& contents, const StoredItem& item, const std::string& path,
+                 const host::Variable& variable) {
+    if (item.bytes.size() < variable.SizeInBytes()) {
+        contents.findings.push_back({Severity::Error, "binary.cut", item.place, path,
+                                     "the file ends inside the variable: " + std::to_string(item.bytes.size()) +
+                                         " of " + Count(variable.SizeInBytes(), "byte")});
+    } else if (std::string unlikely = FindUnlikely(host::FindType(variable.Type()), item.bytes); !unlikely.empty()) {
+        contents.findings.push_back({Severity::Warning, "binary.unlikely", item.place, path, std::move(unlikely)});
+    }
+}
+
+void CompareSizes(StoredContents& contents, std::uint64_t ofFile, std::uint64_t ofLayout) {
+    const std::string sizes = "the file has " + Count(ofFile, "byte") + ", the layout " + std::to_string(ofLayout);
+    if (ofFile < ofLayout) {
+        contents.isWhole = false;
+        contents.findings.push_back({Severity::Error, "binary.size", {ofFile}, {}, sizes});
+    } else if (ofFile > ofLayout) {
+        contents.findings.push_back(
+            {Severity::Warning, "binary.size", {ofLayout}, {}, sizes + ": the rest is not read"});
+    }
+}
+
 }  // namespace
 
 StoredContents InspectBinary(std::string_view bytes, host::Database& layout) {
@@ -92,33 +115,11 @@ StoredContents InspectBinary(std::string_view bytes, host::Database& layout) {
         item.place.offset = start;
         item.bytes = bytes.substr(static_cast<std::size_t>(start), variable.SizeInBytes());
         item.isHandedOn = true;
-        if (item.bytes.size() < variable.SizeInBytes()) {
-            contents.findings.push_back({Severity::Error, "binary.cut", item.place, path,
-                                         "the file ends inside the variable: " + std::to_string(item.bytes.size()) +
-                                             " of " + Count(variable.SizeInBytes(), "byte")});
-        } else if (std::string unlikely = FindUnlikely(host::FindType(variable.Type()), item.bytes);
-                   !unlikely.empty()) {
-            contents.findings.push_back({Severity::Warning, "binary.unlikely", item.place, path, std::move(unlikely)});
-        }
+        AddFindings(contents, item, path, variable);
         contents.handedOn.push_back(contents.items.size());
         contents.items.push_back(item);
     });
-    if (bytes.size() < position) {
-        contents.isWhole = false;
-        contents.findings.push_back(
-            {Severity::Error,
-             "binary.size",
-             {bytes.size()},
-             {},
-             "the file has " + Count(bytes.size(), "byte") + ", the layout " + std::to_string(position)});
-    } else if (bytes.size() > position) {
-        contents.findings.push_back({Severity::Warning,
-                                     "binary.size",
-                                     {position},
-                                     {},
-                                     "the file has " + Count(bytes.size(), "byte") + ", the layout " +
-                                         std::to_string(position) + ": the rest is not read"});
-    }
+    CompareSizes(contents, bytes.size(), position);
     return contents;
 }
 
