@@ -12,6 +12,7 @@
 #include "board/Value.h"
 #include "common/Text.h"
 #include "files/InputError.h"
+#include "formats/Paths.h"
 
 namespace tal::talstore {
 
@@ -21,10 +22,6 @@ namespace {
 
 using host::TypeInfo;
 using host::TypeKind;
-
-bool IsIn(const std::string& path, const std::string& place) {
-    return path.compare(0, place.size(), place) == 0 && (path.size() == place.size() || path[place.size()] == '/');
-}
 
 /// @return the value as SetValue takes it for that type; none when no text of it means the same.
 std::optional<std::string> TextFor(const host::Variable& from, const TypeInfo& toType) {
@@ -113,7 +110,7 @@ Renames Renames::Parse(const std::string& name, std::string_view text) {
 std::string Renames::NewPathOf(const std::string& oldPath) const {
     // What is longer comes later.
     for (auto rename = newPaths_.rbegin(); rename != newPaths_.rend(); ++rename) {
-        if (IsIn(oldPath, rename->first)) {
+        if (IsAtOrIn(oldPath, rename->first)) {
             return rename->second + oldPath.substr(rename->first.size());
         }
     }
@@ -124,7 +121,7 @@ std::vector<std::string> Renames::Unknown(const host::Database& before) const {
     std::vector<std::string> unknown;
     for (const auto& rename : newPaths_) {
         const std::string& oldPath = rename.first;
-        const auto isInIt = [&](const host::Variable* variable) { return IsIn(variable->Path(), oldPath); };
+        const auto isInIt = [&](const host::Variable* variable) { return IsAtOrIn(variable->Path(), oldPath); };
         if (std::none_of(before.Variables().begin(), before.Variables().end(), isInIt)) {
             unknown.push_back(oldPath);
         }

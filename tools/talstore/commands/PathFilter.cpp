@@ -4,21 +4,19 @@
 
 #include <algorithm>
 
+#include "formats/Paths.h"
+
 namespace tal::talstore {
 
 namespace {
-
-/// A name may hold what a glob takes for its own, so the path as it stands comes first.
-bool IsInside(const std::string& path, const std::string& place) {
-    return path.compare(0, place.size(), place) == 0 && (path.size() == place.size() || path[place.size()] == '/');
-}
 
 std::string WithoutSlash(const std::string& pattern) {
     return !pattern.empty() && pattern.back() == '/' ? pattern.substr(0, pattern.size() - 1) : pattern;
 }
 
+/// A name may hold what a glob takes for its own, so the path as it stands comes first.
 bool Matches(const std::string& path, const std::string& pattern) {
-    return IsInside(path, pattern) || fnmatch(pattern.c_str(), path.c_str(), FNM_LEADING_DIR) == 0;
+    return IsAtOrIn(path, pattern) || fnmatch(pattern.c_str(), path.c_str(), FNM_LEADING_DIR) == 0;
 }
 
 }  // namespace
