@@ -25,10 +25,10 @@ void AddFormat(const Format& format, CDatabase* database, Contenders& contenders
     format.getInterface(&provider);
     provider->Initialize(kCalibration);
     const auto store = [provider, database] {
-        Require(provider->StoreAll(kCalibration, database, 0) == QBF_OK, "store");
+        Require(!QBF_IsFailure(provider->StoreAll(kCalibration, database, 0)), "store");
     };
     const auto retrieve = [provider, database] {
-        Require(provider->RetrieveAll(kCalibration, database, 0) == QBF_OK, "retrieve");
+        Require(!QBF_IsFailure(provider->RetrieveAll(kCalibration, database, 0)), "retrieve");
     };
     const auto storeSynced = [store] {
         SetSyncing(true);

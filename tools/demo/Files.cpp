@@ -117,9 +117,9 @@ void WriteFileText(const char* fileName, const std::string& text) {
 
 bool StoreInto(const Format& format, host::Database& database) {
     const QBFResult result = InitializedProvider(format).StoreAll(kCalibration, database.Handle(), 0);
-    return Expect(result == QBF_OK, std::string("stored into ") + format.fileName + ", " +
-                                        std::to_string(std::filesystem::file_size(format.fileName)) +
-                                        " bytes: " + ResultText(result));
+    return Expect(!QBF_IsFailure(result), std::string("stored into ") + format.fileName + ", " +
+                                              std::to_string(std::filesystem::file_size(format.fileName)) +
+                                              " bytes: " + ResultText(result));
 }
 
 /// Restores the file into a database that has lost its values.
@@ -178,7 +178,7 @@ bool StoreUnit(host::Database& database, const Format& format, const std::filesy
     std::filesystem::path name = "unit" + std::to_string(kFirstNumber + unit);
     name.replace_extension(std::filesystem::path(format.fileName).extension());
     std::filesystem::copy_file(format.fileName, folder / name, std::filesystem::copy_options::overwrite_existing);
-    return result == QBF_OK;
+    return !QBF_IsFailure(result);
 }
 
 }  // namespace
@@ -213,7 +213,7 @@ bool ShowXmlRoundTrip(const Setting& setting) {
 
     ShowVariables(*database, setting.rowLimit, HoldsValue);
     ShowSummary(*database);
-    isFine &= Expect(result == QBF_OK, "the database was wiped and retrieved: " + ResultText(result));
+    isFine &= Expect(!QBF_IsFailure(result), "the database was wiped and retrieved: " + ResultText(result));
     isFine &= Expect(RestoredAsStored(*database, stored), "what is restored has the stored value");
     isFine &= Expect(CountRestored(*database) == WritablePaths(*database).size(),
                      "every variable of a writable object is restored; read-only objects have their defaults");
@@ -226,7 +226,7 @@ bool ShowDamagedXml(const Setting& setting) {
     bool isFine = StoreInto(kXml, *database);
     const std::string document = FileText(kXml.fileName);
     WriteFileText(kXml.fileName, document.substr(0, document.size() / 2));
-    isFine &= Expect(QBF_OK != (RetrieveInto(kXml, *database)), "the host is told that the retrieve failed");
+    isFine &= Expect(QBF_IsFailure(RetrieveInto(kXml, *database)), "the host is told that the retrieve failed");
     ShowSummary(*database);
     std::cout
         << "  Nothing is defaulted after a parse error: what was not restored still holds what it held, here zeros.\n";
@@ -239,7 +239,7 @@ bool ShowDamagedXml(const Setting& setting) {
         wrong.replace(position, std::string("<value>TRUE").size(), "<value>MAYBE");
     }
     WriteFileText(kXml.fileName, wrong);
-    isFine &= Expect(QBF_OK != (RetrieveInto(kXml, *database)),
+    isFine &= Expect(QBF_IsFailure(RetrieveInto(kXml, *database)),
                      "the host is told, and every variable from the wrong one on has its default");
     ShowSummary(*database);
     return isFine;
@@ -256,7 +256,7 @@ bool ShowAllFormats(const Setting& setting) {
         ShowFirstBytes(format.fileName, 96);
         const QBFResult result = RetrieveInto(format, *database);
         ShowSummary(*database);
-        isFine &= Expect(result == QBF_OK, "wiped and retrieved: " + ResultText(result));
+        isFine &= Expect(!QBF_IsFailure(result), "wiped and retrieved: " + ResultText(result));
         isFine &= Expect(RestoredAsStored(*database, stored), "what is restored has the stored value");
         // What a format leaves out has its default now; the next one starts from the same values again.
         database->ResetToDefaults();
@@ -286,7 +286,7 @@ bool ShowChangedLayout(const Setting& setting) {
     const std::size_t defaulted = Count(*after, [&](const host::Variable& variable) {
         return isInChangedObject(variable) && StateText(variable) == "default";
     });
-    isFine &= Expect(result == QBF_OK, "the retrieve succeeds: " + ResultText(result));
+    isFine &= Expect(!QBF_IsFailure(result), "the retrieve succeeds: " + ResultText(result));
     isFine &= Expect(RestoredAsStored(*after, stored), "what is restored has the stored value, in any order");
     isFine &= Expect(defaulted == 2, "the longer string was refused and the new variable is not in the file: defaults");
     return isFine;

@@ -51,7 +51,7 @@ bool Expect(bool holds, const std::string& what) {
 }
 
 std::string ResultText(QBFResult result) {
-    return result == QBF_OK ? "QBF_OK" : "failed with 0x" + Hex(result, 4);
+    return QBF_IsFailure(result) ? "failed with 0x" + Hex(result, 4) : "QBF_OK";
 }
 
 void ShowFirstLines(const std::string& fileName, std::size_t lineCount) {
