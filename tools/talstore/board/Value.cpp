@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cmath>
-#include <cstdlib>
 #include <limits>
 #include <nlohmann/json.hpp>
 
 #include "TypeTable.h"
+#include "board/ValueElement.h"
 #include "common/Text.h"
 #include "files/InputError.h"
 
@@ -18,122 +17,6 @@ using tools::Printable;
 using tools::Quoted;
 
 namespace {
-
-std::string_view Trimmed(std::string_view text) {
-    constexpr std::string_view kSpaces = " \t\r\n";
-    const std::size_t start = text.find_first_not_of(kSpaces);
-    return start == std::string_view::npos ? std::string_view()
-                                           : text.substr(start, text.find_last_not_of(kSpaces) - start + 1);
-}
-
-// ---- What is done with one element: of the integers here, and of the others below
-
-template <class T>
-struct Element {
-    static nlohmann::json ToJson(T value) { return value; }
-
-    static bool IsText(T value, std::string_view text) {
-        const std::string_view digits = Trimmed(text);
-        std::int64_t number = 0;
-        const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-        if (error != std::errc() || end != digits.data() + digits.size()) {
-            return false;
-        }
-        // The writer shows 32-bit values as signed ones, whatever their type.
-        return number == std::int64_t{value} || number == static_cast<std::int32_t>(value);
-    }
-
-    static bool AreSameInXml(T first, T second) { return first == second; }
-
-    static bool Parse(const nlohmann::json& text, T& value) {
-        if (!text.is_number_integer()) {
-            return false;
-        }
-        const bool fits = text.is_number_unsigned()
-                              ? text.get<std::uint64_t>() <= static_cast<std::uint64_t>(std::numeric_limits<T>::max())
-                              : text.get<std::int64_t>() >= std::int64_t{std::numeric_limits<T>::min()};
-        value = fits ? text.get<T>() : T{};
-        return fits;
-    }
-
-    static std::string Expected() {
-        return std::to_string(std::numeric_limits<T>::min()) + " to " + std::to_string(std::numeric_limits<T>::max());
-    }
-};
-
-template <>
-struct Element<bool> {
-    static nlohmann::json ToJson(bool value) { return value; }
-    static bool IsText(bool value, std::string_view text) { return Trimmed(text) == (value ? "TRUE" : "FALSE"); }
-    static bool AreSameInXml(bool first, bool second) { return first == second; }
-    static bool Parse(const nlohmann::json& text, bool& value) {
-        value = text == true;
-        return text.is_boolean();
-    }
-    static std::string Expected() { return "true or false"; }
-};
-
-float ParseReal(const char* text, char** end, float /*kind*/) {
-    return std::strtof(text, end);
-}
-double ParseReal(const char* text, char** end, double /*kind*/) {
-    return std::strtod(text, end);
-}
-
-template <class Real>
-struct RealElement {
-    static nlohmann::json ToJson(Real value) {
-        if (std::isnan(value)) {
-            return "nan";
-        }
-        if (std::isinf(value)) {
-            return value > 0 ? "inf" : "-inf";
-        }
-        // Of the texts that stand for the very same value the shortest.
-        char text[40];
-        *std::to_chars(text, std::end(text), value).ptr = '\0';
-        return std::strtod(text, nullptr);
-    }
-
-    static bool IsText(Real value, std::string_view text) {
-        const std::string digits(Trimmed(text));
-        char* end = nullptr;
-        const Real number = ParseReal(digits.c_str(), &end, Real{});
-        return !digits.empty() && *end == '\0' && (number == value || (std::isnan(number) && std::isnan(value)));
-    }
-
-    static bool AreSameInXml(Real first, Real second) { return Written(first) == Written(second); }
-
-    static bool Parse(const nlohmann::json& text, Real& value) {
-        if (text.is_number()) {
-            value = static_cast<Real>(text.get<double>());
-            return true;
-        }
-        const bool isSpecial = text == "nan" || text == "inf" || text == "-inf";
-        if (isSpecial) {
-            value = static_cast<Real>(std::strtod(text.get_ref<const std::string&>().c_str(), nullptr));
-        }
-        return isSpecial;
-    }
-
-    static std::string Expected() { return "a number, nan, inf or -inf"; }
-
-private:
-    static std::string Written(Real value) {
-        constexpr int kDigitsAfterThePoint = 6;
-        char text[40];
-        return {text, std::to_chars(text, std::end(text), static_cast<double>(value), std::chars_format::scientific,
-                                    kDigitsAfterThePoint)
-                          .ptr};
-    }
-};
-
-template <>
-struct Element<float> : RealElement<float> {};
-template <>
-struct Element<double> : RealElement<double> {};
-
-// ---- The types
 
 /// @return the type when its values consist of elements; null for strings, objects and codes that are not defined.
 const host::TypeInfo* TypeWithElements(VariableType type) {
@@ -186,7 +69,7 @@ nlohmann::json ParseValue(std::string_view text) {
 
 bool SetElement(host::Variable& variable, const host::TypeInfo& type, std::size_t index, const nlohmann::json& text) {
     return host::VisitElementType(type, [&](auto value) {
-        const bool isValue = Element<decltype(value)>::Parse(text, value);
+        const bool isValue = ValueElement<decltype(value)>::Parse(text, value);
         if (isValue) {
             variable.Set(value, index);
         }
@@ -199,8 +82,8 @@ bool HaveSameElements(const host::TypeInfo& type, std::string_view first, std::s
     return host::VisitElementType(type, [&](auto zero) {
         using Type = decltype(zero);
         for (std::size_t offset = 0; offset + type.elementSize <= first.size(); offset += type.elementSize) {
-            if (!Element<Type>::AreSameInXml(host::ReadElement<Type>(first.data() + offset),
-                                             host::ReadElement<Type>(second.data() + offset))) {
+            if (!ValueElement<Type>::AreSameInXml(host::ReadElement<Type>(first.data() + offset),
+                                                  host::ReadElement<Type>(second.data() + offset))) {
                 return false;
             }
         }
@@ -221,11 +104,11 @@ nlohmann::json ValueJson(VariableType type, std::string_view bytes) {
     return host::VisitElementType(*info, [&](auto zero) -> nlohmann::json {
         using Type = decltype(zero);
         if (!info->isArray) {
-            return Element<Type>::ToJson(host::ReadElement<Type>(bytes.data()));
+            return ValueElement<Type>::ToJson(host::ReadElement<Type>(bytes.data()));
         }
         nlohmann::json elements = nlohmann::json::array();
         for (std::size_t offset = 0; offset < bytes.size(); offset += info->elementSize) {
-            elements.push_back(Element<Type>::ToJson(host::ReadElement<Type>(bytes.data() + offset)));
+            elements.push_back(ValueElement<Type>::ToJson(host::ReadElement<Type>(bytes.data() + offset)));
         }
         return elements;
     });
@@ -243,7 +126,7 @@ bool IsValueOfTexts(VariableType type, std::string_view bytes, const TextList& t
         using Type = decltype(zero);
         const std::size_t compared = std::min(texts.size(), bytes.size() / info->elementSize);
         for (std::size_t i = 0; i < compared; ++i) {
-            if (!Element<Type>::IsText(host::ReadElement<Type>(bytes.data() + i * info->elementSize), texts[i])) {
+            if (!ValueElement<Type>::IsText(host::ReadElement<Type>(bytes.data() + i * info->elementSize), texts[i])) {
                 return false;
             }
         }
@@ -261,7 +144,7 @@ bool IsElementOfTexts(VariableType type, const void* element, std::size_t offset
     const std::size_t index = offset / info->elementSize;
     return index < texts.size() && host::VisitElementType(*info, [&](auto zero) {
                using Type = decltype(zero);
-               return Element<Type>::IsText(host::ReadElement<Type>(element), texts[index]);
+               return ValueElement<Type>::IsText(host::ReadElement<Type>(element), texts[index]);
            });
 }
 
@@ -289,7 +172,7 @@ void SetValue(host::Variable& variable, std::string_view text) {
         FailValue(variable, text, "no value");
     }
     const std::string expected =
-        host::VisitElementType(*type, [](auto zero) { return Element<decltype(zero)>::Expected(); });
+        host::VisitElementType(*type, [](auto zero) { return ValueElement<decltype(zero)>::Expected(); });
     const nlohmann::json value = ParseValue(text);
     if (!type->isArray) {
         if (!SetElement(variable, *type, 0, value)) {
