@@ -304,7 +304,7 @@ bool AreOthersKept(Database& database) {
 
 /// Stores the old layout, retrieves into the new one.
 /// @return what the table's cell should say.
-std::string Outcome(const Change& change, const FileProvider& files) {
+std::string OutcomeOfChange(const Change& change, const FileProvider& files) {
     const TemporaryDirectory directory;
     IStorageProvider* const provider = files.Prepare(kLayoutFile);
 
@@ -335,7 +335,8 @@ TEST_P(DocumentedLayoutChanges, KeepWhatTheTableSays) {
     for (const Page::Row& row : Page(kPage).TableAfter(kHeading)) {
         if (row[0] == change.name) {
             for (std::size_t column = 0; column < std::size(kFileProviders); ++column) {
-                EXPECT_EQ(row.at(1 + column), Outcome(change, kFileProviders[column])) << kFileProviders[column].name;
+                EXPECT_EQ(row.at(1 + column), OutcomeOfChange(change, kFileProviders[column]))
+                    << kFileProviders[column].name;
             }
             return;
         }

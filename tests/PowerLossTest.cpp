@@ -26,7 +26,6 @@ using tal::test::ContentOf;
 using tal::test::DatabaseContent;
 using tal::test::SweepFaults;
 
-constexpr StorageLocation kCalibration = 0;
 constexpr std::uint32_t kTree = 7;
 constexpr std::uint32_t kValues = 11;
 
@@ -43,8 +42,8 @@ std::unique_ptr<Database> OperatedBoard() {
 
 class PowerLoss : public testing::TestWithParam<tal::test::FileProvider> {
 protected:
-    QBFResult Store(Database& board) { return provider_->StoreAll(kCalibration, board.Handle(), 0); }
-    QBFResult Retrieve(Database& board) { return provider_->RetrieveAll(kCalibration, board.Handle(), 0); }
+    QBFResult Store(Database& board) { return provider_->StoreAll(0, board.Handle(), 0); }
+    QBFResult Retrieve(Database& board) { return provider_->RetrieveAll(0, board.Handle(), 0); }
 
     /// Stores the values and brings them back as if nothing had happened before.
     void ExpectNextStoreToBeWhole() {

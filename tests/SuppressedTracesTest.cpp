@@ -23,7 +23,7 @@ namespace tal::test {
 
 namespace {
 
-constexpr const char* kFile = "storage";
+constexpr const char* kStorageFile = "storage";
 
 /// What an operation leaves behind.
 struct Outcome {
@@ -47,19 +47,19 @@ protected:
         object.AddToArray("A", "E").S32("s32", -32).BoolArray("bools", {0, 1});
         database_.AddRegion("S").AddObject("P").ReadOnly().U8("fixed", 1);
         provider_->StoreAll(0, database_.Handle(), 0);
-        goodFile_ = ReadFile(kFile);
+        goodFile_ = ReadFile(kStorageFile);
     }
 
     QBFResult Store(StorageLocation location = 0) { return provider_->StoreAll(location, database_.Handle(), 0); }
     QBFResult Retrieve(StorageLocation location = 0) { return provider_->RetrieveAll(location, database_.Handle(), 0); }
 
     Outcome OutcomeOf(int threshold, const std::string& file, const Operation& operation) {
-        WriteFile(kFile, file);
+        WriteFile(kStorageFile, file);
         database_.SetAllToZero();
         traces_.Clear();
         TraceRecorder::SetThreshold(threshold);
         const QBFResult result = operation();
-        Outcome outcome{result, ReadFile(kFile), {}};
+        Outcome outcome{result, ReadFile(kStorageFile), {}};
         for (const host::Variable* variable : database_.Variables()) {
             if (variable->DefaultContent() != nullptr) {
                 outcome.values.push_back(variable->Bytes());
@@ -95,7 +95,7 @@ protected:
     TemporaryDirectory directory_;
     TraceRecorder traces_;
     host::Database database_;
-    IStorageProvider* const provider_ = GetParam().Prepare(kFile);
+    IStorageProvider* const provider_ = GetParam().Prepare(kStorageFile);
     std::string goodFile_;
 };
 

@@ -828,13 +828,13 @@ protected:
     }
 
     std::string XmlFile() {
-        constexpr const char* kTexts[] = {"5", "300", "true", "a text that is too long for it",
-                                          "",  "1.5", "-4",   "x<!-- -->y"};
+        constexpr const char* kValueTexts[] = {"5", "300", "true", "a text that is too long for it",
+                                               "",  "1.5", "-4",   "x<!-- -->y"};
         constexpr const char* kTypes[] = {"U8", "U32", "BOOL", "STRING", "U16", "DOUBLE", "S32", "U9"};
         constexpr const char* kNames[] = {"u8", "u32", "flag", "text", "list", "real", "gone"};
         std::string variables;
         for (int left = Below(8); left > 0; --left) {
-            variables += Variable(kNames[Below(7)], kTypes[Below(8)], kTexts[Below(8)]);
+            variables += Variable(kNames[Below(7)], kTypes[Below(8)], kValueTexts[Below(8)]);
         }
         return Document("<region name = \"R\"><object name = \"O\">" + variables + "</object></region>");
     }
@@ -870,13 +870,13 @@ protected:
     std::mt19937 random_{20};
 };
 
-using Losses = std::set<std::string>;
+using LossTexts = std::set<std::string>;
 
 /// What single checks say, by file.
-std::map<std::string, Losses> LossesOfChecks(const std::vector<nlohmann::json>& answers) {
-    std::map<std::string, Losses> losses;
+std::map<std::string, LossTexts> LossesOfChecks(const std::vector<nlohmann::json>& answers) {
+    std::map<std::string, LossTexts> losses;
     for (const nlohmann::json& answer : answers) {
-        Losses& ofFile = losses[answer["file"]];
+        LossTexts& ofFile = losses[answer["file"]];
         for (const nlohmann::json& variable : answer["restore"]["variables"]) {
             const std::string outcome = variable["outcome"];
             if (outcome != "restored" && outcome != "read-only") {
@@ -891,8 +891,8 @@ std::map<std::string, Losses> LossesOfChecks(const std::vector<nlohmann::json>& 
     return losses;
 }
 
-std::map<std::string, Losses> LossesOfSurvey(const std::vector<nlohmann::json>& records) {
-    std::map<std::string, Losses> losses;
+std::map<std::string, LossTexts> LossesOfSurvey(const std::vector<nlohmann::json>& records) {
+    std::map<std::string, LossTexts> losses;
     for (const nlohmann::json& record : records) {
         if (record["record"] == "file") {
             losses[record["file"]];
@@ -908,7 +908,7 @@ std::map<std::string, Losses> LossesOfSurvey(const std::vector<nlohmann::json>& 
 TEST_F(GeneratedUnits, LoseWhatSingleChecksSay) {
     const std::vector<nlohmann::json> records =
         RecordsIn(OutputOf({"survey", "units", "--json", "--layout", "layout.json"}));
-    const std::map<std::string, Losses> expected = LossesOfChecks(Checks());
+    const std::map<std::string, LossTexts> expected = LossesOfChecks(Checks());
     ASSERT_EQ(expected.size(), static_cast<std::size_t>(count_));
     EXPECT_EQ(LossesOfSurvey(records), expected);
 

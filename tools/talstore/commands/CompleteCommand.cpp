@@ -31,7 +31,7 @@ std::vector<std::string> Joined(const std::vector<std::string>& words) {
 }
 
 /// @return the paths of the layout, or else of the file; none when neither can be read.
-std::vector<std::string> KnownPaths(const std::string& layoutName, const std::string& fileName) {
+std::vector<std::string> PathsToOffer(const std::string& layoutName, const std::string& fileName) {
     std::vector<std::string> paths;
     try {
         if (const auto layout = LoadLayout(layoutName)) {
@@ -113,7 +113,7 @@ private:
     /// A file may have thousands of paths, so they are offered down to the next '/'.
     [[nodiscard]] std::vector<std::string> NextPartsOfPaths(talstore::Offer offer) const {
         std::set<std::string> parts;
-        for (const std::string& path : KnownPaths(layout_, operands_.empty() ? "" : operands_.front())) {
+        for (const std::string& path : PathsToOffer(layout_, operands_.empty() ? "" : operands_.front())) {
             const std::size_t slash = path.find('/', std::min(begun_.size(), path.size()));
             const bool isWhole = slash == std::string::npos;
             parts.insert(isWhole ? path + (offer == talstore::Offer::Settings ? "=" : "") : path.substr(0, slash + 1));

@@ -16,7 +16,7 @@ using tools::Printable;
 namespace {
 
 /// The values of the file would be lost, be they ever so dear to somebody.
-void RefuseToReplace(const std::string& file) {
+void RefuseToReplaceValues(const std::string& file) {
     if (std::filesystem::is_regular_file(file) && !IsStandardOutput(file)) {
         throw UseError(file +
                        ": is there, and each of its values would be replaced; 'talstore set' changes single "
@@ -47,7 +47,7 @@ int Store(const StoreOptions& options, const Console& console) {
     ApplySettings(*layout, options.settings);
     const ProviderInfo& provider = ChooseProvider(drive, FormatOfName(drive.file));
     if (provider.format != nullptr && !options.isForced) {
-        RefuseToReplace(drive.file);
+        RefuseToReplaceValues(drive.file);
     }
     ProviderSession session(provider, drive.location, drive.channel, drive.file);
     if (drive.showsTrace) {

@@ -17,15 +17,15 @@ constexpr std::uint64_t kMostListedFiles = 1000;
 /// Whatever the number of rows is.
 constexpr std::size_t kMostListedBytes = std::size_t{8} << 20U;
 
-struct Attribute {
+struct HtmlAttribute {
     const char* name;
     std::string value;  ///< As text.
 };
 
 /// @param content  Is markup.
-std::string Element(const char* name, const std::vector<Attribute>& attributes, const std::string& content) {
+std::string Element(const char* name, const std::vector<HtmlAttribute>& attributes, const std::string& content) {
     std::string markup = std::string("<") + name;
-    for (const Attribute& attribute : attributes) {
+    for (const HtmlAttribute& attribute : attributes) {
         markup += std::string(" ") + attribute.name + "=\"" + Markup(attribute.value) + '"';
     }
     return markup + '>' + content + "</" + name + '>';
@@ -111,7 +111,7 @@ struct Column {
 std::string TableStart(const char* kind, const std::string& caption, const std::vector<Column>& columns) {
     std::string headings;
     for (const Column& column : columns) {
-        std::vector<Attribute> attributes = {{"scope", "col"}, {"class", column.kind}};
+        std::vector<HtmlAttribute> attributes = {{"scope", "col"}, {"class", column.kind}};
         if (column.isSorted) {
             attributes.push_back({"aria-sort", "descending"});
         }
@@ -270,7 +270,7 @@ std::string SurveyPage::LossCells(const SurveyFrame& frame, const SurveyTotals& 
         Element("td", {{"class", "reason searched"}}, Markup(row.accepted.empty() ? row.reason : row.accepted)) +
         NumberCell("Units", row.units.count) + ShareCell(totals.ShareOf(row));
     if (!frame.before.empty()) {
-        const std::vector<Attribute> ofSeveral = {
+        const std::vector<HtmlAttribute> ofSeveral = {
             {"class", "number"}, {"data-label", "Differing"}, {"data-value", "0"}};
         cells += count == 1 ? NumberCell("Differing", row.differing) : Element("td", ofSeveral, "-");
     }
