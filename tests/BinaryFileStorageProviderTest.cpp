@@ -11,37 +11,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-using BinaryFileStorageProvider = BinaryFixture<BinaryProvider>;
-
-TEST_F(BinaryFileStorageProvider, TheEntryPointHandsOutTheSameFilledTableEveryTimeUntraced) {
-    provider_->StoreAll = nullptr;
-    IStorageProvider* again = nullptr;
-    EXPECT_EQ(CBinaryFileStorageProvider_GetInterface(&again), QBFResult{QBF_OK});
-    EXPECT_EQ(again, provider_);
-    EXPECT_NE(again->Initialize, nullptr);
-    EXPECT_NE(again->ReserveWritableSpace, nullptr);
-    EXPECT_NE(again->StoreAll, nullptr);
-    EXPECT_NE(again->RetrieveAll, nullptr);
-    EXPECT_NE(again->StoreAllWritable, nullptr);
-    EXPECT_EQ(traces_.MappingCalls(), 0);
-}
-
-TEST_F(BinaryFileStorageProvider, TheEntryPointLeavesTheFileNamesAlone) {
-    IStorageProvider* again = nullptr;
-    CBinaryFileStorageProvider_GetInterface(&again);
-    Store();
-    EXPECT_TRUE(std::filesystem::exists(kCalibrationFile));
-}
-
-TEST_F(BinaryFileStorageProvider, ReservingSpaceIsNotSupportedAndUntraced) {
-    EXPECT_EQ(provider_->ReserveWritableSpace(0, 100), QBFResult{0x1008});
-    EXPECT_EQ(traces_.MappingCalls(), 0);
-}
-
-TEST_F(BinaryFileStorageProvider, StoringTheWritableSubsetIsNotSupportedAndUntraced) {
-    EXPECT_EQ(provider_->StoreAllWritable(0, nullptr, 0), QBFResult{0x1008});
-    EXPECT_EQ(traces_.MappingCalls(), 0);
-}
+using BinaryFileStorageProvider = BinaryProviderTest;
 
 TEST_F(BinaryFileStorageProvider, InitializeSaysSoAndAcceptsEveryLocation) {
     for (const StorageLocation location : {0UL, 1UL, 6UL, 0xFFFFFFFFUL}) {
@@ -132,23 +102,6 @@ TEST_F(BinaryFileStorageProvider, RetrieveAtAnInvalidLocationFailsAndDefaultsThe
                         Line(QBF_E_INVALID_ARGUMENT, "ManageStorage", "Could not open storage file applications")));
         EXPECT_EQ(database_.At("Config/Radio/Gain").Get<std::uint32_t>(), 16U);
     }
-}
-
-// The current name is empty only in a library that has opened nothing yet, so this takes a copy of its own.
-TEST_F(BinaryFileStorageProvider, AnInvalidLocationBeforeTheFirstOpenHasNoFileName) {
-    std::filesystem::copy_file(TAL_TEST_LIBRARY, "fresh.so");
-    void* const fresh = dlopen("./fresh.so", RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(fresh, nullptr) << dlerror();
-    const auto getInterface = reinterpret_cast<decltype(CBinaryFileStorageProvider_GetInterface)*>(
-        dlsym(fresh, "CBinaryFileStorageProvider_GetInterface"));
-    IStorageProvider* provider = nullptr;
-    getInterface(&provider);
-    EXPECT_NE(provider, provider_);
-    EXPECT_EQ(provider->StoreAll(4, database_.Handle(), 0), QBFResult{QBF_E_FAILED});
-    EXPECT_THAT(traces_.LinesOf(QBF_E_INVALID_ARGUMENT),
-                ElementsAre(Line(QBF_E_INVALID_ARGUMENT, "OpenFile", "Invalid storage location id: 4"),
-                            Line(QBF_E_INVALID_ARGUMENT, "ManageStorage", "Could not open storage file ")));
-    dlclose(fresh);
 }
 
 }  // namespace

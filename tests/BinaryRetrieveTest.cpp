@@ -15,28 +15,9 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
-class BinaryRetrieve : public BinaryFixture<BinaryProvider> {
+class BinaryRetrieve : public BinaryProviderTest {
 protected:
-    /// Three bytes "A", "B", "C" in Config/Radio with the defaults 1, 2, 3.
-    void BuildThreeVariables() { database_.AddRegion("Config").AddObject("Radio").U8("A", 1).U8("B", 2).U8("C", 3); }
-
-    [[nodiscard]] std::vector<int> ThreeValues() {
-        std::vector<int> values;
-        for (const char* path : {"Config/Radio/A", "Config/Radio/B", "Config/Radio/C"}) {
-            values.push_back(database_.At(path).Get<std::uint8_t>());
-        }
-        return values;
-    }
-
-    [[nodiscard]] std::vector<bool> ThreeMarks() {
-        std::vector<bool> marks;
-        for (const char* path : {"Config/Radio/A", "Config/Radio/B", "Config/Radio/C"}) {
-            marks.push_back(database_.At(path).Retrieved());
-        }
-        return marks;
-    }
-
-    static std::string ShortRead(int wanted, int arrived) {
+    [[nodiscard]] std::string ShortRead(int wanted, int arrived) const {
         return Line(QBF_E_IO, "ProcessObject",
                     "Not all bytes read, attempted to read " + std::to_string(wanted) + " bytes, got " +
                         std::to_string(arrived));
@@ -100,14 +81,6 @@ TEST_F(BinaryRetrieve, PreparesTheDatabaseReadsAndDefaults) {
                             "CVariable_GetName", "CVariable_GetSizeInBytes", "CVariable_GetContentAddress",
                             "CVariable_SetRetrieved 1", "CDatabase_SetNotRetrievedVariablesToDefault"));
     EXPECT_THAT(files.Calls(), ElementsAre("fopen calibration r", "fread 1", "fclose"));
-}
-
-TEST_F(BinaryRetrieve, TheAnswerToTheMarkIsIgnored) {
-    BuildThreeVariables();
-    HostCalls host;
-    host.FailAll("CVariable_SetRetrieved");
-    EXPECT_EQ(RetrieveFrom(Bytes({7, 8, 9})), QBFResult{QBF_OK});
-    EXPECT_THAT(traces_.Failures(), IsEmpty());
 }
 
 /// Promise 9
@@ -249,15 +222,6 @@ TEST_F(BinaryRetrieve, FailedDefaultingIsReportedWithTheHostsCode) {
     EXPECT_EQ(RetrieveFrom(Bytes({7, 8, 9})), QBFResult{QBF_E_FAILED});
     EXPECT_THAT(traces_.Failures(),
                 ElementsAre(Line(0x8123, "RetrieveAll", "Error when setting missing variables to default")));
-}
-
-TEST_F(BinaryRetrieve, FailedDefaultingAfterAFailedOpenIsAGenericFailure) {
-    BuildThreeVariables();
-    HostCalls host;
-    host.FailAll("CDatabase_SetNotRetrievedVariablesToDefault", 0x8123);
-    EXPECT_EQ(Retrieve(), QBFResult{QBF_E_FAILED});
-    EXPECT_THAT(traces_.LinesOf("CBinaryFileStorageProvider_RetrieveAll"),
-                Contains(Line(QBF_E_FAILED, "RetrieveAll", "Error when setting missing variables to default")));
 }
 
 TEST_F(BinaryRetrieve, FailedCloseFailsTheRetrieveAndStillDefaults) {

@@ -17,7 +17,6 @@ using tal::host::Database;
 using tal::host::DatabaseObserver;
 using tal::host::Object;
 using tal::host::Variable;
-using tal::test::BinaryFixture;
 using tal::test::Bytes;
 using tal::test::ObjectElement;
 using tal::test::SecureHeader;
@@ -166,7 +165,7 @@ TEST_F(HostObserver, ThatOverridesNothingLetsEveryCallDoItsWork) {
 
 // ---- What it sees of a retrieve --------------------------------------------------------------------------------
 
-class HostObserverOfSecureFile : public BinaryFixture<tal::test::SecureProvider> {};
+class HostObserverOfSecureFile : public tal::test::SecureProviderTest {};
 
 TEST_F(HostObserverOfSecureFile, TellsTheFateOfEveryRecord) {
     database_.AddRegion("R").AddObject("O").U8("a").U8("b").AddNested("n");
@@ -195,7 +194,7 @@ TEST_F(HostObserverOfSecureFile, SeesTheLookUpAndNoMarkOfARecordThatTheFileCutsS
     EXPECT_THAT(recorder.Lines(), ElementsAre("look-up R/O/a: R/O/a", "address R/O/a", "defaulting"));
 }
 
-class HostObserverOfRawImage : public BinaryFixture<tal::test::BinaryProvider> {};
+class HostObserverOfRawImage : public tal::test::BinaryProviderTest {};
 
 TEST_F(HostObserverOfRawImage, SeesEachVariableInItsPlace) {
     Object& object = database_.AddRegion("R").AddObject("O").U8("a");

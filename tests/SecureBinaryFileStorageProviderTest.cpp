@@ -11,40 +11,12 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class SecureBinaryFileStorageProvider : public BinaryFixture<SecureProvider> {
+class SecureBinaryFileStorageProvider : public SecureProviderTest {
 protected:
-    static std::string NameSet(const std::string& name) { return Info("SetStorageFilenames", "Set storage: " + name); }
+    [[nodiscard]] std::string NameSet(const std::string& name) const {
+        return Info("SetStorageFilenames", "Set storage: " + name);
+    }
 };
-
-TEST_F(SecureBinaryFileStorageProvider, TheEntryPointHandsOutTheSameFilledTableEveryTimeUntraced) {
-    provider_->RetrieveAll = nullptr;
-    IStorageProvider* again = nullptr;
-    EXPECT_EQ(CSecureBinaryFileStorageProvider_GetInterface(&again), QBFResult{QBF_OK});
-    EXPECT_EQ(again, provider_);
-    EXPECT_NE(again->Initialize, nullptr);
-    EXPECT_NE(again->ReserveWritableSpace, nullptr);
-    EXPECT_NE(again->StoreAll, nullptr);
-    EXPECT_NE(again->RetrieveAll, nullptr);
-    EXPECT_NE(again->StoreAllWritable, nullptr);
-    EXPECT_EQ(traces_.MappingCalls(), 0);
-}
-
-TEST_F(SecureBinaryFileStorageProvider, TheEntryPointLeavesTheFileNamesAlone) {
-    IStorageProvider* again = nullptr;
-    CSecureBinaryFileStorageProvider_GetInterface(&again);
-    Store();
-    EXPECT_TRUE(std::filesystem::exists(kCalibrationFile));
-}
-
-TEST_F(SecureBinaryFileStorageProvider, ReservingSpaceIsNotSupportedAndUntraced) {
-    EXPECT_EQ(provider_->ReserveWritableSpace(0, 100), QBFResult{0x1008});
-    EXPECT_EQ(traces_.MappingCalls(), 0);
-}
-
-TEST_F(SecureBinaryFileStorageProvider, StoringTheWritableSubsetIsNotSupportedAndUntraced) {
-    EXPECT_EQ(provider_->StoreAllWritable(0, nullptr, 0), QBFResult{0x1008});
-    EXPECT_EQ(traces_.MappingCalls(), 0);
-}
 
 TEST_F(SecureBinaryFileStorageProvider, InitializeRestoresAndNamesTheDefaultFilesWhateverTheLocation) {
     for (const StorageLocation location : {0UL, 4UL, 0xFFFFFFFFUL}) {
@@ -154,23 +126,6 @@ TEST_F(SecureBinaryFileStorageProvider, RetrieveAtAnInvalidLocationFailsAndDefau
                                      "Could not open storage file applications for retrieve")));
         EXPECT_EQ(database_.At("R/O/V").Get<std::uint32_t>(), 16U);
     }
-}
-
-// The current name is empty only in a library that has opened nothing yet, so this takes a copy of its own.
-TEST_F(SecureBinaryFileStorageProvider, AnInvalidLocationBeforeTheFirstOpenHasNoFileName) {
-    std::filesystem::copy_file(TAL_TEST_LIBRARY, "fresh.so");
-    void* const fresh = dlopen("./fresh.so", RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(fresh, nullptr) << dlerror();
-    const auto getInterface = reinterpret_cast<decltype(CSecureBinaryFileStorageProvider_GetInterface)*>(
-        dlsym(fresh, "CSecureBinaryFileStorageProvider_GetInterface"));
-    IStorageProvider* provider = nullptr;
-    getInterface(&provider);
-    EXPECT_NE(provider, provider_);
-    EXPECT_EQ(provider->StoreAll(4, database_.Handle(), 0), QBFResult{QBF_E_FAILED});
-    EXPECT_THAT(traces_.LinesOf(QBF_E_INVALID_ARGUMENT),
-                ElementsAre(Line(QBF_E_INVALID_ARGUMENT, "OpenFile", "Invalid storage location id: 4"),
-                            Line(QBF_E_INVALID_ARGUMENT, "ManageStore", "Could not open storage file  for writing")));
-    dlclose(fresh);
 }
 
 }  // namespace

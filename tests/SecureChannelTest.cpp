@@ -8,7 +8,7 @@ namespace {
 using ::testing::Contains;
 
 /// The channel number outlives the provider's other settings, so every test ends without one.
-class SecureChannel : public BinaryFixture<SecureProvider> {
+class SecureChannel : public SecureProviderTest {
 protected:
     ~SecureChannel() override { CSecureBinaryFileStorageProvider_SetChannelNumber(0); }
 

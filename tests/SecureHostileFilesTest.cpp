@@ -17,7 +17,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class SecureHostileFiles : public BinaryFixture<SecureProvider> {
+class SecureHostileFiles : public SecureProviderTest {
 protected:
     SecureHostileFiles() {
         database_.AddRegion("R").AddObject("O").U8("A", 1).U32("B", 2).String("C", 3, "c");
@@ -30,16 +30,16 @@ protected:
                SecureRecord("R/O/C", Bytes({'x', 'y', 0}));
     }
 
-    static std::string ShortHeader(std::size_t arrived) {
+    [[nodiscard]] std::string ShortHeader(std::size_t arrived) const {
         return Line(QBF_E_IO, "ManageRetrieve",
                     "Not all meta data header bytes read, attempted to read 20 bytes, got " + std::to_string(arrived));
     }
-    static std::string ShortPath(std::size_t wanted, std::size_t arrived) {
+    [[nodiscard]] std::string ShortPath(std::size_t wanted, std::size_t arrived) const {
         return Line(QBF_E_IO, "ManageRetrieve",
                     "Not all variable path bytes read, attempted to read " + std::to_string(wanted) + " bytes, got " +
                         std::to_string(arrived));
     }
-    static std::string ShortData(long long wanted, std::size_t arrived) {
+    [[nodiscard]] std::string ShortData(long long wanted, std::size_t arrived) const {
         return Line(QBF_E_IO, "ManageRetrieve",
                     "Not all bytes read, attempted to read " + std::to_string(wanted) + " bytes, got " +
                         std::to_string(arrived));

@@ -14,19 +14,8 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
-class SecureRetrieve : public BinaryFixture<SecureProvider> {
+class SecureRetrieve : public SecureProviderTest {
 protected:
-    /// Three bytes "A", "B", "C" with the defaults 1, 2, 3 in R/O.
-    void BuildThreeVariables() { database_.AddRegion("R").AddObject("O").U8("A", 1).U8("B", 2).U8("C", 3); }
-
-    [[nodiscard]] std::vector<int> ThreeValues() {
-        std::vector<int> values;
-        for (const char* path : {"R/O/A", "R/O/B", "R/O/C"}) {
-            values.push_back(database_.At(path).Get<std::uint8_t>());
-        }
-        return values;
-    }
-
     static std::string ThreeRecords() {
         return SecureRecord("R/O/A", Bytes({7})) + SecureRecord("R/O/B", Bytes({8})) +
                SecureRecord("R/O/C", Bytes({9}));
@@ -38,16 +27,16 @@ protected:
                                                     "...");
     }
 
-    static std::string NotUpdated(const std::string& path) {
+    [[nodiscard]] std::string NotUpdated(const std::string& path) const {
         return Line(QBF_E_IO, "PrepareForVariableUpdate", "Variable not updated (path " + path + ")");
     }
 
-    static std::string NotRegistered(const std::string& path) {
+    [[nodiscard]] std::string NotRegistered(const std::string& path) const {
         return Line(QBF_N_NOTICE_2, "PrepareForVariableUpdate",
                     "File calibration contains variable that is not registered (" + path + ")");
     }
 
-    static std::string Corrupt() {
+    [[nodiscard]] std::string Corrupt() const {
         return Line(QBF_E_CORRUPT, "ManageRetrieve",
                     "Start marker missing, binary file calibration seems to be corrupt - FATAL, aborting retrieval");
     }
@@ -144,15 +133,6 @@ TEST_F(SecureRetrieve, MissingFileDefaultsEveryVariableAndFails) {
         ElementsAre(Info("RetrieveAll", "CSecureBinaryFileStorageProvider: Retrieving all..."),
                     Line(QBF_E_OPEN_FAILED, "OpenFile", "Could not open file calibration (errno is: 2)"),
                     Line(QBF_E_OPEN_FAILED, "ManageRetrieve", "Could not open storage file calibration for retrieve")));
-}
-
-TEST_F(SecureRetrieve, FailedDefaultingAfterAFailedOpenIsAGenericFailure) {
-    BuildThreeVariables();
-    HostCalls host;
-    host.FailAll("CDatabase_SetNotRetrievedVariablesToDefault", 0x8123);
-    EXPECT_EQ(Retrieve(), QBFResult{QBF_E_FAILED});
-    EXPECT_THAT(traces_.Failures(),
-                Contains(Line(QBF_E_FAILED, "ManageRetrieve", "Error when setting missing variables to default")));
 }
 
 TEST_F(SecureRetrieve, FailedDefaultingFailsWithTheHostsCodeInTheTrace) {
@@ -280,14 +260,6 @@ TEST_F(SecureRetrieve, RecordsForVariablesThatHoldObjectsAreRefused) {
                                                 Line(QBF_E_BAD_TYPE, "PrepareForVariableUpdate",
                                                      "Variable holds objects and has no value (path R/O/Array)"),
                                                 NotUpdated("R/O/Array")));
-}
-
-TEST_F(SecureRetrieve, TheAnswerToTheMarkIsIgnored) {
-    BuildThreeVariables();
-    HostCalls host;
-    host.FailAll("CVariable_SetRetrieved");
-    EXPECT_EQ(RetrieveFrom(ThreeRecords()), QBFResult{QBF_OK});
-    EXPECT_THAT(traces_.Failures(), IsEmpty());
 }
 
 TEST_F(SecureRetrieve, FileThatBeginsWithAnotherWordIsCorrupt) {

@@ -16,13 +16,8 @@ using ::testing::IsEmpty;
 using ::testing::IsSubsetOf;
 using ::testing::Not;
 
-class SecureStore : public BinaryFixture<SecureProvider> {
+class SecureStore : public SecureProviderTest {
 protected:
-    /// Three bytes "A", "B", "C" of 1, 2, 3 in R/O.
-    void BuildThreeVariables() { database_.AddRegion("R").AddObject("O").U8("A", 1).U8("B", 2).U8("C", 3); }
-
-    void ExpectFailedStore() { EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED}); }
-
     /// What a store of BuildTree's database writes. The object part of a path is never shortened.
     static std::string TreeBytes() {
         return SecureRecord("Config/Radio/Gain", Bytes({16, 0, 0, 0})) +
@@ -161,10 +156,6 @@ TEST_F(SecureStore, DatabaseWithoutWritableObjectsIsAnEmptyFile) {
     EXPECT_EQ(StoredBytes(), "");
 }
 
-TEST_F(SecureStore, DatabaseWithoutRegionsIsAnEmptyFile) {
-    EXPECT_EQ(StoredBytes(), "");
-}
-
 /// Surprise: A read-only nested object is left out with all it holds
 TEST_F(SecureStore, NameOfAReadOnlyNestedObjectStaysInTheFollowingPaths) {
     host::Object& object = database_.AddRegion("R").AddObject("O");
@@ -235,7 +226,7 @@ TEST_F(SecureStore, ShortHeaderIsReportedAndPathAndDataAreWritten) {
     BuildThreeVariables();
     CLibraryFaults files;
     files.Shorten("fwrite", 4, 18);
-    ExpectFailedStore();
+    EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
     EXPECT_THAT(traces_.LinesOf(QBF_E_IO),
                 ElementsAre(Line(QBF_E_IO, "ProcessObject",
                                  "Not all metadata header bytes written, attempted to write 20 bytes, got 2")));
@@ -247,7 +238,7 @@ TEST_F(SecureStore, ShortPathIsReportedAndTheDataAreWritten) {
     BuildThreeVariables();
     CLibraryFaults files;
     files.Shorten("fwrite", 5, 3);
-    ExpectFailedStore();
+    EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
     EXPECT_THAT(traces_.LinesOf(QBF_E_IO),
                 ElementsAre(Line(QBF_E_IO, "ProcessObject",
                                  "Not all variable path bytes written, attempted to write 6 bytes, got 3")));
@@ -259,7 +250,7 @@ TEST_F(SecureStore, ShortDataAreReportedAndTheNextRecordIsWritten) {
     BuildThreeVariables();
     CLibraryFaults files;
     files.Shorten("fwrite", 6, 1);
-    ExpectFailedStore();
+    EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
     EXPECT_THAT(traces_.LinesOf(QBF_E_IO),
                 ElementsAre(Line(QBF_E_IO, "ProcessObject",
                                  "Not all variable data bytes written, attempted to write 1 bytes, got 0")));
@@ -272,7 +263,7 @@ TEST_F(SecureStore, FileThatCannotBeOpenedIsReportedAndNothingElseHappens) {
     CSecureBinaryFileStorageProvider_SetStorageFilenames("missing/file", "", "");
     traces_.Clear();
     const CLibraryFaults files;
-    ExpectFailedStore();
+    EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
     EXPECT_THAT(
         traces_.Lines(),
         ElementsAre(Info("StoreAll", "CSecureBinaryFileStorageProvider: Storing all..."),
@@ -285,7 +276,7 @@ TEST_F(SecureStore, FailedFlushIsReportedAndTheFileIsSyncedAndClosed) {
     BuildThreeVariables();
     CLibraryFaults files;
     files.Fail("fflush", 1, ENOSPC);
-    ExpectFailedStore();
+    EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
     EXPECT_THAT(traces_.Failures(),
                 ElementsAre(Line(QBF_E_IO, "ManageStore",
                                  "Could not flush storage file for storage location 0 (errno is: 28)")));
@@ -298,7 +289,7 @@ TEST_F(SecureStore, FullDiskIsReported) {
     ASSERT_TRUE(IsDevice("/dev/full"));
     BuildThreeVariables();
     CSecureBinaryFileStorageProvider_SetStorageFilenames("/dev/full", "", "");
-    ExpectFailedStore();
+    EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
     EXPECT_THAT(
         traces_.Failures(),
         Contains(Line(QBF_E_IO, "ManageStore", "Could not flush storage file for storage location 0 (errno is: 28)")));
@@ -344,69 +335,11 @@ TEST_F(SecureStore, DirectoryThatCanBeOpenedIsSynced) {
                                            "fsync", "fclose"));
 }
 
-TEST_F(SecureStore, RegionWithoutNameEndsTheWalk) {
-    database_.AddRegion("A").AddObject("O").U8("V", 1);
-    database_.AddRegion("B").AddObject("O").U8("V", 2);
-    database_.AddRegion("C").AddObject("O").U8("V", 3);
-    HostCalls host;
-    host.Fail("CStorageRegion_GetName", 2);
-    ExpectFailedStore();
-    EXPECT_THAT(traces_.Failures(), ElementsAre(Line(QBF_E_NO_NAME, "ManageStore", "Could not get region name")));
-    EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("A/O/V", Bytes({1})));
-}
-
-TEST_F(SecureStore, ObjectWithoutNameIsLeftOut) {
-    host::Region& region = database_.AddRegion("R");
-    region.AddObject("A").U8("V", 1);
-    region.AddObject("B").U8("V", 2);
-    HostCalls host;
-    host.Fail("CStorageObject_GetName", 1);
-    ExpectFailedStore();
-    EXPECT_THAT(traces_.Failures(), ElementsAre(Line(QBF_E_NO_NAME, "ProcessObject", "Could not get object name")));
-    EXPECT_THAT(traces_.LinesOf(QBF_W_WARNING),
-                ElementsAre(Line(QBF_W_WARNING, "ManageStore", "Failed to process object A")));
-    EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/B/V", Bytes({2})));
-}
-
-TEST_F(SecureStore, ObjectWhoseNameCannotBeHadAtAllIsReportedWithoutIt) {
-    database_.AddRegion("R").AddObject("A").U8("V", 1);
-    HostCalls host;
-    host.FailAll("CStorageObject_GetName");
-    ExpectFailedStore();
-    EXPECT_THAT(traces_.LinesOf(QBF_W_WARNING),
-                ElementsAre(Line(QBF_W_WARNING, "ManageStore", "Failed to process object")));
-}
-
-TEST_F(SecureStore, ObjectWhoseIterationCannotStartIsReportedAndTheNextOneIsWritten) {
-    host::Region& region = database_.AddRegion("R");
-    region.AddObject("A").U8("V", 1);
-    region.AddObject("B").U8("V", 2);
-    HostCalls host;
-    host.Fail("CStorageObject_GetVariableIterator", 1, 0x8123);
-    ExpectFailedStore();
-    EXPECT_THAT(traces_.Failures(),
-                ElementsAre(Line(QBF_E_FAILED, "ProcessObject", "Could not iterate variables, (QBFResult = 8123)")));
-    EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/B/V", Bytes({2})));
-}
-
-TEST_F(SecureStore, FailingIterationEndsTheObjectOnly) {
-    host::Region& region = database_.AddRegion("R");
-    region.AddObject("A").U8("V", 1).U8("W", 2).U8("X", 3);
-    region.AddObject("B").U8("V", 4);
-    HostCalls host;
-    host.Fail("CStorageObject_GetNextVariable", 2);
-    ExpectFailedStore();
-    EXPECT_THAT(traces_.LinesOf(QBF_W_WARNING),
-                ElementsAre(Line(QBF_W_WARNING, "ProcessObject", "CStorageObject_GetNextVariable() failed"),
-                            Line(QBF_W_WARNING, "ManageStore", "Failed to process object A")));
-    EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/A/V", Bytes({1})) + SecureRecord("R/B/V", Bytes({4})));
-}
-
 TEST_F(SecureStore, VariableThatComesWithAFailedStepIsLeftAlone) {
     database_.AddRegion("R").AddObject("O").U8("V", 1).U8("W", 2).U8("X", 3);
     HostCalls host;
     host.Override("CStorageObject_GetNextVariable", 2, 0x8003);
-    ExpectFailedStore();
+    EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
     EXPECT_THAT(traces_.Lines(),
                 ElementsAre(Info("StoreAll", "CSecureBinaryFileStorageProvider: Storing all..."),
                             Info("OpenFile", "  Reading Binary file calibration (for storage location 0)"),
@@ -441,65 +374,17 @@ TEST_F(SecureStore, ObjectIsWritableByAnyWordButZero) {
     }
 }
 
-TEST_F(SecureStore, VariableWithoutNameIsLeftOut) {
-    BuildThreeVariables();
-    HostCalls host;
-    host.Fail("CVariable_GetName", 2);
-    ExpectFailedStore();
-    EXPECT_THAT(traces_.Failures(), ElementsAre(Line(QBF_E_NO_NAME, "ProcessObject", "Could not get variable name")));
-    EXPECT_EQ(host.Count("CVariable_GetSizeInBytes"), 2);
-    EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/O/A", Bytes({1})) + SecureRecord("R/O/C", Bytes({3})));
-}
-
 TEST_F(SecureStore, VariableWithoutAddressIsLeftOut) {
     BuildThreeVariables();
     HostCalls host;
     host.Fail("CVariable_GetContentAddress", 2);
     host.Fail("CVariable_GetContentAddress", 3, QBF_OK);
-    ExpectFailedStore();
+    EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
     EXPECT_THAT(traces_.Failures(),
                 ElementsAre(Line(QBF_E_FAILED, "ProcessObject", "Could not get address for variable B"),
                             Line(QBF_E_FAILED, "ProcessObject", "Could not get address for variable C")));
     EXPECT_EQ(host.Count("CVariable_GetName"), 3);
     EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/O/A", Bytes({1})));
-}
-
-TEST_F(SecureStore, NestedObjectWithoutAddressIsLeftOut) {
-    host::Object& object = database_.AddRegion("R").AddObject("O");
-    object.AddNested("N").U8("V", 1);
-    object.U8("W", 2);
-    HostCalls host;
-    host.Fail("CVariable_GetContentAddress", 1);
-    ExpectFailedStore();
-    EXPECT_THAT(traces_.Failures(),
-                ElementsAre(Line(QBF_E_FAILED, "ProcessObject", "CVariable_GetContentAddress() failed")));
-    EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/O/W", Bytes({2})));
-}
-
-TEST_F(SecureStore, FailingNestedObjectIsReportedAtEveryLevel) {
-    host::Object& object = database_.AddRegion("R").AddObject("O");
-    object.AddNested("N").AddNested("M").U8("V", 1);
-    object.U8("W", 2);
-    HostCalls host;
-    host.Fail("CVariable_GetName", 1);
-    ExpectFailedStore();
-    EXPECT_THAT(traces_.Failures(),
-                ElementsAre(Line(QBF_E_NO_NAME, "ProcessObject", "Could not get variable name"),
-                            Line(QBF_E_FAILED, "ProcessObject", "Failed to process nested object"),
-                            Line(QBF_E_FAILED, "ProcessObject", "Failed to process nested object")));
-    EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/O/N/M/W", Bytes({2})));
-}
-
-TEST_F(SecureStore, ObjectArrayWithoutAddressIsLeftOut) {
-    host::Object& object = database_.AddRegion("R").AddObject("O");
-    object.AddToArray("A", "E").U8("V", 1);
-    object.U8("W", 2);
-    HostCalls host;
-    host.Fail("CVariable_GetContentAddress", 1);
-    ExpectFailedStore();
-    EXPECT_THAT(traces_.Failures(),
-                ElementsAre(Line(QBF_E_FAILED, "ProcessObject", "CVariable_GetContentAddress() failed")));
-    EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/O/W", Bytes({2})));
 }
 
 TEST_F(SecureStore, ArrayElementWithoutNameIsLeftOutOfThePath) {
@@ -508,7 +393,7 @@ TEST_F(SecureStore, ArrayElementWithoutNameIsLeftOutOfThePath) {
     object.AddToArray("A", "E1").U8("V", 2);
     HostCalls host;
     host.Fail("CStorageObject_GetName", 2);
-    ExpectFailedStore();
+    EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
     EXPECT_THAT(traces_.Failures(),
                 ElementsAre(Line(QBF_E_FAILED, "ProcessObject", "Failed to get name for object array element")));
     EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/O/E1/V", Bytes({2})));
@@ -520,7 +405,7 @@ TEST_F(SecureStore, FailingArrayElementIsReportedAndTheNextOneIsWritten) {
     object.AddToArray("A", "E1").U8("V", 2);
     HostCalls host;
     host.Fail("CStorageObject_GetName", 3);
-    ExpectFailedStore();
+    EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
     EXPECT_THAT(traces_.Failures(),
                 ElementsAre(Line(QBF_E_NO_NAME, "ProcessObject", "Could not get object name"),
                             Line(QBF_E_FAILED, "ProcessObject", "Failed to process array element object")));
@@ -534,7 +419,7 @@ TEST_F(SecureStore, VariableAfterAnArrayElementWithoutNameCarriesTheBaseOfTheArr
     object.U8("W", 3);
     HostCalls host;
     host.Fail("CStorageObject_GetName", 4);
-    ExpectFailedStore();
+    EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
     EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/O/E0/V", Bytes({1})) + SecureRecord("R/O/W", Bytes({3})));
 }
 
@@ -545,24 +430,8 @@ TEST_F(SecureStore, VariableAfterAnArrayElementThatFailedToStartCarriesItsUnende
     object.U8("W", 3);
     HostCalls host;
     host.Fail("CStorageObject_GetName", 5);
-    ExpectFailedStore();
+    EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
     EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/O/E0/V", Bytes({1})) + SecureRecord("R/O/E1W", Bytes({3})));
-}
-
-TEST_F(SecureStore, EveryFailingHostCallFailsTheStoreAndLeavesAUsableProvider) {
-    BuildTree(database_);
-    SweepFaults([this](int n) {
-        HostCalls host;
-        host.Fail(n, 0x8003);
-        const CLibraryFaults files;
-        const QBFResult result = Store();
-        EXPECT_EQ(files.OpenStreams(), 0);
-        if (host.Fired()) {
-            EXPECT_EQ(result, QBFResult{QBF_E_FAILED}) << host.FiredAt();
-            EXPECT_EQ(StoredBytes(), TreeBytes());
-        }
-        return host.Fired();
-    });
 }
 
 TEST_F(SecureStore, EveryFailingFileCallButTheSyncsFailsTheStoreAndLeavesAUsableProvider) {
@@ -581,20 +450,6 @@ TEST_F(SecureStore, EveryFailingFileCallButTheSyncsFailsTheStoreAndLeavesAUsable
         return fired;
     });
     EXPECT_EQ(faults, 1 + 6 * 3 + 4);
-}
-
-/// Surprise: Channel injector and channel number are two things
-TEST_F(SecureStore, TheChannelInjectorIsIgnored) {
-    database_.AddRegion("R").AddObject("Channel.3.").U8("V", 1);
-    EXPECT_EQ(provider_->StoreAll(0, database_.Handle(), 3), QBFResult{QBF_OK});
-    EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/Channel.3./V", Bytes({1})));
-}
-
-TEST_F(SecureStore, SuppressedTracesChangeNothing) {
-    BuildTree(database_);
-    traces_.SetThreshold(-1);
-    EXPECT_EQ(StoredBytes(), TreeBytes());
-    EXPECT_THAT(traces_.Records(), IsEmpty());
 }
 
 #if UINTPTR_MAX > 0xFFFFFFFF
@@ -638,16 +493,6 @@ TEST_F(SecureStore, PathThatIsTooLongToBeCountedIsAnOutputErrorAndCut) {
                                                      "error")));
 }
 #endif
-
-// The same bytes on every machine.
-/// Promise 11
-TEST_F(SecureStore, RadioUnitIsWrittenAsItsGoldenFile) {
-    const auto radioUnit = host::LoadDatabaseFromFile(TAL_EXAMPLES "/radio-unit.json");
-
-    EXPECT_EQ(provider_->StoreAll(0, radioUnit->Handle(), 0), QBFResult{QBF_OK});
-
-    EXPECT_EQ(DifferenceOfFiles(kCalibrationFile, TAL_TEST_DATA "/radio-unit.sbin"), "");
-}
 
 }  // namespace
 

@@ -55,15 +55,26 @@ constexpr const char* kApplicationsFile = "applications";
     return text;
 }
 
-/// An empty database and an initialised provider in an empty working directory, with the file names above. `Provider`
-/// has `kName`, the prefix of its operations in traces, `GetInterface` and `SetStorageFilenames`.
-template <class Provider>
+/// What the fixture below has to know of a provider.
+struct BinaryProvider {
+    const char* name;  ///< The prefix of its operations in traces.
+    QBFResult (*getInterface)(IStorageProvider** out);
+    void (*setFileNames)(const char* calibration, const char* hardware, const char* applications);
+};
+
+constexpr BinaryProvider kBinaryProvider = {"CBinaryFileStorageProvider", CBinaryFileStorageProvider_GetInterface,
+                                            CBinaryFileStorageProvider_SetStorageFilenames};
+constexpr BinaryProvider kSecureProvider = {"CSecureBinaryFileStorageProvider",
+                                            CSecureBinaryFileStorageProvider_GetInterface,
+                                            CSecureBinaryFileStorageProvider_SetStorageFilenames};
+
+/// An empty database and an initialised provider in an empty working directory, with the file names above.
 class BinaryFixture : public ::testing::Test {
 protected:
-    BinaryFixture() {
-        Provider::GetInterface(&provider_);
+    explicit BinaryFixture(const BinaryProvider& names) : names_(names) {
+        names_.getInterface(&provider_);
         provider_->Initialize(0);
-        Provider::SetStorageFilenames(kCalibrationFile, kHardwareFile, kApplicationsFile);
+        names_.setFileNames(kCalibrationFile, kHardwareFile, kApplicationsFile);
         traces_.Clear();
     }
 
@@ -83,34 +94,52 @@ protected:
         return Retrieve();
     }
 
+    /// Three bytes "A", "B", "C" in R/O with the defaults 1, 2, 3.
+    void BuildThreeVariables() { database_.AddRegion("R").AddObject("O").U8("A", 1).U8("B", 2).U8("C", 3); }
+
+    [[nodiscard]] std::vector<int> ThreeValues() {
+        std::vector<int> values;
+        for (const char* path : {"R/O/A", "R/O/B", "R/O/C"}) {
+            values.push_back(database_.At(path).Get<std::uint8_t>());
+        }
+        return values;
+    }
+
+    [[nodiscard]] std::vector<bool> ThreeMarks() {
+        std::vector<bool> marks;
+        for (const char* path : {"R/O/A", "R/O/B", "R/O/C"}) {
+            marks.push_back(database_.At(path).Retrieved());
+        }
+        return marks;
+    }
+
     /// A record as TraceRecorder::Lines gives it; `operation` is what follows the provider's name.
-    static std::string Line(QBFResult code, const std::string& operation, const std::string& message) {
+    [[nodiscard]] std::string Line(QBFResult code, const std::string& operation, const std::string& message) const {
         TraceRecord record{};
         record.code = code;
-        record.operation = std::string(Provider::kName) + '_' + operation;
+        record.operation = std::string(names_.name) + '_' + operation;
         record.message = message;
         return ToLine(record);
     }
-    static std::string Info(const std::string& operation, const std::string& message) {
+    [[nodiscard]] std::string Info(const std::string& operation, const std::string& message) const {
         return Line(QBF_I_INFO, operation, message);
     }
 
+    const BinaryProvider names_;
     TemporaryDirectory directory_;
     host::Database database_;
     IStorageProvider* provider_ = nullptr;
     TraceRecorder traces_;
 };
 
-struct BinaryProvider {
-    static constexpr const char* kName = "CBinaryFileStorageProvider";
-    static constexpr auto GetInterface = CBinaryFileStorageProvider_GetInterface;
-    static constexpr auto SetStorageFilenames = CBinaryFileStorageProvider_SetStorageFilenames;
+class BinaryProviderTest : public BinaryFixture {
+protected:
+    BinaryProviderTest() : BinaryFixture(kBinaryProvider) {}
 };
 
-struct SecureProvider {
-    static constexpr const char* kName = "CSecureBinaryFileStorageProvider";
-    static constexpr auto GetInterface = CSecureBinaryFileStorageProvider_GetInterface;
-    static constexpr auto SetStorageFilenames = CSecureBinaryFileStorageProvider_SetStorageFilenames;
+class SecureProviderTest : public BinaryFixture {
+protected:
+    SecureProviderTest() : BinaryFixture(kSecureProvider) {}
 };
 
 }  // namespace tal::test
