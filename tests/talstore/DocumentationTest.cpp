@@ -13,14 +13,12 @@ namespace tal::test {
 
 namespace {
 
-using talstore::Arguments;
 using talstore::CommandInfo;
 using talstore::OptionInfo;
 
 /// Calls `visit` for each command that people call.
 void ForEachCommand(const std::function<void(const CommandInfo& command)>& visit) {
-    Arguments arguments;
-    for (const CommandInfo& command : Commands(arguments)) {
+    for (const CommandInfo& command : talstore::Commands()) {
         if (command.isShown) {
             visit(command);
         }

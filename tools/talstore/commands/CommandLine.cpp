@@ -183,8 +183,7 @@ private:
     }
 
     const Console& console_;
-    Arguments arguments_;
-    std::vector<CommandInfo> commands_ = Commands(arguments_);
+    std::vector<CommandInfo> commands_ = Commands();
     std::string usage_ = "talstore COMMAND [OPTIONS] [FILE...]";
 };
 

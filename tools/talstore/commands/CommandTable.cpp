@@ -417,25 +417,24 @@ CommandInfo CompleteRow(CompleteOptions& options) {
             false};
 }
 
+/// The row, which keeps what it refers to.
+template <class CommandLine>
+CommandInfo RowOf(CommandInfo (*row)(CommandLine& commandLine)) {
+    const auto commandLine = std::make_shared<CommandLine>();
+    CommandInfo command = row(*commandLine);
+    command.commandLine = commandLine;
+    return command;
+}
+
 }  // namespace
 
-std::vector<CommandInfo> Commands(Arguments& arguments) {
-    return {ShowRow(arguments.show),
-            GetRow(arguments.get),
-            SetRow(arguments.set),
-            CheckRow(arguments.check),
-            SurveyRow(arguments.survey),
-            DiffRow(arguments.diff),
-            CompareLayoutsRow(arguments.compareLayouts),
-            ConvertRow(arguments.convert),
-            RecoverRow(arguments.recover),
-            StoreRow(arguments.store),
-            RetrieveRow(arguments.retrieve),
-            BoardRow(arguments.board),
-            LayoutRow(arguments.layout),
-            ExplainRow(arguments.explain),
-            HelpRow(arguments.help),
-            CompleteRow(arguments.complete)};
+std::vector<CommandInfo> Commands() {
+    return {RowOf(ShowRow),           RowOf(GetRow),      RowOf(SetRow),
+            RowOf(CheckRow),          RowOf(SurveyRow),   RowOf(DiffRow),
+            RowOf(CompareLayoutsRow), RowOf(ConvertRow),  RowOf(RecoverRow),
+            RowOf(StoreRow),          RowOf(RetrieveRow), RowOf(BoardRow),
+            RowOf(LayoutRow),         RowOf(ExplainRow),  RowOf(HelpRow),
+            RowOf(CompleteRow)};
 }
 
 const CommandInfo* FindCommand(const std::vector<CommandInfo>& commands, std::string_view name) {
@@ -457,9 +456,8 @@ const OptionInfo* FindOption(const CommandInfo& command, std::string_view option
 }
 
 std::vector<std::string> NamesOfCommands() {
-    Arguments arguments;
     std::vector<std::string> names;
-    for (const CommandInfo& command : Commands(arguments)) {
+    for (const CommandInfo& command : Commands()) {
         if (command.isShown) {
             names.emplace_back(command.name);
         }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -57,31 +58,11 @@ struct CommandInfo {
     const char* examples;
     const char* notes;  ///< Empty for none.
     std::function<int(const Console& console)> run;
-    bool isShown = true;  ///< False for what only the completion calls.
+    bool isShown = true;                     ///< False for what only the completion calls.
+    std::shared_ptr<void> commandLine = {};  ///< What the targets and `run` refer to.
 };
 
-/// What the command lines say.
-struct Arguments {
-    ShowOptions show;
-    GetOptions get;
-    SetOptions set;
-    CheckOptions check;
-    SurveyOptions survey;
-    DiffOptions diff;
-    CompareLayoutsOptions compareLayouts;
-    ConvertOptions convert;
-    RecoverOptions recover;
-    StoreOptions store;
-    DriveOptions retrieve;
-    BoardOptions board;
-    LayoutOptions layout;
-    ExplainOptions explain;
-    HelpOptions help;
-    CompleteOptions complete;
-};
-
-/// @param arguments  What the rows' targets and their commands refer to.
-[[nodiscard]] std::vector<CommandInfo> Commands(Arguments& arguments);
+[[nodiscard]] std::vector<CommandInfo> Commands();
 
 /// @return null when there is none of that name.
 [[nodiscard]] const CommandInfo* FindCommand(const std::vector<CommandInfo>& commands, std::string_view name);

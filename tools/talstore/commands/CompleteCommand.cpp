@@ -144,8 +144,7 @@ CommandInfo Tool() {
 }  // namespace
 
 int Complete(const CompleteOptions& options, const Console& console) {
-    Arguments arguments;
-    const std::vector<CommandInfo> commands = Commands(arguments);
+    const std::vector<CommandInfo> commands = Commands();
     std::vector<std::string> words = Joined(options.words);
     const CommandInfo* const command = words.size() > 1 ? FindCommand(commands, words.front()) : nullptr;
     if (command != nullptr) {

@@ -92,8 +92,7 @@ void PrintTool(const Console& console, const std::vector<CommandInfo>& commands)
 }  // namespace
 
 int Help(const HelpOptions& options, const Console& console) {
-    Arguments arguments;
-    const std::vector<CommandInfo> commands = Commands(arguments);
+    const std::vector<CommandInfo> commands = Commands();
     if (options.command.empty()) {
         PrintTool(console, commands);
         return kFine;
