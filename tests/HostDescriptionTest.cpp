@@ -478,10 +478,10 @@ TEST(HostDescription, EmptyDatabaseIsDescribed) {
 
 TEST(HostDescription, UndefinedTypeCodeCannotBeDescribed) {
     Database database;
-    database.AddRegion("R").AddObject("O").Raw("a", 23, 1, {0});
+    database.AddRegion("R").AddObject("O").Raw("a", 99, 1, {0});
 
     EXPECT_EQ(Refusal([&database] { static_cast<void>(DescribeDatabase(database)); }),
-              "R/O/a: type code 23 is not defined");
+              "R/O/a: type code 99 is not defined");
 }
 
 TEST(HostDescription, SizeThatDoesNotMatchCannotBeDescribed) {

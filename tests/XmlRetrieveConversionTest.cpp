@@ -331,7 +331,7 @@ TEST_F(XmlConversion, AnObjectIsNoVariableOfADocument) {
                             "0x8000 CXmlFileStorageProviderBase_RetrieveAll: Error when calling ManageRetrieve"));
 }
 
-/// Surprise: A type code above 22 does not fail the store
+/// Surprise: A type code that is not defined does not fail the store
 TEST_F(XmlConversion, TypeCodesThatAreNotDefinedAreNotRestored) {
     for (const VariableType type : {VariableType{23}, VariableType{255}, VariableType{0x7FFFFFFF}}) {
         host::Variable& variable = NewVariable(type, 1, 4);

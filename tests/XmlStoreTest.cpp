@@ -1015,7 +1015,7 @@ TEST_F(XmlStore, EmptyArrayWhoseContentIsUnavailableAbandonsItsObjectLikeAnyOthe
               Document("<region name = \"R\"><object name = \"O\">\n<variable name = \"v\"></region>\n"));
 }
 
-/// Surprise: A type code above 22 does not fail the store
+/// Surprise: A type code that is not defined does not fail the store
 TEST_F(XmlStore, UndefinedTypeIsReportedAndNotAFailure) {
     Object().Raw("v", 23, 1, Bytes({0})).U8("a", 1);
 

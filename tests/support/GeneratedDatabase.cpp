@@ -3,27 +3,36 @@
 #include <cstring>
 #include <random>
 
+#include "TypeTable.h"
+
 namespace tal::test {
 
 namespace {
 
 using host::Database;
+using host::FindType;
+using host::HoldsObjects;
 using host::Object;
 using host::Region;
+using host::TypeInfo;
+using host::TypeKind;
 using host::Variable;
 
-constexpr VariableType kLastType = VARIABLE_TYPE_OBJECT_ARRAY;
+/// The row of a type that is defined.
+const TypeInfo& TypeOf(VariableType code) {
+    return *FindType(code);
+}
 
-struct ValueType {
-    std::uint8_t width;  // Bytes of one element.
-    bool isArray;
-};
-
-// Row n is type code n. Rows without a width hold objects.
-constexpr ValueType kValueTypes[kLastType + 1] = {
-    {1, false}, {1, true},  {2, false}, {2, true},  {4, false}, {4, true},  {1, false}, {1, true},
-    {2, false}, {2, true},  {4, false}, {4, true},  {4, false}, {4, true},  {1, false}, {1, true},
-    {1, true},  {4, false}, {4, true},  {8, false}, {8, true},  {0, false}, {0, true}};
+/// All types, or those whose variables have a value.
+std::vector<VariableType> TypesFor(bool mayHoldObjects) {
+    std::vector<VariableType> types;
+    for (VariableType code = 0; FindType(code) != nullptr; ++code) {
+        if (mayHoldObjects || !HoldsObjects(code)) {
+            types.push_back(code);
+        }
+    }
+    return types;
+}
 
 /// The distributions of the standard library differ between implementations; the engine does not.
 class Random {
@@ -49,10 +58,6 @@ void SetElement(std::vector<std::uint8_t>& bytes, std::size_t index, T value) {
     std::memcpy(bytes.data() + index * sizeof value, &value, sizeof value);
 }
 
-bool IsReal(VariableType type) {
-    return type >= VARIABLE_TYPE_FLOAT && type <= VARIABLE_TYPE_DOUBLE_ARRAY;
-}
-
 std::string RandomText(Random& random, std::uint32_t capacity) {
     static const std::string kCharacters =
         "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789 .,:;-_/#'\"(){}";
@@ -66,22 +71,22 @@ std::string RandomText(Random& random, std::uint32_t capacity) {
 
 /// Values that come back exactly from the formats of an XML document.
 void MakeCarriedByXml(Random& random, VariableType type, std::vector<std::uint8_t>& bytes) {
-    const ValueType& row = kValueTypes[type];
-    if (type == VARIABLE_TYPE_STRING) {
+    const TypeInfo& row = TypeOf(type);
+    if (row.kind == TypeKind::String) {
         const std::string text = RandomText(random, static_cast<std::uint32_t>(bytes.size()));
         std::fill(bytes.begin(), bytes.end(), std::uint8_t{0});
         std::copy(text.begin(), text.end(), bytes.begin());
         return;
     }
-    for (std::size_t i = 0; i < bytes.size() / row.width; ++i) {
-        if (IsReal(type)) {
+    for (std::size_t i = 0; i < bytes.size() / row.elementSize; ++i) {
+        if (row.kind == TypeKind::Real) {
             // At most seven decimal digits, and exact in binary.
             const double number = random.Between(-15999, 15999) / 16.0;
-            row.width == sizeof number ? SetElement(bytes, i, number)
-                                       : SetElement(bytes, i, static_cast<float>(number));
-        } else if (type == VARIABLE_TYPE_BOOL || type == VARIABLE_TYPE_BOOL_ARRAY) {
+            row.elementSize == sizeof number ? SetElement(bytes, i, number)
+                                             : SetElement(bytes, i, static_cast<float>(number));
+        } else if (row.kind == TypeKind::Bool) {
             SetElement(bytes, i, static_cast<std::uint32_t>(random.Between(0, 1)));
-        } else if (type == VARIABLE_TYPE_U32_ARRAY || row.width < sizeof(std::uint32_t) || !random.OneIn(4)) {
+        } else if (type == VARIABLE_TYPE_U32_ARRAY || row.elementSize < sizeof(std::uint32_t) || !random.OneIn(4)) {
             continue;  // Any bits will do.
         } else {
             SetElement(bytes, i, random.OneIn(2) ? std::uint32_t{0x7FFFFFFF} : std::uint32_t{0x80000000});
@@ -140,8 +145,9 @@ private:
     }
 
     void AddVariable(Object& object, int nesting) {
-        const auto deepestType = nesting > 0 ? kLastType : VariableType{VARIABLE_TYPE_DOUBLE_ARRAY};
-        const auto type = static_cast<VariableType>(random_.Between(0, static_cast<int>(deepestType)));
+        const std::vector<VariableType>& types = nesting > 0 ? allTypes_ : typesOfValues_;
+        const VariableType type =
+            types[static_cast<std::size_t>(random_.Between(0, static_cast<int>(types.size()) - 1))];
         if (type == VARIABLE_TYPE_OBJECT) {
             Fill(object.AddNested(Name()), nesting - 1);
         } else if (type == VARIABLE_TYPE_OBJECT_ARRAY) {
@@ -163,12 +169,12 @@ private:
     }
 
     void AddValue(Object& object, VariableType type) {
-        const ValueType& row = kValueTypes[type];
+        const TypeInfo& row = TypeOf(type);
         int elements = row.isArray ? random_.Between(0, shape_.elements) : 1;
-        if (type == VARIABLE_TYPE_STRING) {
+        if (row.kind == TypeKind::String) {
             elements = random_.Between(2, shape_.stringCapacity);
         }
-        const std::size_t size = static_cast<std::size_t>(elements) * row.width;
+        const std::size_t size = static_cast<std::size_t>(elements) * row.elementSize;
         // One after the other: compilers evaluate arguments in different orders.
         const std::vector<std::uint8_t> value = RandomValue(random_, type, size, shape_.values);
         object.Raw(Name(), type, static_cast<std::uint32_t>(elements), value);
@@ -177,10 +183,12 @@ private:
     Random random_;
     GeneratedShape shape_;
     int names_ = 0;
+    const std::vector<VariableType> allTypes_ = TypesFor(true);
+    const std::vector<VariableType> typesOfValues_ = TypesFor(false);
 };
 
 bool HasValue(const Variable& variable) {
-    return variable.Type() <= kLastType && kValueTypes[variable.Type()].width > 0;
+    return FindType(variable.Type()) != nullptr && !HoldsObjects(variable.Type());
 }
 
 void CollectWritableValues(const Object& object, std::vector<std::string>& paths) {

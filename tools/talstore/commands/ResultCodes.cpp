@@ -70,7 +70,8 @@ const std::vector<ResultCode>& ResultCodes() {
          "After a store: free space, store again. After a retrieve: the file is truncated, or its layout another one."},
         {"QBF_E_BAD_TYPE", 0x800B,
          "traced by the XML and the secure provider and by the board-support class, whose members also return it",
-         "A type code above 22; an array element that is neither TRUE nor FALSE; a record for a variable that holds "
+         "A type code that is not defined; an array element that is neither TRUE nor FALSE; a record for a variable "
+         "that holds "
          "objects; a board variable without an address.",
          "That variable; in an XML retrieve also all after it.", "Mend the host's type, or the document."},
         {"QBF_E_NOT_FOUND", 0x800E, "traced by the XML reader",

@@ -19,7 +19,7 @@ struct VariableTypeInfo {
     bool isArray;
 };
 
-/// @return the row of the code, or null for codes above 22, which are not defined.
+/// @return the row of the code, or null for a code that is not defined.
 [[nodiscard]] const VariableTypeInfo* FindVariableType(VariableType code);
 
 }  // namespace tal
