@@ -55,6 +55,35 @@ protected:
         ExpectRestoredAsStored(*board, stored);
     }
 
+    /// Takes the power after each write of a store in turn. The next start has to find every variable at a value that
+    /// may be left of the stored one, or at its default.
+    /// @param spoil   What else happens to the file.
+    /// @param mayBeLeft  Whether the bytes may be what is left of the stored ones.
+    template <class Spoil, class MayBeLeft>
+    void CutEveryStore(Spoil spoil, MayBeLeft mayBeLeft) {
+        const DatabaseContent stored = ContentOf(*OperatedBoard());
+        const DatabaseContent defaults = ContentOf(*StartedBoard());
+        SweepFaults([&](int nth) {
+            {
+                CLibraryFaults files;
+                files.StopTheWorldAfter(nth - 1);
+                static_cast<void>(Store(*OperatedBoard()));
+                if (!files.Fired()) {
+                    return false;
+                }
+            }
+            spoil();
+            const auto board = StartedBoard();
+            static_cast<void>(Retrieve(*board));
+            EXPECT_TRUE(board->GuardsIntact());
+            for (const auto& [path, bytes] : ContentOf(*board)) {
+                EXPECT_TRUE(mayBeLeft(bytes, stored.at(path)) || bytes == defaults.at(path)) << path;
+            }
+            ExpectNextStoreToBeWhole();
+            return true;
+        });
+    }
+
     static void ExpectRestoredAsStored(Database& board, const DatabaseContent& stored) {
         std::size_t restored = 0;
         board.ForEachVariable([&](const std::string& path, const Variable& variable) {
@@ -71,60 +100,24 @@ protected:
     IStorageProvider* const provider_ = GetParam().Prepare();
 };
 
+using StoredValue = std::vector<std::uint8_t>;
+
 /// Whether each byte is the stored one or one of the zeros that stand where a write was lost.
-bool IsStoredOrZero(const std::vector<std::uint8_t>& bytes, const std::vector<std::uint8_t>& stored) {
+bool IsStoredOrZero(const StoredValue& bytes, const StoredValue& stored) {
     return std::equal(bytes.begin(), bytes.end(), stored.begin(), stored.end(),
                       [](std::uint8_t byte, std::uint8_t kept) { return byte == kept || byte == 0; });
 }
 
 /// Promise 5
 TEST_P(PowerLoss, AfterAnyWriteLeavesEveryVariableAtItsStoredValueOrItsDefault) {
-    const DatabaseContent stored = ContentOf(*OperatedBoard());
-    const DatabaseContent defaults = ContentOf(*StartedBoard());
-    SweepFaults([&](int nth) {
-        {
-            CLibraryFaults files;
-            files.StopTheWorldAfter(nth - 1);
-            static_cast<void>(Store(*OperatedBoard()));
-            if (!files.Fired()) {
-                return false;
-            }
-        }
-        const auto board = StartedBoard();
-        static_cast<void>(Retrieve(*board));
-        EXPECT_TRUE(board->GuardsIntact());
-        for (const auto& [path, bytes] : ContentOf(*board)) {
-            EXPECT_TRUE(bytes == stored.at(path) || bytes == defaults.at(path)) << path;
-        }
-        ExpectNextStoreToBeWhole();
-        return true;
-    });
+    CutEveryStore([] {}, [](const StoredValue& bytes, const StoredValue& stored) { return bytes == stored; });
 }
 
 /// Promise 5
 TEST_P(PowerLoss, ATailOfZeroBytesIsNeverTakenForMoreThanZeros) {
-    const DatabaseContent stored = ContentOf(*OperatedBoard());
-    const DatabaseContent defaults = ContentOf(*StartedBoard());
-    SweepFaults([&](int nth) {
-        {
-            CLibraryFaults files;
-            files.StopTheWorldAfter(nth - 1);
-            static_cast<void>(Store(*OperatedBoard()));
-            if (!files.Fired()) {
-                return false;
-            }
-        }
-        tal::test::WriteFile(GetParam().defaultFile,
-                             tal::test::ReadFile(GetParam().defaultFile) + std::string(512, '\0'));
-        const auto board = StartedBoard();
-        static_cast<void>(Retrieve(*board));
-        EXPECT_TRUE(board->GuardsIntact());
-        for (const auto& [path, bytes] : ContentOf(*board)) {
-            EXPECT_TRUE(IsStoredOrZero(bytes, stored.at(path)) || bytes == defaults.at(path)) << path;
-        }
-        ExpectNextStoreToBeWhole();
-        return true;
-    });
+    const char* const file = GetParam().defaultFile;
+    CutEveryStore([&] { tal::test::WriteFile(file, tal::test::ReadFile(file) + std::string(512, '\0')); },
+                  IsStoredOrZero);
 }
 
 /// Promise 7
@@ -148,8 +141,6 @@ TEST_P(PowerLoss, AWriteThatIsLostInSilenceDoesNotOutliveTheNextStore) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, PowerLoss, testing::ValuesIn(tal::test::kFileProviders),
-                         [](const testing::TestParamInfo<tal::test::FileProvider>& format) {
-                             return std::string(format.param.name);
-                         });
+                         testing::PrintToStringParamName());
 
 }  // namespace

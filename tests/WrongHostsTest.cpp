@@ -169,9 +169,7 @@ TEST_P(WrongHost, TheHostIsNotAskedForTheNameOfANullElementOfAnObjectArray) {
 }
 
 INSTANTIATE_TEST_SUITE_P(FileProviders, WrongHost, testing::Values(kXml, kBinary, kSecure),
-                         [](const testing::TestParamInfo<WrongHostCase>& wrongHost) {
-                             return std::string(wrongHost.param.provider->name);
-                         });
+                         testing::PrintToStringParamName());
 
 /// The binary retrieve reads the database itself.
 class WrongHostOfBinary : public WrongHost {};
@@ -196,10 +194,7 @@ TEST_P(WrongHostOfBinary, ARetrieveWithoutADatabaseDoesNotReachTheHost) {
     EXPECT_THAT(host.Calls(), testing::IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(FileProviders, WrongHostOfBinary, testing::Values(kBinary),
-                         [](const testing::TestParamInfo<WrongHostCase>& wrongHost) {
-                             return std::string(wrongHost.param.provider->name);
-                         });
+INSTANTIATE_TEST_SUITE_P(FileProviders, WrongHostOfBinary, testing::Values(kBinary), testing::PrintToStringParamName());
 
 /// The retrieves that leave the database to the host.
 class WrongHostOfAReaderByPath : public WrongHost {};
@@ -215,9 +210,7 @@ TEST_P(WrongHostOfAReaderByPath, ARetrieveHandsAMissingDatabaseOnToTheHost) {
 }
 
 INSTANTIATE_TEST_SUITE_P(FileProviders, WrongHostOfAReaderByPath, testing::Values(kXml, kSecure),
-                         [](const testing::TestParamInfo<WrongHostCase>& wrongHost) {
-                             return std::string(wrongHost.param.provider->name);
-                         });
+                         testing::PrintToStringParamName());
 
 /// A node without an element is outside the contract, and an element without a name as far as the library goes on.
 class WrongHostLists : public testing::Test {

@@ -709,6 +709,24 @@ protected:
         EXPECT_TRUE(database_.GuardsIntact());
     }
 
+    /// @param fail  Which of the allocations do: the nth, or all from it on.
+    void SweepAllocations(void (AllocationFaults::*fail)(int nth)) {
+        SweepFaults([&](int n) {
+            bool fired = false;
+            {
+                AllocationFaults memory;
+                (memory.*fail)(n);
+                const QBFResult result = RetrieveEverything();
+                fired = memory.Fired();
+                EXPECT_TRUE(result == QBF_OK || result == QBF_E_FAILED) << result;
+                EXPECT_TRUE(database_.GuardsIntact());
+                EXPECT_EQ(memory.LiveAllocations(), 0);
+            }
+            ExpectWholeRetrieve();
+            return fired;
+        });
+    }
+
     const std::string kEverything =
         Value("a", "5") + Array("array", {"1", "2", "3"}) + Value("flag", "TRUE") + Value("text", "hello") +
         Value("real", "1.500000e+00") + Value("wide", "2.500000e+00") +
@@ -809,37 +827,11 @@ TEST_F(XmlRetrieveFaults, EveryCLibraryCallThatFailsGivesADefinedResultAndDoesNo
 }
 
 TEST_F(XmlRetrieveFaults, EveryAllocationThatFailsGivesADefinedResultAndDoesNoHarm) {
-    SweepFaults([&](int n) {
-        bool fired = false;
-        {
-            AllocationFaults memory;
-            memory.Fail(n);
-            const QBFResult result = RetrieveEverything();
-            fired = memory.Fired();
-            EXPECT_TRUE(result == QBF_OK || result == QBF_E_FAILED) << result;
-            EXPECT_TRUE(database_.GuardsIntact());
-            EXPECT_EQ(memory.LiveAllocations(), 0);
-        }
-        ExpectWholeRetrieve();
-        return fired;
-    });
+    SweepAllocations(&AllocationFaults::Fail);
 }
 
 TEST_F(XmlRetrieveFaults, MemoryThatIsExhaustedFromAnyPointOnGivesADefinedResultAndDoesNoHarm) {
-    SweepFaults([&](int n) {
-        bool fired = false;
-        {
-            AllocationFaults memory;
-            memory.FailFrom(n);
-            const QBFResult result = RetrieveEverything();
-            fired = memory.Fired();
-            EXPECT_TRUE(result == QBF_OK || result == QBF_E_FAILED) << result;
-            EXPECT_TRUE(database_.GuardsIntact());
-            EXPECT_EQ(memory.LiveAllocations(), 0);
-        }
-        ExpectWholeRetrieve();
-        return fired;
-    });
+    SweepAllocations(&AllocationFaults::FailFrom);
 }
 
 TEST_F(XmlRetrieveFaults, AnElementTextThatDoesNotFitIntoMemoryIsReportedAndLeftOut) {

@@ -143,9 +143,7 @@ public:
         const Answer answer = activeFiles->AnswerTo("fread", std::to_string(size * count));
         switch (answer.action) {
             case Action::Fail:
-                SetError(stream);
-                errno = answer.error;
-                return 0;
+                return EndWithError(stream, answer.error, 0);
             case Action::Shorten: {
                 const std::size_t moved = real(data, 1, Less(size * count, answer.missingBytes), stream);
                 GoToEndOfFile(stream);
@@ -153,9 +151,7 @@ public:
             }
             case Action::Break: {
                 const std::size_t moved = real(data, 1, Less(size * count, answer.missingBytes), stream);
-                SetError(stream);
-                errno = answer.error;
-                return moved / size;
+                return EndWithError(stream, answer.error, moved / size);
             }
             case Action::PassOn:
             case Action::Swallow:
@@ -176,14 +172,10 @@ public:
         }
         switch (answer.action) {
             case Action::Fail:
-                SetError(stream);
-                errno = answer.error;
-                return 0;
+                return EndWithError(stream, answer.error, 0);
             case Action::Shorten: {
                 const std::size_t moved = real(data, 1, Less(size * count, answer.missingBytes), stream);
-                SetError(stream);
-                errno = answer.error;
-                return moved / size;
+                return EndWithError(stream, answer.error, moved / size);
             }
             case Action::Swallow:
                 return count;
@@ -290,6 +282,13 @@ private:
 
     // A stream's own indicators have no setters.
     static void SetError(std::FILE* stream) { activeFiles->failedStreams_.insert(stream); }
+
+    /// @return `moved`, the items that a transfer has moved before the error.
+    static std::size_t EndWithError(std::FILE* stream, int error, std::size_t moved) {
+        SetError(stream);
+        errno = error;
+        return moved;
+    }
 
     static void GoToEndOfFile(std::FILE* stream) {
         std::fseek(stream, 0, SEEK_END);

@@ -575,23 +575,12 @@ TEST_F(Renamed, FilesGiveTheSameAnswerForAnyNumberOfProcesses) {
 
 TEST_F(Renamed, FilesThatAreDoneWhenItIsInterruptedAreWrittenAndTold) {
     StoreUnit("units/1.sbin", "1");
-    ASSERT_EQ(mkfifo("units/pipe", 0600), 0);
-    std::filesystem::create_directory("temporary");
     WriteFile("list", "units/1.sbin\nunits/pipe\n");
     WriteFile("renames.json", kRenames);
-    // The pipe opens when the process that converts has come to it, after the others.
-    WriteFile("script",
-              "set -m\n"
-              "export TMPDIR=$PWD/temporary\n"
-              "\"$@\" > answer &\n"
-              "exec 3> units/pipe\n"
-              "sleep 0.2\n"
-              "kill -INT $!\n"
-              "wait $!\n");
-    const int ended = std::system("bash script " TALSTORE_COMMAND
-                                  " convert --files-from list out --jobs 1 --from old.json --layout new.json "
-                                  "--rename renames.json");
-    EXPECT_EQ(WEXITSTATUS(ended), 130);
+    EXPECT_EQ(InterruptAt("units/pipe",
+                          "convert --files-from list out --jobs 1 --from old.json --layout new.json --rename "
+                          "renames.json"),
+              130);
     EXPECT_THAT(ReadFile("answer"), testing::EndsWith("\nincomplete: 1 file: 1 written, 0 not written, 0 cannot be "
                                                       "converted\n"));
     EXPECT_EQ(All("out/units/1.sbin"), "1\n2\n3\n");

@@ -1,6 +1,7 @@
 /// show, check, diff and layout, run inside the test.
 
 #include "Support.h"
+#include "support/Documentation.h"
 
 namespace tal::test {
 
@@ -14,16 +15,6 @@ using testing::StartsWith;
 
 using Json = nlohmann::json;
 
-std::vector<std::string> Lines(const std::string& text) {
-    std::vector<std::string> lines;
-    for (std::size_t start = 0; start < text.size();) {
-        const std::size_t end = std::min(text.find('\n', start), text.size());
-        lines.push_back(text.substr(start, end - start));
-        start = end + 1;
-    }
-    return lines;
-}
-
 // ---- show
 
 class Show : public StorageFiles {};
@@ -32,7 +23,7 @@ TEST_F(Show, ListsADocumentWithoutALayout) {
     StoreFile("unit.xml");
     const Ended ended = Talstore({"show", "unit.xml"});
     EXPECT_EQ(ended.status, 0);
-    EXPECT_THAT(Lines(ended.out),
+    EXPECT_THAT(LinesOf(ended.out),
                 ElementsAre("PATH        TYPE          SIZE  VALUE", "R/O/u8      U8            1     5",
                             "R/O/u32     U32           4     7", "R/O/flag    BOOL          4     TRUE",
                             "R/O/text    STRING        5     \"north\"", "R/O/list    U16_ARRAY[3]  6     [1, 2, 3]",
@@ -44,20 +35,20 @@ TEST_F(Show, ListsASecureFileInHexadecimalWithoutALayout) {
     StoreFile("unit.sbin");
     const Ended ended = Talstore({"show", "unit.sbin"});
     EXPECT_EQ(ended.status, 0);
-    EXPECT_THAT(Lines(ended.out).at(2), "R/O/u32     -     4     07 00 00 00");
+    EXPECT_THAT(LinesOf(ended.out).at(2), "R/O/u32     -     4     07 00 00 00");
 }
 
 TEST_F(Show, ListsASecureFileTypedWithALayout) {
     StoreFile("unit.sbin");
     const Ended ended = Talstore({"show", "unit.sbin", "--layout", "layout.json"});
     EXPECT_EQ(ended.status, 0);
-    EXPECT_THAT(Lines(ended.out).at(4), "R/O/text    STRING[16]    16    \"north\"");
+    EXPECT_THAT(LinesOf(ended.out).at(4), "R/O/text    STRING[16]    16    \"north\"");
 }
 
 TEST_F(Show, ListsADocumentTypedWithALayout) {
     StoreFile("unit.xml", {"R/O/u32=4294967295"});
     WriteFile("unit.xml", ReadFile("unit.xml") + "<!-- unchanged -->");
-    EXPECT_THAT(Lines(Talstore({"show", "unit.xml", "--layout", "layout.json"}).out),
+    EXPECT_THAT(LinesOf(Talstore({"show", "unit.xml", "--layout", "layout.json"}).out),
                 ElementsAre("PATH        TYPE          SIZE  VALUE", "R/O/u8      U8            1     5",
                             "R/O/u32     U32           4     4294967295", "R/O/flag    BOOL          4     true",
                             "R/O/text    STRING[16]    16    \"north\"", "R/O/list    U16_ARRAY[3]  6     [1, 2, 3]",
@@ -68,7 +59,7 @@ TEST_F(Show, ListsARawFileWithALayout) {
     StoreFile("unit.bin");
     const Ended ended = Talstore({"show", "unit.bin", "--layout", "layout.json"});
     EXPECT_EQ(ended.status, 0);
-    EXPECT_THAT(Lines(ended.out).back(), "R/Fixed/id  U32           4     9");
+    EXPECT_THAT(LinesOf(ended.out).back(), "R/Fixed/id  U32           4     9");
 }
 
 TEST_F(Show, RefusesARawFileWithoutALayout) {
@@ -130,7 +121,7 @@ TEST_F(Show, ShowsWhatIsLeftOfADamagedFileAndSaysWhatIsWrong) {
     WriteFile("unit.sbin", ReadFile("unit.sbin").substr(0, 58));
     const Ended ended = Talstore({"show", "unit.sbin"});
     EXPECT_EQ(ended.status, 1);
-    EXPECT_THAT(Lines(ended.out), ElementsAre("PATH    TYPE  SIZE  VALUE", "R/O/u8  -     1     05"));
+    EXPECT_THAT(LinesOf(ended.out), ElementsAre("PATH    TYPE  SIZE  VALUE", "R/O/u8  -     1     05"));
     EXPECT_THAT(ended.err, StartsWith("talstore: unit.sbin: byte 28: R/O/u32: the file ends inside the record's data"));
 }
 
@@ -461,7 +452,7 @@ TEST_F(Diff, ShowsTheBytesOfTheRecordItself) {
     const std::string before = Record("R/O/n", std::string(sizeof(void*), 'x')) + Record("R/O/zzz", "\x09");
     WriteFile("a.sbin", before + Record("R/O/b", "\x05"));
     WriteFile("b.sbin", before + Record("R/O/b", "\x06"));
-    EXPECT_THAT(Lines(Talstore({"diff", "a.sbin", "b.sbin", "--layout", "layout.json"}).out),
+    EXPECT_THAT(LinesOf(Talstore({"diff", "a.sbin", "b.sbin", "--layout", "layout.json"}).out),
                 ElementsAre("         PATH   A  B", "differs  R/O/b  5  6",
                             "2 the same, 0 only in A, 0 only in B, 1 differs, 0 size differs"));
 }
@@ -469,7 +460,7 @@ TEST_F(Diff, ShowsTheBytesOfTheRecordItself) {
 TEST_F(Diff, ShowsTheBytesOfARecordOfAnotherSize) {
     WriteFile("a.sbin", Record("R/O/list", std::string("\1\0\2\0", 4)));
     WriteFile("b.sbin", "");
-    EXPECT_THAT(Lines(Talstore({"diff", "a.sbin", "b.sbin", "--layout", "layout.json"}).out),
+    EXPECT_THAT(LinesOf(Talstore({"diff", "a.sbin", "b.sbin", "--layout", "layout.json"}).out),
                 ElementsAre("           PATH      A            B", "only in A  R/O/list  01 00 02 00  -",
                             "0 the same, 1 only in A, 0 only in B, 0 differs, 0 size differs"));
 }
@@ -492,7 +483,7 @@ TEST_F(Diff, OfLargeFilesFindsTheOneDifference) {
     for (const std::string ending : {".xml", ".sbin", ".bin"}) {
         StoreFile("a" + ending);
         StoreFile("b" + ending, {"R/O/v7999=165"});
-        EXPECT_THAT(Lines(Talstore({"diff", "a" + ending, "b" + ending, "--layout", "layout.json"}).out),
+        EXPECT_THAT(LinesOf(Talstore({"diff", "a" + ending, "b" + ending, "--layout", "layout.json"}).out),
                     ElementsAre("         PATH       A  B", "differs  R/O/v7999  0  165",
                                 "7999 the same, 0 only in A, 0 only in B, 1 differs, 0 size differs"));
     }
@@ -526,9 +517,9 @@ TEST_F(Diff, ShowsBothValuesWithTheTypeThatOneSideKnows) {
     StoreFile("b.sbin", {"R/O/u32=2", "R/O/text=west"});
     const Ended ended = Talstore({"diff", "a.xml", "b.sbin"});
     EXPECT_EQ(ended.status, 1);
-    EXPECT_THAT(Lines(ended.out), ElementsAre("         PATH      A       B", "differs  R/O/u32   1       2",
-                                              "differs  R/O/text  \"east\"  \"west\"",
-                                              "5 the same, 0 only in A, 0 only in B, 2 differs, 0 size differs"));
+    EXPECT_THAT(LinesOf(ended.out), ElementsAre("         PATH      A       B", "differs  R/O/u32   1       2",
+                                                "differs  R/O/text  \"east\"  \"west\"",
+                                                "5 the same, 0 only in A, 0 only in B, 2 differs, 0 size differs"));
 }
 
 TEST_F(Diff, ListsWhatOnlyOneSideHas) {
@@ -537,7 +528,7 @@ TEST_F(Diff, ListsWhatOnlyOneSideHas) {
     const Ended ended = Talstore({"diff", "a.sbin", "b.sbin"});
     EXPECT_EQ(ended.status, 1);
     EXPECT_THAT(
-        Lines(ended.out),
+        LinesOf(ended.out),
         ElementsAre("              PATH      A           B", "only in A     R/O/a     78          -",
                     "size differs  R/O/size  1 byte: 78  2 bytes: 78 78", "only in B     R/O/b     -           78",
                     "1 the same, 1 only in A, 1 only in B, 0 differs, 1 size differs"));

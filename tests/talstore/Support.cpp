@@ -1,9 +1,11 @@
 #include "Support.h"
 
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <sstream>
 
@@ -88,6 +90,24 @@ Ended Talstore(const std::vector<std::string>& arguments, std::size_t width) {
 Ended TalstoreProcess(const std::string& arguments) {
     const int ended = std::system((TALSTORE_COMMAND " " + arguments + " > process.out 2> process.err").c_str());
     return {WIFEXITED(ended) ? WEXITSTATUS(ended) : -1, ReadFile("process.out"), ReadFile("process.err")};
+}
+
+int InterruptAt(const std::string& pipe, const std::string& arguments) {
+    EXPECT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::filesystem::create_directory("temporary");
+    // The pipe opens when the process that reads files has come to it.
+    WriteFile("script",
+              "set -m\n"
+              "export TMPDIR=$PWD/temporary\n"
+              "\"$@\" > answer &\n"
+              "exec 3> " +
+                  pipe +
+                  "\n"
+                  "sleep 0.2\n"
+                  "kill -INT $!\n"
+                  "wait $!\n");
+    const int ended = std::system(("bash script " TALSTORE_COMMAND " " + arguments).c_str());
+    return WEXITSTATUS(ended);
 }
 
 bool IsLongForm() {

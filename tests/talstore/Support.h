@@ -33,6 +33,12 @@ struct Ended {
 /// @param arguments  For a shell.
 [[nodiscard]] Ended TalstoreProcess(const std::string& arguments);
 
+/// Runs the installed program in a process of its own, and interrupts it when it has come to the pipe, which is made,
+/// among the files that it reads. Call it in a TemporaryDirectory.
+/// @param arguments  For a shell.
+/// @return its exit status. What it prints is in the file "answer", what it leaves in TMPDIR in the folder "temporary".
+[[nodiscard]] int InterruptAt(const std::string& pipe, const std::string& arguments);
+
 /// Whether the proofs go through everything, as `./run fleet-check` has them do, and not through a part of it.
 [[nodiscard]] bool IsLongForm();
 

@@ -217,21 +217,7 @@ TEST_F(SurveyFiles, ThatHangAreUnreadableAndTheOthersAreRead) {
 }
 
 TEST_F(SurveyFiles, ThatAreDoneWhenItIsInterruptedAreTold) {
-    ASSERT_EQ(mkfifo("pipe", 0600), 0);
-    fs::create_directory("temporary");
-    // The pipe opens when the process that reads files has come to it, after the others.
-    WriteFile("script",
-              "set -m\n"
-              "export TMPDIR=$PWD/temporary\n"
-              "\"$@\" > answer &\n"
-              "exec 3> pipe\n"
-              "sleep 0.2\n"
-              "kill -INT $!\n"
-              "wait $!\n");
-    const int ended = std::system("bash script " TALSTORE_COMMAND
-                                  " survey pipe a.sbin absent --jobs 1 --layout layout.json "
-                                  "--html page.html");
-    EXPECT_EQ(WEXITSTATUS(ended), 130);
+    EXPECT_EQ(InterruptAt("pipe", "survey pipe a.sbin absent --jobs 1 --layout layout.json --html page.html"), 130);
     EXPECT_THAT(ReadFile("answer"), testing::StartsWith("incomplete: 2 files for a board with layout.json: "));
     EXPECT_THAT(ReadFile("page.html"), testing::HasSubstr("<dt>Files</dt><dd>2</dd>"));
     EXPECT_THAT(ReadFile("page.html"), testing::HasSubstr("<strong>Incomplete.</strong>"));
