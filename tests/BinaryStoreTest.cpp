@@ -240,24 +240,6 @@ TEST_F(BinaryStore, VariableWithoutAddressAndNameIsReportedWithoutTheName) {
     EXPECT_EQ(ReadFile(kCalibrationFile), Bytes({2, 3}));
 }
 
-TEST_F(BinaryStore, ObjectArrayWithANullAddressIsLeftOut) {
-    database_.AddRegion("R").AddObject("O").AddToArray("A", "E").U8("V", 1);
-    HostCalls host;
-    host.Fail("CVariable_GetContentAddress", 1, QBF_OK);
-    EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
-    EXPECT_THAT(traces_.Failures(),
-                ElementsAre(Line(QBF_E_FAILED, "ProcessObject", "CVariable_GetContentAddress() failed")));
-}
-
-TEST_F(BinaryStore, NestedObjectWithANullAddressIsLeftOut) {
-    database_.AddRegion("R").AddObject("O").AddNested("N").U8("V", 1);
-    HostCalls host;
-    host.Fail("CVariable_GetContentAddress", 1, QBF_OK);
-    EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
-    EXPECT_THAT(traces_.Failures(),
-                ElementsAre(Line(QBF_E_FAILED, "ProcessObject", "CVariable_GetContentAddress() failed")));
-}
-
 TEST_F(BinaryStore, EmptyObjectArrayMayHaveANullAddress) {
     database_.AddRegion("R").AddObject("O").EmptyObjectArray("A").U8("W", 2);
     HostCalls host;

@@ -18,6 +18,22 @@ using ::testing::Not;
 
 class SecureStore : public SecureProviderTest {
 protected:
+    /// R/O with an array of E0 and E1, which have a byte "V" of 1 and 2.
+    /// @return R/O
+    host::Object& BuildArray() {
+        host::Object& object = database_.AddRegion("R").AddObject("O");
+        object.AddToArray("A", "E0").U8("V", 1);
+        object.AddToArray("A", "E1").U8("V", 2);
+        return object;
+    }
+
+    /// @param nth  Which question for the name of an object fails.
+    void ExpectFailedStoreWithoutName(int nth) {
+        HostCalls host;
+        host.Fail("CStorageObject_GetName", nth);
+        EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
+    }
+
     /// What a store of BuildTree's database writes. The object part of a path is never shortened.
     static std::string TreeBytes() {
         return SecureRecord("Config/Radio/Gain", Bytes({16, 0, 0, 0})) +
@@ -388,24 +404,16 @@ TEST_F(SecureStore, VariableWithoutAddressIsLeftOut) {
 }
 
 TEST_F(SecureStore, ArrayElementWithoutNameIsLeftOutOfThePath) {
-    host::Object& object = database_.AddRegion("R").AddObject("O");
-    object.AddToArray("A", "E0").U8("V", 1);
-    object.AddToArray("A", "E1").U8("V", 2);
-    HostCalls host;
-    host.Fail("CStorageObject_GetName", 2);
-    EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
+    BuildArray();
+    ExpectFailedStoreWithoutName(2);
     EXPECT_THAT(traces_.Failures(),
                 ElementsAre(Line(QBF_E_FAILED, "ProcessObject", "Failed to get name for object array element")));
     EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/O/E1/V", Bytes({2})));
 }
 
 TEST_F(SecureStore, FailingArrayElementIsReportedAndTheNextOneIsWritten) {
-    host::Object& object = database_.AddRegion("R").AddObject("O");
-    object.AddToArray("A", "E0").U8("V", 1);
-    object.AddToArray("A", "E1").U8("V", 2);
-    HostCalls host;
-    host.Fail("CStorageObject_GetName", 3);
-    EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
+    BuildArray();
+    ExpectFailedStoreWithoutName(3);
     EXPECT_THAT(traces_.Failures(),
                 ElementsAre(Line(QBF_E_NO_NAME, "ProcessObject", "Could not get object name"),
                             Line(QBF_E_FAILED, "ProcessObject", "Failed to process array element object")));
@@ -413,24 +421,14 @@ TEST_F(SecureStore, FailingArrayElementIsReportedAndTheNextOneIsWritten) {
 }
 
 TEST_F(SecureStore, VariableAfterAnArrayElementWithoutNameCarriesTheBaseOfTheArray) {
-    host::Object& object = database_.AddRegion("R").AddObject("O");
-    object.AddToArray("A", "E0").U8("V", 1);
-    object.AddToArray("A", "E1").U8("V", 2);
-    object.U8("W", 3);
-    HostCalls host;
-    host.Fail("CStorageObject_GetName", 4);
-    EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
+    BuildArray().U8("W", 3);
+    ExpectFailedStoreWithoutName(4);
     EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/O/E0/V", Bytes({1})) + SecureRecord("R/O/W", Bytes({3})));
 }
 
 TEST_F(SecureStore, VariableAfterAnArrayElementThatFailedToStartCarriesItsUnendedName) {
-    host::Object& object = database_.AddRegion("R").AddObject("O");
-    object.AddToArray("A", "E0").U8("V", 1);
-    object.AddToArray("A", "E1").U8("V", 2);
-    object.U8("W", 3);
-    HostCalls host;
-    host.Fail("CStorageObject_GetName", 5);
-    EXPECT_EQ(Store(), QBFResult{QBF_E_FAILED});
+    BuildArray().U8("W", 3);
+    ExpectFailedStoreWithoutName(5);
     EXPECT_EQ(ReadFile(kCalibrationFile), SecureRecord("R/O/E0/V", Bytes({1})) + SecureRecord("R/O/E1W", Bytes({3})));
 }
 
