@@ -192,4 +192,12 @@ std::string Count(std::uint64_t number, std::string_view noun) {
     return std::to_string(number) + ' ' + std::string(noun) + (number == 1 ? "" : "s");
 }
 
+std::string Listed(const std::vector<std::string>& words) {
+    std::string text;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        text += (i == 0 ? "" : i + 1 == words.size() ? " and " : ", ") + words[i];
+    }
+    return text;
+}
+
 }  // namespace tal::tools

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tal::tools {
 
@@ -40,6 +41,9 @@ namespace tal::tools {
 
 /// "1 byte", "2 bytes"
 [[nodiscard]] std::string Count(std::uint64_t number, std::string_view noun);
+
+/// "0, 3 and 6"
+[[nodiscard]] std::string Listed(const std::vector<std::string>& words);
 
 }  // namespace tal::tools
 

@@ -18,20 +18,10 @@ namespace {
 
 constexpr const char* kEndOfOptions = "--";
 
-// ---- What the words of a row say about themselves
-
-std::string JoinedWords(const std::vector<std::string>& words) {
-    std::string text;
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        text += (i == 0 ? "" : i + 1 == words.size() ? " and " : ", ") + words[i];
-    }
-    return text;
-}
-
 /// @return what is wrong with the word; empty when nothing is.
 std::string ProblemOfWord(const OptionInfo& option, const std::string& word) {
     const bool isKnown = std::find(option.words.begin(), option.words.end(), word) != option.words.end();
-    return isKnown ? "" : '\'' + word + "' is none of " + JoinedWords(option.words) + Suggestion(word, option.words);
+    return isKnown ? "" : '\'' + word + "' is none of " + tools::Listed(option.words) + Suggestion(word, option.words);
 }
 
 /// The same for a number.
@@ -46,8 +36,6 @@ std::string ProblemOfNumber(const OptionInfo& option, const std::string& text) {
                : '\'' + text + "' is no number from " + std::to_string(option.least) + " to " +
                      std::to_string(option.most);
 }
-
-// ---- The parser
 
 void AddOption(CLI::App& parser, const OptionInfo& option) {
     if (bool* const* const flag = std::get_if<bool*>(&option.target)) {
@@ -116,8 +104,6 @@ void Parse(const CommandInfo& command, std::vector<std::string> words) {
         }
     }
 }
-
-// ---- What is asked before anything is parsed
 
 /// Says in one form what is wrong with the options, and in its own words.
 /// @return whether help is asked for.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "common/Text.h"
 #include "formats/InspectBinary.h"
 #include "formats/InspectSecure.h"
 #include "formats/InspectXml.h"
@@ -10,8 +11,6 @@
 namespace tal::talstore {
 
 namespace {
-
-// ---- XML
 
 std::string_view WithoutSpaces(std::string_view text) {
     const std::size_t start = text.find_first_not_of(" \t\r\n");
@@ -32,8 +31,6 @@ void SetXmlFileNames(const char* name) {
     CXmlFileStorageProviderBase_SetStorageFilenames(name, name, name, name, name, name, name, name, name, name);
 }
 
-// ---- Secure
-
 constexpr char kCalibrationFile[] = "storage_calibration_database.sbin";
 
 bool LooksLikeSecure(std::string_view bytes) {
@@ -44,13 +41,9 @@ void SetSecureFileNames(const char* name) {
     CSecureBinaryFileStorageProvider_SetStorageFilenames(name, name, name);
 }
 
-// ---- Binary
-
 void SetBinaryFileNames(const char* name) {
     CBinaryFileStorageProvider_SetStorageFilenames(name, name, name);
 }
-
-// ---- Texts
 
 /// "0, 3 and 6", "0 and 3 to 11"
 std::string NumbersText(const std::vector<StorageLocation>& numbers) {
@@ -64,11 +57,7 @@ std::string NumbersText(const std::vector<StorageLocation>& numbers) {
         parts.push_back(std::to_string(numbers[i]) + (isRange ? " to " + std::to_string(numbers[last]) : ""));
         i = isRange ? last + 1 : i + 1;
     }
-    std::string text;
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-        text += (i == 0 ? "" : i + 1 == parts.size() ? " and " : ", ") + parts[i];
-    }
-    return text;
+    return tools::Listed(parts);
 }
 
 }  // namespace
