@@ -40,8 +40,6 @@ Look LookAt(const ProviderSession& session, const StorageFile& file, std::unique
     return look;
 }
 
-// ---- Texts of documents
-
 /// The shortest text that stands for the very same number; the writer's own has seven digits.
 template <class Real>
 std::string ExactText(Real value, const std::string& written) {

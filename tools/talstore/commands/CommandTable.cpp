@@ -34,8 +34,6 @@ std::string ProviderHelp() {
     return help;
 }
 
-// ---- Options that several commands have
-
 OptionInfo LayoutOption(std::string& target, bool isRequired = false) {
     return {"--layout", "DESCRIPTION", "The board's database: a JSON description", &target, Offer::Files, isRequired};
 }
@@ -129,8 +127,6 @@ Options ManyFilesOf(ManyFilesOptions& files) {
 constexpr char kFileHelp[] = "A storage file; - is standard input";
 constexpr char kFilesHelp[] = "One or more storage files; - is standard input";
 constexpr char kOutputHelp[] = "The file to write; - is standard output";
-
-// ---- The commands
 
 CommandInfo ShowRow(ShowOptions& options) {
     return {"show",

@@ -61,8 +61,6 @@ std::vector<Format> FormatsOf(const CompareLayoutsOptions& options) {
     return formats;
 }
 
-// ---- For people
-
 std::string KindText(const PredictedLoss& loss) {
     return loss.isCertain ? loss.kind : std::string("may be ") + loss.kind;
 }
@@ -103,8 +101,6 @@ void TellUnmatchedLosses(const Console& console, const std::string& fileName,
     }
 }
 
-// ---- For programs
-
 Json PredictionJson(const JudgedPrediction& judged) {
     const Prediction& prediction = judged.prediction;
     Json losses = Json::array();
@@ -126,8 +122,6 @@ Json PredictionJson(const JudgedPrediction& judged) {
               {"notInFile", prediction.absentCount}}},
             {"losses", std::move(losses)}};
 }
-
-// ---- For build servers
 
 JUnitSuite SuiteOf(const JudgedPrediction& judged) {
     JUnitSuite suite = {NameOf(judged.prediction.format), {}};

@@ -91,8 +91,6 @@ void PrintTallies(const Console& console, const SurveyTotals& totals) {
     table.Print(console);
 }
 
-// ---- For spreadsheets
-
 std::string NumberText(const std::optional<std::uint64_t>& number) {
     return number ? std::to_string(*number) : "";
 }

@@ -104,8 +104,7 @@ private:
     }
     static void XMLCALL OnCdata(void* self) { static_cast<XmlInspector*>(self)->Interrupt("a CDATA section"); }
 
-    // ---- What makes the reader keep the last part of a text only
-
+    /// Notes what makes the reader keep the last part of a text only.
     void Interrupt(const char* cause) {
         if (keepsText_ && interruption_ == nullptr) {
             interruption_ = cause;
@@ -120,8 +119,6 @@ private:
             Interrupt("a line break, as indentation has it");
         }
     }
-
-    // ---- Findings
 
     [[nodiscard]] Place Here() const {
         return {Offset(), static_cast<std::uint32_t>(XML_GetCurrentLineNumber(Parser())),
@@ -162,8 +159,6 @@ private:
                                       : std::string("the ") + what + "'s name has " + std::to_string(name.size()) +
                                             " characters, the most that are stored are " + limit);
     }
-
-    // ---- Elements
 
     /// @return the value of the attribute "name"; null and a finding when there is none.
     const char* NameAttribute(const char* element, const char** attributes) {
