@@ -12,6 +12,7 @@
 #include "Device/DeviceSupport/check-host.h"
 #include "host/ReferenceHost.h"
 #include "support/Documentation.h"
+#include "support/EntryPoints.h"
 #include "support/FileProviders.h"
 #include "support/Files.h"
 #include "support/TraceRecorder.h"
@@ -252,17 +253,13 @@ std::ptrdiff_t ThreadCount() {
 
 /// Promise 21
 TEST(DocumentedPromises, NoOperationStartsAThread) {
-    constexpr QBFResult (*kEntryPoints[])(IStorageProvider**) = {
-        CXmlFileStorageProvider_GetInterface, CBinaryFileStorageProvider_GetInterface,
-        CSecureBinaryFileStorageProvider_GetInterface, CDummyStorageProvider_GetInterface,
-        ReadOnlyZorBspStorageProvider_getInterface};
     const TemporaryDirectory directory;
     host::Database database;
     database.AddRegion("R").AddObject("O").U8("a", 1);
     const std::ptrdiff_t before = ThreadCount();
-    for (const auto getInterface : kEntryPoints) {
+    for (const EntryPoint& entryPoint : kEntryPoints) {
         IStorageProvider* provider = nullptr;
-        getInterface(&provider);
+        entryPoint.getInterface(&provider);
         provider->Initialize(0);
         EXPECT_EQ(provider->StoreAll(0, database.Handle(), 0), QBFResult{QBF_OK});
         EXPECT_EQ(provider->RetrieveAll(0, database.Handle(), 0), QBFResult{QBF_OK});

@@ -62,17 +62,6 @@ TEST(DummyStorageProvider, TheFiveOperationsAreDistinct) {
     }
 }
 
-TEST(DummyStorageProvider, TheEntryPointHandsOutTheSameTableEveryTime) {
-    EXPECT_EQ(Dummy(), Dummy());
-}
-
-TEST(DummyStorageProvider, TheEntryPointFillsTheTableAgainOnEveryCall) {
-    IStorageProvider* const provider = Dummy();
-    const auto storeAll = provider->StoreAll;
-    provider->StoreAll = nullptr;
-    EXPECT_EQ(Dummy()->StoreAll, storeAll);
-}
-
 TEST(DummyStorageProvider, NothingIsTraced) {
     const TraceRecorder traces;
     IStorageProvider* const provider = Dummy();

@@ -1,4 +1,4 @@
-/// What holds for all file providers beside one another.
+/// What holds for all providers, and for the file providers beside one another.
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
@@ -10,6 +10,7 @@
 #include "Device/DeviceSupport/private/Tracing.h"
 #include "host/ReferenceHost.h"
 #include "support/BinaryTree.h"
+#include "support/EntryPoints.h"
 #include "support/FileProviders.h"
 #include "support/Files.h"
 #include "support/HostCalls.h"
@@ -20,6 +21,57 @@ namespace {
 using tal::host::Database;
 using tal::test::FileProvider;
 using tal::test::ReadFile;
+
+class EntryPoints : public testing::TestWithParam<tal::test::EntryPoint> {
+protected:
+    static IStorageProvider* Table() {
+        IStorageProvider* table = nullptr;
+        EXPECT_EQ(GetParam().getInterface(&table), QBFResult{QBF_OK});
+        return table;
+    }
+
+    tal::test::TraceRecorder traces_;
+};
+
+INSTANTIATE_TEST_SUITE_P(Provider, EntryPoints, testing::ValuesIn(tal::test::kEntryPoints),
+                         testing::PrintToStringParamName());
+
+constexpr IStorageProvider kForeignTable = {
+    [](StorageLocation /*location*/) { return QBFResult{QBF_E_FAILED}; },
+    [](StorageLocation /*location*/, unsigned long /*size*/) { return QBFResult{QBF_E_FAILED}; },
+    [](StorageLocation /*location*/, CDatabase* /*database*/, unsigned long /*channelInjector*/) {
+        return QBFResult{QBF_E_FAILED};
+    },
+    [](StorageLocation /*location*/, CDatabase* /*database*/, unsigned long /*channelInjector*/) {
+        return QBFResult{QBF_E_FAILED};
+    },
+    [](StorageLocation /*location*/, CVariable** /*variables*/, unsigned long /*count*/) {
+        return QBFResult{QBF_E_FAILED};
+    }};
+
+TEST_P(EntryPoints, HandOutTheSameTableOnEveryCall) {
+    EXPECT_EQ(Table(), Table());
+}
+
+TEST_P(EntryPoints, FillTheWholeTable) {
+    const IStorageProvider* const table = Table();
+    EXPECT_NE(table->Initialize, nullptr);
+    EXPECT_NE(table->ReserveWritableSpace, nullptr);
+    EXPECT_NE(table->StoreAll, nullptr);
+    EXPECT_NE(table->RetrieveAll, nullptr);
+    EXPECT_NE(table->StoreAllWritable, nullptr);
+}
+
+TEST_P(EntryPoints, FillTheTableAnewOnEveryCall) {
+    const IStorageProvider before = *Table();
+    *Table() = kForeignTable;
+    const IStorageProvider* const table = Table();
+    EXPECT_EQ(table->Initialize, before.Initialize);
+    EXPECT_EQ(table->ReserveWritableSpace, before.ReserveWritableSpace);
+    EXPECT_EQ(table->StoreAll, before.StoreAll);
+    EXPECT_EQ(table->RetrieveAll, before.RetrieveAll);
+    EXPECT_EQ(table->StoreAllWritable, before.StoreAllWritable);
+}
 
 // A trace library may well take a trace as a reason to store something.
 TEST(Providers, AStoreInTheMiddleOfAnotherProvidersStoreLeavesBothFilesWhole) {

@@ -115,27 +115,6 @@ protected:
 
 // The entry point and the instance.
 
-TEST_F(BoardProvider, GetInterfaceHandsOutTheSameTableEveryTime) {
-    IStorageProvider* again = nullptr;
-
-    EXPECT_EQ(ReadOnlyZorBspStorageProvider_getInterface(&again), QBF_OK);
-
-    EXPECT_EQ(again, provider_);
-}
-
-TEST_F(BoardProvider, GetInterfaceFillsTheTableAnew) {
-    const IStorageProvider before = *provider_;
-    *provider_ = {};
-
-    EXPECT_EQ(ReadOnlyZorBspStorageProvider_getInterface(&provider_), QBF_OK);
-
-    EXPECT_EQ(provider_->Initialize, before.Initialize);
-    EXPECT_EQ(provider_->ReserveWritableSpace, before.ReserveWritableSpace);
-    EXPECT_EQ(provider_->StoreAll, before.StoreAll);
-    EXPECT_EQ(provider_->RetrieveAll, before.RetrieveAll);
-    EXPECT_EQ(provider_->StoreAllWritable, before.StoreAllWritable);
-}
-
 TEST_F(BoardProvider, GetInterfaceTracesNothing) {
     EXPECT_EQ(ReadOnlyZorBspStorageProvider_getInterface(&provider_), QBF_OK);
 
