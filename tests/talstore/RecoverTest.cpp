@@ -1,6 +1,7 @@
 /// What is recovered of damaged files.
 
 #include "board/Recover.h"
+#include "support/CaseStep.h"
 
 #include <algorithm>
 #include <map>
@@ -117,11 +118,11 @@ std::vector<int> Changes() {
 TEST_P(RecoveredFromAnyDamage, IsWhatWasStored) {
     SmallFile file(GetParam());
     const std::string& bytes = file.Bytes();
-    for (std::size_t length = 0; length <= bytes.size(); ++length) {
+    for (std::size_t length = 0; length <= bytes.size(); length += CaseStep()) {
         SCOPED_TRACE("the first " + std::to_string(length) + " bytes");
         file.ExpectRecovery(bytes.substr(0, length), std::string::npos);
     }
-    for (std::size_t byte = 0; byte < bytes.size() && !HasFailure(); ++byte) {
+    for (std::size_t byte = 0; byte < bytes.size() && !HasFailure(); byte += CaseStep()) {
         for (const int change : Changes()) {
             std::string damaged = bytes;
             damaged[byte] = static_cast<char>(damaged[byte] ^ change);
@@ -143,7 +144,7 @@ TEST(Salvage, OfARecordWithAnyByteOfAnyValueIsWhatWasStored) {
         return variable == nullptr ? std::nullopt : std::optional<std::size_t>(variable->SizeInBytes());
     };
     ASSERT_EQ(talstore::SalvageRecords(file.Bytes(), sizeOf).size(), 4U);
-    for (std::size_t byte = 0; byte < file.Bytes().size(); ++byte) {
+    for (std::size_t byte = 0; byte < file.Bytes().size(); byte += CaseStep()) {
         for (int change = 1; change < 256; ++change) {
             std::string damaged = file.Bytes();
             damaged[byte] = static_cast<char>(damaged[byte] ^ change);
@@ -173,7 +174,7 @@ constexpr std::string_view kCharacters = {"<>&\"'/=!?-[] \n\tx19RNO\0\x80\xC3\xF
 TEST(Salvage, OfADocumentWithAnyByteReplacedIsWhatWasStored) {
     const SmallFile file(Format::Xml);
     const auto layout = host::LoadDatabaseFromText(kSmallLayout);
-    for (std::size_t byte = 0; byte < file.Bytes().size(); ++byte) {
+    for (std::size_t byte = 0; byte < file.Bytes().size(); byte += CaseStep()) {
         for (const char character : kCharacters) {
             std::string damaged = file.Bytes();
             damaged[byte] = character;
