@@ -139,12 +139,14 @@ def deviations(figures):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("build", type=pathlib.Path, help="the build tree, optimised")
+    parser.add_argument("--talstore", type=pathlib.Path, help="the tool to count instead of the tree's")
     parser.add_argument("--record", action="store_true", help="make what is counted the recorded bounds")
     arguments = parser.parse_args()
 
     programs = arguments.build.resolve()
     library = count_library(programs / "bench/tal_workload", programs / "bench/tal_cheap_workload")
-    tool = count_tool(programs / "tools/talstore/talstore", programs / "bench/tal_large_files")
+    talstore = arguments.talstore or programs / "tools/talstore/talstore"
+    tool = count_tool(talstore.resolve(), programs / "bench/tal_large_files")
     print(tables(library, tool), end="")
     if arguments.record:
         record(library, tool)

@@ -6,6 +6,8 @@
 
 namespace tal::fuzz {
 
+bool isReplay = false;
+
 void Require(bool holds, std::string_view what) {
     if (!holds) {
         std::cerr << "this does not hold: " << what << std::endl;

@@ -7,6 +7,9 @@
 
 namespace tal::fuzz {
 
+/// Whether kept inputs are replayed, each of which is to be looked at in every way that the target has.
+extern bool isReplay;
+
 /// Says what does not hold and aborts, so that the fuzzer keeps the input.
 void Require(bool holds, std::string_view what);
 

@@ -8,6 +8,8 @@
 #include <iterator>
 #include <vector>
 
+#include "FuzzBasics.h"
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace {
@@ -33,6 +35,7 @@ void Replay(const std::filesystem::path& fileName) {
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
+    tal::fuzz::isReplay = true;
     std::size_t replayed = 0;
     for (int i = 1; i < argumentCount; ++i) {
         for (const auto& file : FilesOf(arguments[i])) {

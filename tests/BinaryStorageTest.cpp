@@ -9,6 +9,7 @@
 #include "support/BinaryFixture.h"
 #include "support/BinaryTree.h"
 #include "support/SecureRecords.h"
+#include "support/SharedLibrary.h"
 
 namespace tal::test {
 
@@ -118,7 +119,7 @@ TEST_P(BinaryStorage, StoringTheWritableSubsetIsNotSupportedAndUntraced) {
 
 // The current name is empty only in a library that has opened nothing yet, so this takes a copy of its own.
 TEST_P(BinaryStorage, AnInvalidLocationBeforeTheFirstOpenHasNoFileName) {
-    std::filesystem::copy_file(TAL_TEST_LIBRARY, "fresh.so");
+    std::filesystem::copy_file(TestedLibrary(), "fresh.so");
     void* const fresh = dlopen("./fresh.so", RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(fresh, nullptr) << dlerror();
     const auto getInterface =

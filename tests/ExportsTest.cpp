@@ -14,6 +14,7 @@
 namespace {
 
 using tal::test::SharedLibrary;
+using tal::test::TestedLibrary;
 using testing::Contains;
 using testing::ElementsAreArray;
 using testing::Not;
@@ -75,7 +76,7 @@ constexpr const char* kBoardImports[] = {
 };
 
 const SharedLibrary& Library() {
-    static const SharedLibrary library(TAL_TEST_LIBRARY);
+    static const SharedLibrary library(TestedLibrary());
     return library;
 }
 

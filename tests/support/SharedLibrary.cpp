@@ -1,15 +1,23 @@
 #include "support/SharedLibrary.h"
 
+#include <dlfcn.h>
 #include <elf.h>
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 
 #include "support/Files.h"
 
 namespace tal::test {
 
-SharedLibrary::SharedLibrary(const char* path) : bytes_(ReadFile(path)) {
+std::string TestedLibrary() {
+    Dl_info info = {};
+    dladdr(dlsym(RTLD_DEFAULT, "CBinaryFileStorageProvider_GetInterface"), &info);
+    return std::filesystem::canonical(info.dli_fname);
+}
+
+SharedLibrary::SharedLibrary(const std::string& path) : bytes_(ReadFile(path)) {
     const auto header = Read<ElfW(Ehdr)>(0);
     for (std::size_t i = 0; i < header.e_shnum; ++i) {
         const auto section = SectionAt(i);

@@ -9,11 +9,14 @@
 
 namespace tal::test {
 
+/// The file of the library that the tests run with.
+std::string TestedLibrary();
+
 /// A shared library of this machine's own word size, read from its file.
 class SharedLibrary {
 public:
     /// Fails the test when the file cannot be read.
-    explicit SharedLibrary(const char* path);
+    explicit SharedLibrary(const std::string& path);
 
     /// A symbol that no other file sees.
     struct LocalSymbol {
