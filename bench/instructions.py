@@ -55,21 +55,25 @@ def instructions_per_variable(workload, job, contender, size):
     return round(total / variables_told(said))
 
 
-def count_job(workload, job, limit):
-    """{contender: {size: instructions per variable}}; the limit is only counted at the largest size."""
-    return {
-        "library": {size: instructions_per_variable(workload, job, "library", size) for size in SIZES},
-        "limit": {SIZES[-1]: instructions_per_variable(workload, job, limit, SIZES[-1])},
-    }
-
-
-def count_library(workload, cheap_workload):
-    """{job: contenders}, with the reference host, and beside straight code with one that costs next to nothing."""
-    counts = {job: count_job(workload, job, limit) for job, limit in LIMITS.items()}
+def jobs(workload, cheap_workload):
+    """(name, workload, job, limit); straight code is a limit for a host that costs next to nothing, too."""
+    for job, limit in LIMITS.items():
+        yield job, workload, job, limit
     for job, limit in LIMITS.items():
         if limit == STRAIGHT_CODE:
-            counts[f"{job}, cheap host"] = count_job(cheap_workload, job, limit)
-    return counts
+            yield f"{job}, cheap host", cheap_workload, job, limit
+
+
+def count_library(programs):
+    """{job: {size: instructions per variable}}"""
+    return {name: {size: instructions_per_variable(workload, job, "library", size) for size in SIZES}
+            for name, workload, job, _ in jobs(*programs)}
+
+
+def count_limits(programs):
+    """{job: instructions per variable}, at the largest size only."""
+    return {name: instructions_per_variable(workload, job, limit, SIZES[-1])
+            for name, workload, job, limit in jobs(*programs)}
 
 
 def count_tool(talstore, large_files):
@@ -94,11 +98,11 @@ def table(rows):
     return "".join([f"| {lines[0]} |\n|{rule}|\n", *(f"| {line} |\n" for line in lines[1:])])
 
 
-def library_table(counts):
+def library_table(library, limits):
     rows = [["job", *(f"at {size} variables" for size in SIZES), f"the limit at {SIZES[-1]}", "ratio"]]
-    for job, contenders in counts.items():
-        library, limit = contenders["library"], contenders["limit"][SIZES[-1]]
-        rows.append([job, *(str(library[size]) for size in SIZES), str(limit), f"{library[SIZES[-1]] / limit:.2f}"])
+    for job, limit in limits.items():
+        counts = library[job]
+        rows.append([job, *map(str, counts.values()), str(limit), f"{counts[SIZES[-1]] / limit:.2f}"])
     return table(rows)
 
 
@@ -107,22 +111,22 @@ def tool_table(counts):
     return table([headings, *([command, *map(str, kinds.values())] for command, kinds in counts.items())])
 
 
-def tables(library, tool):
-    return library_table(library) + "\n" + tool_table(tool)
+def tables(library, limits, tool):
+    return library_table(library, limits) + "\n" + tool_table(tool)
 
 
 def bounded(library, tool):
-    of_library = {f"{job}, {size} variables": value for job, contenders in library.items()
-                  for size, value in contenders["library"].items()}
+    of_library = {f"{job}, {size} variables": value for job, counts in library.items()
+                  for size, value in counts.items()}
     of_tool = {f"talstore {command}, {kind}, {TOOL_SIZE} variables": value for command, kinds in tool.items()
                for kind, value in kinds.items()}
     return of_library | of_tool
 
 
-def record(library, tool):
-    BOUNDS.write_text(json.dumps(bounded(library, tool), indent=2) + "\n")
+def record(figures, tables_of_them):
+    BOUNDS.write_text(json.dumps(figures, indent=2) + "\n")
     text, _, _ = DOCUMENT.read_text().partition(TABLE_START)
-    DOCUMENT.write_text(text + TABLE_START + "\n" + tables(library, tool))
+    DOCUMENT.write_text(text + TABLE_START + "\n" + tables_of_them)
 
 
 def deviations(figures):
@@ -140,17 +144,24 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("build", type=pathlib.Path, help="the build tree, optimised")
     parser.add_argument("--talstore", type=pathlib.Path, help="the tool to count instead of the tree's")
-    parser.add_argument("--record", action="store_true", help="make what is counted the recorded bounds")
+    how = parser.add_mutually_exclusive_group()
+    how.add_argument("--record", action="store_true", help="make what is counted the recorded bounds")
+    how.add_argument("--without-limits", action="store_true",
+                     help="compare with the bounds only, and say nothing where they are kept")
     arguments = parser.parse_args()
 
-    programs = arguments.build.resolve()
-    library = count_library(programs / "bench/tal_workload", programs / "bench/tal_cheap_workload")
-    talstore = arguments.talstore or programs / "tools/talstore/talstore"
-    tool = count_tool(talstore.resolve(), programs / "bench/tal_large_files")
-    print(tables(library, tool), end="")
-    if arguments.record:
-        record(library, tool)
-    problems = list(deviations(bounded(library, tool)))
+    tree = arguments.build.resolve()
+    programs = tree / "bench/tal_workload", tree / "bench/tal_cheap_workload"
+    library = count_library(programs)
+    talstore = arguments.talstore or tree / "tools/talstore/talstore"
+    tool = count_tool(talstore.resolve(), tree / "bench/tal_large_files")
+    figures = bounded(library, tool)
+    if not arguments.without_limits:
+        text = tables(library, count_limits(programs), tool)
+        print(text, end="")
+        if arguments.record:
+            record(figures, text)
+    problems = list(deviations(figures))
     for problem in problems:
         print(f"instructions.py: {problem}", file=sys.stderr)
     if problems:
