@@ -11,15 +11,33 @@ namespace tal::test {
 namespace {
 
 ReleasedBlocks* active = nullptr;
+std::size_t liveBlocks = 0;
+
+void* Take(std::size_t size) {
+    void* const memory = std::malloc(std::max<std::size_t>(size, 1));
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    ++liveBlocks;
+    return memory;
+}
 
 void Release(void* memory) {
-    if (active != nullptr && memory != nullptr) {
+    if (memory == nullptr) {
+        return;
+    }
+    --liveBlocks;
+    if (active != nullptr) {
         active->Add(memory);
     }
     std::free(memory);
 }
 
 }  // namespace
+
+std::size_t LiveBlocks() {
+    return liveBlocks;
+}
 
 ReleasedBlocks::ReleasedBlocks() {
     active = this;
@@ -39,11 +57,7 @@ void ReleasedBlocks::Add(const void* block) {
 }  // namespace tal::test
 
 void* operator new(std::size_t size) {
-    void* const memory = std::malloc(std::max<std::size_t>(size, 1));
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
+    return tal::test::Take(size);
 }
 
 void operator delete(void* memory) noexcept {

@@ -1,10 +1,13 @@
-/// Sees what is given back to the heap.
+/// Sees what operator new takes from the heap and operator delete gives back.
 #ifndef TAL_TEST_RELEASED_BLOCKS_H
 #define TAL_TEST_RELEASED_BLOCKS_H
 
 #include <cstddef>
 
 namespace tal::test {
+
+/// The blocks of the whole process that operator new has given and operator delete not yet released. Not for threads.
+[[nodiscard]] std::size_t LiveBlocks();
 
 /// Keeps the addresses of the blocks that operator delete releases while it lives, in order and whoever asks for it.
 /// At most one at a time.
