@@ -1,5 +1,5 @@
-/// What the two binary providers do alike: selecting, opening and closing the file of a location, and walking the
-/// database. Where their texts, codes or order differ, the step stands in each provider's own file.
+/// What the two binary providers do alike: selecting and opening the file of a location, and walking the database.
+/// Where their texts, codes or order differ, the step stands in each provider's own file.
 ///
 /// `Traces` are the names of the provider whose step it is, among them `kWalkRegions`, its operation that walks the
 /// regions.
@@ -70,19 +70,6 @@ QBFResult OpenNamedFile(const FileName& name, StorageOpenMode mode, StreamBuffer
     if (*out == nullptr) {
         DS_TRACE(Traces, kOpenFile, QBF_E_OPEN_FAILED, "Could not open file %s (errno is: %d)", name, errno);
         return QBF_E_OPEN_FAILED;
-    }
-    return QBF_OK;
-}
-
-/// Closes the file; it is gone also after a failure.
-/// @return QBF_OK, or QBF_E_FAILED, traced.
-template <class Traces>
-QBFResult CloseNamedFile(std::FILE* file, StorageLocation location) {
-    if (std::fclose(file) != 0) {
-        DS_TRACE(Traces, kCloseFile, QBF_E_FAILED,
-                 "Could not close storage file for storage location %d (errno is: %d)", PrintableLocation(location),
-                 errno);
-        return QBF_E_FAILED;
     }
     return QBF_OK;
 }

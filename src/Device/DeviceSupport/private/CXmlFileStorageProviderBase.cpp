@@ -136,11 +136,9 @@ QBFResult CloseFile(std::FILE* file, StorageLocation location) {
     // Only a failed close is reported: what a failed flush or sync has lost goes unnoticed.
     std::fflush(file);
     SyncFile<XmlTraces>(file, location);
-    if (std::fclose(file) != 0) {
-        DS_TRACE(XmlTraces, kCloseFile, QBF_E_FAILED,
-                 "Could not close storage file for storage location %d (errno is: %d)", PrintableLocation(location),
-                 errno);
-        return QBF_E_FAILED;
+    const QBFResult closed = CloseNamedFile<XmlTraces>(file, location);
+    if (QBF_IsFailure(closed)) {
+        return closed;
     }
     DS_TRACE(XmlTraces, kCloseFile, QBF_I_INFO, "XML file closed for storage location %d", PrintableLocation(location));
     SyncDirectory<XmlTraces>(location, QBF_I_INFO);

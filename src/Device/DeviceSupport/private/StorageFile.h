@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 
@@ -61,6 +62,19 @@ void SyncFile(std::FILE* file, StorageLocation location) {
     fsync(fileno(file));
     DS_TRACE(Traces, kSync, QBF_I_INFO, "fsync completed for %s, storage location %d", Traces::kFileKind,
              PrintableLocation(location));
+}
+
+/// Closes the file; it is gone also after a failure.
+/// @return QBF_OK, or QBF_E_FAILED, traced.
+template <class Traces>
+QBFResult CloseNamedFile(std::FILE* file, StorageLocation location) {
+    if (std::fclose(file) != 0) {
+        DS_TRACE(Traces, kCloseFile, QBF_E_FAILED,
+                 "Could not close storage file for storage location %d (errno is: %d)", PrintableLocation(location),
+                 errno);
+        return QBF_E_FAILED;
+    }
+    return QBF_OK;
 }
 
 /// Attempts to sync the directory of a file that has been closed, and reports at `notOpened` that it did not open. Its
