@@ -1,8 +1,8 @@
-/// What the two binary providers do alike: selecting and opening the file of a location, and walking the database.
-/// Where their texts, codes or order differ, the step stands in each provider's own file.
+/// What the two binary providers do alike: selecting and opening the file of a location, preparing the database and
+/// walking it. Where their texts, codes or order differ, the step stands in each provider's own file.
 ///
-/// `Traces` are the names of the provider whose step it is, among them `kWalkRegions`, its operation that walks the
-/// regions.
+/// `Traces` are the names of the provider whose step it is, among them `kPrepare`, its operation that prepares the
+/// database, and `kWalkRegions`, the one that walks the regions.
 #ifndef TAL_PRIVATE_BINARY_STORAGE_H
 #define TAL_PRIVATE_BINARY_STORAGE_H
 
@@ -72,6 +72,22 @@ QBFResult OpenNamedFile(const FileName& name, StorageOpenMode mode, StreamBuffer
         return QBF_E_OPEN_FAILED;
     }
     return QBF_OK;
+}
+
+/// Both steps that precede the reading are always attempted.
+/// @return whether the database took both; a failure has been traced.
+template <class Traces>
+[[nodiscard]] bool PrepareDatabase(CDatabase* database) {
+    bool ready = true;
+    if (QBF_IsFailure(CDatabase_UpdatePathHashTable(database))) {
+        DS_TRACE(Traces, kPrepare, QBF_E_FAILED, "Error when updating hash table in CDatabase");
+        ready = false;
+    }
+    if (QBF_IsFailure(CDatabase_SetAsNotRetrieved(database))) {
+        DS_TRACE(Traces, kPrepare, QBF_E_FAILED, "Error when setting Database as not retrieved");
+        ready = false;
+    }
+    return ready;
 }
 
 /// Walks the database: `enterRegion(const char* name)`, then `processObject(CStorageObject*)` for each top-level object

@@ -19,6 +19,7 @@ struct BinaryTraces {
     static constexpr const char* kOpenFile = "CBinaryFileStorageProvider_OpenFile";
     static constexpr const char* kCloseFile = "CBinaryFileStorageProvider_CloseFile";
     static constexpr const char* kProcessObject = "CBinaryFileStorageProvider_ProcessObject";
+    static constexpr const char* kPrepare = kRetrieveAll;
     static constexpr const char* kWalkRegions = kManageStorage;
 };
 
@@ -180,20 +181,6 @@ QBFResult ManageStorage(StorageLocation location, CDatabase* database, StorageOp
     return result;
 }
 
-/// @return whether the database took both steps that precede the reading; both are always attempted.
-bool PrepareDatabase(CDatabase* database) {
-    bool ready = true;
-    if (QBF_IsFailure(CDatabase_UpdatePathHashTable(database))) {
-        DS_TRACE(BinaryTraces, kRetrieveAll, QBF_E_FAILED, "Error when updating hash table in CDatabase");
-        ready = false;
-    }
-    if (QBF_IsFailure(CDatabase_SetAsNotRetrieved(database))) {
-        DS_TRACE(BinaryTraces, kRetrieveAll, QBF_E_FAILED, "Error when setting Database as not retrieved");
-        ready = false;
-    }
-    return ready;
-}
-
 QBFResult Initialize(StorageLocation /*location*/) {
     // The word "File" is missing from this message alone.
     DS_TRACE(BinaryTraces, kInitialize, QBF_I_INFO, "CBinaryStorageProvider: Initializing...");
@@ -221,7 +208,7 @@ QBFResult RetrieveAll(StorageLocation location, CDatabase* database, unsigned lo
         DS_TRACE(BinaryTraces, kRetrieveAll, QBF_E_INVALID_ARGUMENT, "database is a nullptr");
         return QBF_E_FAILED;
     }
-    const bool ready = PrepareDatabase(database);
+    const bool ready = PrepareDatabase<BinaryTraces>(database);
     const QBFResult result = ManageStorage(location, database, StorageOpenMode::Retrieve, ready);
 
     const QBFResult defaulted = CDatabase_SetNotRetrievedVariablesToDefault(database);

@@ -27,6 +27,7 @@ struct SecureTraces {
     static constexpr const char* kManageRetrieve = "CSecureBinaryFileStorageProvider_ManageRetrieve";
     static constexpr const char* kPrepareForVariableUpdate =
         "CSecureBinaryFileStorageProvider_PrepareForVariableUpdate";
+    static constexpr const char* kPrepare = kManageRetrieve;
     static constexpr const char* kWalkRegions = kManageStore;
     static constexpr const char* kSync = kManageStore;
     static constexpr const char* kFileKind = "secure binary file";
@@ -547,18 +548,9 @@ QBFResult DefaultMissingVariables(CDatabase* database, bool fileWasOpened) {
     return QBF_E_FAILED;
 }
 
-/// A database that could not be prepared is restored all the same.
-void PrepareDatabase(CDatabase* database) {
-    if (QBF_IsFailure(CDatabase_UpdatePathHashTable(database))) {
-        DS_TRACE(SecureTraces, kManageRetrieve, QBF_E_FAILED, "Error when updating hash table in CDatabase");
-    }
-    if (QBF_IsFailure(CDatabase_SetAsNotRetrieved(database))) {
-        DS_TRACE(SecureTraces, kManageRetrieve, QBF_E_FAILED, "Error when setting Database as not retrieved");
-    }
-}
-
 QBFResult ManageRetrieve(StorageLocation location, CDatabase* database) {
-    PrepareDatabase(database);
+    // A database that could not be prepared is restored all the same.
+    static_cast<void>(PrepareDatabase<SecureTraces>(database));
 
     std::FILE* file = nullptr;
     const QBFResult opened = OpenFile(location, StorageOpenMode::Retrieve, &file);
