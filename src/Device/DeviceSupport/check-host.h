@@ -263,8 +263,7 @@ private:
         return !IsMeantAsFailure(code);
     }
 
-    // ---- The list of texts
-
+    /// Tries the list in which the XML reader collects the texts of an array.
     void CheckTextList() {
         static ListRoom room;
         std::memset(&room, kCanary, sizeof room);
@@ -314,8 +313,6 @@ private:
                    what + " hands out " + std::to_string(items.size()) + " items, the last answer is " + Hex(code));
         }
     }
-
-    // ---- The tree
 
     void CheckDatabase() {
         if (database_ == nullptr) {
@@ -471,8 +468,6 @@ private:
         return !IsMeantAsFailure(code);
     }
 
-    // ---- One variable
-
     void CheckVariable(CVariable* variable, const std::string& prefix) {
         const std::string name = NameOf("CVariable_GetName", prefix, kLongestOtherName,
                                         [=](char** out) { return CVariable_GetName(variable, out); });
@@ -598,8 +593,6 @@ private:
         }
         values_.push_back(std::move(value));
     }
-
-    // ---- The database as a whole
 
     void CheckThatNamesStay() {
         for (const NameSeen& name : names_) {
@@ -737,12 +730,11 @@ private:
     std::string secureBase_;
 };
 
-// ---- The child process and what it tells
-
 [[noreturn]] inline void ThrowErrno(const char* what) {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
+/// Where the child process is, in memory that both see.
 class SharedStep {
 public:
     SharedStep()
