@@ -12,8 +12,8 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 # On a 32-bit board, files beyond 2 GiB are to fail where they fail on a 64-bit machine, not at stat or fopen.
 add_compile_definitions(_FILE_OFFSET_BITS=64)
 
-# The rest is for those who work on the library. Who takes it in has a build type, and may use a compiler that warns of
-# what these do not.
+# The rest is for those who work on the library. A project that takes it in has a build type of its own, and may
+# use a compiler that finds other things worth a warning.
 if(NOT PROJECT_IS_TOP_LEVEL)
   return()
 endif()

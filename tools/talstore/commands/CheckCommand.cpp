@@ -38,7 +38,7 @@ void CheckValues(const StorageFile& file, StoredContents& contents) {
     for (const auto& [index, reason] : values.refused) {
         const StoredItem& item = contents.items[index];
         contents.findings.push_back({Severity::Error, "xml.refused", item.place, item.path,
-                                     reason + "; all variables behind it take their defaults"});
+                                     reason + "; all variables after it take their defaults"});
     }
     for (const VariableReport& variable : values.report.variables) {
         const bool isChanged = variable.outcome == Outcome::Changed || variable.outcome == Outcome::Partly;
