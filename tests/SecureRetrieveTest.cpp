@@ -419,6 +419,7 @@ TEST_F(SecureRetrieve, OneBufferOfTheRecordsSizeIsAllTheMemoryThatIsTaken) {
                                     SecureRecord("R/O/Larger", std::string(6000, 'm')) + SecureRecord("R/O/Next", "n"));
     const AllocationFaults memory;
     ASSERT_EQ(Retrieve(), QBFResult{QBF_OK});
+    EXPECT_EQ(memory.Allocations(), 3);
     EXPECT_EQ(memory.PeakBytes(), 6000U);
     EXPECT_EQ(memory.LiveAllocations(), 0);
 }
